@@ -194,7 +194,8 @@ struct trox_file_reference_table {
     std::uint32_t srvbb_ref;                           ///< server block basket
     std::uint32_t chanb_ref;                           ///< basket of the first channel that has records
 };
-struct trox_file_reference_table_2010 : trox_file_reference_table {};
+struct trox_file_reference_table_2010 : trox_file_reference_table {
+};
 
 struct trox_file_reference_table_2024 {
     std::uint64_t pattern;
@@ -256,7 +257,8 @@ struct trox_event_index_table {
     std::int32_t nevent_types;
     trox_event_index_entry entries[1];
 };
-struct trox_event_index_table_2010 : trox_event_index_table {};
+struct trox_event_index_table_2010 : trox_event_index_table {
+};
 struct trox_event_index_table_2024 {
     std::uint64_t pattern;
     std::uint64_t nevent_types;
@@ -278,7 +280,8 @@ struct trox_chan_dictionary_entry_2010 {
     std::uint32_t dtype_mask;
     std::int32_t count;
 };
-struct trox_chan_dictionary_entry_2024 : trox_chan_dictionary_entry_2010 {};
+struct trox_chan_dictionary_entry_2024 : trox_chan_dictionary_entry_2010 {
+};
 
 struct trox_chan_dictionary_table {
     std::uint32_t pattern;
@@ -333,7 +336,8 @@ struct trox_env_dictionary_table {
     std::int32_t length;
     trox_env_dictionary_entry entries[1];
 };
-struct trox_env_dictionary_table_2010 : trox_env_dictionary_table {};
+struct trox_env_dictionary_table_2010 : trox_env_dictionary_table {
+};
 struct trox_env_dictionary_table_2024 {
     std::uint64_t pattern;
     std::uint64_t length;
@@ -346,7 +350,8 @@ struct trox_xml_chan_descr_header {
     std::int32_t length; ///< bytes, head included
     char xml[4];         ///< the text's first bytes; it runs to `length`
 };
-struct trox_xml_chan_descr_header_2010 : trox_xml_chan_descr_header {};
+struct trox_xml_chan_descr_header_2010 : trox_xml_chan_descr_header {
+};
 struct trox_xml_chan_descr_header_2024 {
     std::uint64_t pattern;
     std::uint64_t length;
@@ -362,7 +367,8 @@ struct trox_event_header_basket {
     std::int32_t length;
     trox_eventheader evhd[1];
 };
-struct trox_event_header_basket_2010 : trox_event_header_basket {};
+struct trox_event_header_basket_2010 : trox_event_header_basket {
+};
 struct trox_event_header_basket_2024 {
     std::uint64_t pattern;
     std::uint64_t length;
@@ -427,7 +433,8 @@ struct trox_env_data_block {
     time_stamp env_ch_time;
     float env_ch_data;
 };
-struct trox_env_data_block_2010 : trox_env_data_block {};
+struct trox_env_data_block_2010 : trox_env_data_block {
+};
 
 struct trox_name_value_channel {
     char name[80];

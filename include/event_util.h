@@ -88,8 +88,8 @@ int trox_get_event_chan_pointers_table_by_list_m_2010(unsigned long filelen, tro
                                                       int fd, const std::vector<std::string>& chans,
                                                       trox_chan_dictionary_table_2010* dictionary,
                                                       trox_event_chan_pointers_table** table);
-int trox_get_event_chan_pointers_table_by_list_m_2024(std::size_t filelen, trox_file_reference_table_2024* ref,
-                                                      int fd, const std::vector<std::string>& chans,
+int trox_get_event_chan_pointers_table_by_list_m_2024(std::size_t filelen, trox_file_reference_table_2024* ref, int fd,
+                                                      const std::vector<std::string>& chans,
                                                       trox_chan_dictionary_table_2024* dictionary,
                                                       trox_event_chan_pointers_table_2024** table);
 

@@ -6,7 +6,8 @@
 #include <cstring>
 #include <type_traits>
 
-namespace trox_detail {
+namespace trox_detail
+{
 
 /// `value` with its bytes reversed.
 template <class Integer> constexpr Integer byte_swapped(Integer value) noexcept
