@@ -1,0 +1,49 @@
+// Reading one channel of one data file of the 2010 generation: the table loader and the channel reader.
+#ifndef TROX_DAQ_READ_CHAN_2010_H
+#define TROX_DAQ_READ_CHAN_2010_H
+
+#include "detail/basic_file_get_tables.h"
+#include "detail/basic_read_chan.h"
+#include "detail/generation_2010.h"
+
+#include <vector>
+
+#pragma GCC visibility push(default)
+
+extern template class trox_detail::basic_file_get_tables<trox_detail::generation_2010>;
+extern template class trox_detail::basic_read_chan<trox_detail::generation_2010>;
+
+/// Table loader of the 2010 generation; see basic_file_get_tables.
+class trox_file_get_tables_2010 : public trox_detail::basic_file_get_tables<trox_detail::generation_2010>
+{
+public:
+    using basic_file_get_tables::basic_file_get_tables;
+};
+
+/// Channel reader of the 2010 generation; see basic_read_chan.
+class trox_daq_read_chan_2010 : public trox_detail::basic_read_chan<trox_detail::generation_2010>
+{
+public:
+    using basic_read_chan::basic_read_chan;
+
+    /// Whether a neighbour found by time is checked against the event numbers (default on).
+    using basic_read_chan::is_by_time_fix;
+    using basic_read_chan::set_by_time_fix;
+
+    /// Dumps of every record: event headers, server block heads, sub-heads, data.
+    using basic_read_chan::print_channel;
+    using basic_read_chan::print_channel_headers;
+    using basic_read_chan::print_event_headers;
+    using basic_read_chan::print_server_block_headers;
+};
+
+/// Decompresses one zlib stream of `length` bytes. On entry `*out_length` is the room at `out`; on success it
+/// becomes the length produced and the result is 0. Any failure is 1, with a line on standard output.
+/// Thread-safe. Shared by all generations.
+int make_zlib(unsigned char* in, int length, unsigned char* out, int* out_length);
+/// The same for LZO1X. `work` must not be null; it is not used. Without LZO in this build the result is 1.
+int make_lzo(unsigned char* in, int length, unsigned char* out, int* out_length, unsigned char* work);
+
+#pragma GCC visibility pop
+
+#endif

@@ -1,0 +1,26 @@
+#include "generic/os_calls.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/mman.h>
+
+namespace trox_detail
+{
+
+namespace
+{
+
+int open_file(const char* path, int flags)
+{
+    return ::open(path, flags);
+}
+
+} // namespace
+
+os_calls& os() noexcept
+{
+    static os_calls calls{open_file, ::mmap, std::malloc, std::realloc, ::pthread_create};
+    return calls;
+}
+
+} // namespace trox_detail
