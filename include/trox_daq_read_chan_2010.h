@@ -37,6 +37,9 @@ public:
     using basic_read_chan::print_server_block_headers;
 };
 
+/// Entry of a decompression worker; `reader` is a trox_daq_read_chan_2010.
+void* unzip_thread_2010(void* reader);
+
 /// Decompresses one zlib stream of `length` bytes. On entry `*out_length` is the room at `out`; on success it
 /// becomes the length produced and the result is 0. Any failure is 1, with a line on standard output.
 /// Thread-safe. Shared by all generations.

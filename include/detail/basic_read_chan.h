@@ -18,7 +18,7 @@ namespace trox_detail
 
 template <class Generation> struct loaded_file;
 template <class Generation> class record_index;
-template <class Generation> struct record_source;
+class basket_memory;
 enum class decode_outcome;
 
 /// Reads one channel (or one sub-channel) of one data file: decodes all its records in worker threads, then
@@ -85,6 +85,9 @@ public:
     int start(pthread_mutex_t** mutex, pthread_cond_t** cond, int** flag);
     /// Raises the flag and wakes the caller of `start`.
     void signal_master();
+    /// What each worker does: decodes records until none is left, the reader is stopped, or (unless bad records are
+    /// skipped) a record fails hard.
+    void decode_records();
     /// True when all records are decoded.
     bool is_done();
     /// Frees the handle slot of a worker.
@@ -149,42 +152,42 @@ protected:
 
 private:
     struct reference_event;
-    friend struct worker_access;
 
-    // construction
     void copy_description(const chan_descr_2010& descr);
+    int debug() const;
     // start
     int start_checked();
+    int fail_start(int status);
     int allocate_records();
     int load_basket();
-    int map_basket(std::uint64_t position);
-    bool basket_from_rows();
+    bool rows_lie_in_basket();
+    bool load_basket_from_rows();
     bool find_event_limits();
+    void widen_limits(const time_id& event, bool is_first);
     void choose_number_of_threads();
     int start_workers();
-    int fail_start(int status);
     // workers
     static void* run_worker(void* reader);
-    void work();
     bool take_record(int& index);
-    bool work_on(int index, record_source<Generation>& source, void* decoder);
-    bool publish(const entry& record, int index);
-    bool record_failed(int index);
+    bool settle(decode_outcome outcome, const entry& record, int index);
+    bool settle_or_skip(decode_outcome outcome, entry& record, int index);
+    void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
-    void release_record(entry& record) const;
-    // delivery
-    int choose_reference(const time_id* id, int type, reference_event& reference);
-    entry* deliver_by_number(const reference_event& reference, bool has_id, int type, int& status);
-    entry* deliver_by_time(const reference_event& reference, int type, int& status);
+    // look-up and delivery
+    bool is_indexed() const;
+    bool scan_by_event_id(event_number id, int type, int& found);
+    int nearest_by_event_id(event_number id, int type) const;
+    int scan_by_time(const time_stamp& ts, int type) const;
+    int nearest_by_time(const time_stamp& ts, int type) const;
+    bool choose_reference(const time_id* id, int type, reference_event& reference);
+    entry* find_by_number(const reference_event& reference, int type, int& status);
+    entry* find_by_time(const reference_event& reference, int type, int& status);
     entry* check_against_numbers(entry* record, int type, int& status);
-    entry* scan_by_event_id(event_number id, int type, int& status);
-    entry* scan_by_time(const time_stamp& ts, int type, int& status);
     // printing
     bool has_records_to_print() const;
-    template <class Dump> void print_records(const char* begin, const char* end, Dump dump);
-    void print_time_limit(const char* label, const time_id& event) const;
-    int debug() const;
+    template <class Dump> void print_records(Dump dump);
+    void print_time_limit(const time_id& event) const;
 
     std::shared_ptr<typename Generation::table_loader> loader_; // keeps a loader of the slicer alive
     std::shared_ptr<const loaded_file<Generation>> file_;       // keeps tables and event baskets alive
@@ -200,9 +203,9 @@ private:
     unsigned char* sbh_base_ = nullptr;
     unsigned long sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
-    typename Generation::channel_basket* chnb_ = nullptr; // heap copy, owned
-    std::uint64_t chnb_length_ = 0;
-    unsigned char* chn_base_ = nullptr; // where the basket was mapped; not mapped any more
+    std::unique_ptr<basket_memory> basket_;               // this channel's basket, a heap copy
+    typename Generation::channel_basket* chnb_ = nullptr; // in basket_
+    unsigned char* chn_base_ = nullptr;                   // where the basket was mapped; not mapped any more
     std::uint64_t chn_base_size_ = 0;
     std::uint64_t chn_offset_ = 0;
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
@@ -221,7 +224,8 @@ private:
     void* records_block_ = nullptr; // guard record and array, one block
     entry* out_ = nullptr;
     entry* out_cur_ = nullptr;
-    std::atomic<int> out_total_{0};
+    int out_allocated_ = 0;         // records in the array
+    std::atomic<int> out_total_{0}; // less those taken out as bad
     int out_taken_ = 0;
     int out_done_ = 0;
     int out_failed_ = 0;

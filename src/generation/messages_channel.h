@@ -24,6 +24,7 @@ enum class channel_message {
     cut_failed,
     lookup_met_end,
     lookup_timing,
+    time_limit,
     count
 };
 
@@ -54,7 +55,6 @@ enum class common_channel_message {
     no_update_memory,
     no_plain_memory,
     thread_finished,
-    lookup_record,
     no_reference,
     check_by_number,
     no_description,
@@ -65,6 +65,20 @@ enum class common_channel_message {
     lzo_init_failed,
     lzo_init_hint,
     lzo_failed,
+    time_limit_unknown,
+    first_of_channel,
+    first_of_subchannel,
+    last_of_channel,
+    last_of_subchannel,
+    record_line,
+    event_headers_begin,
+    event_headers_end,
+    server_blocks_begin,
+    server_blocks_end,
+    subheads_begin,
+    subheads_end,
+    channel_begin,
+    channel_end,
     count
 };
 
@@ -93,7 +107,6 @@ struct common_channel_texts {
         "Failed to malloc working memory (UPD) %lu .. exiting\n",
         "Failed to malloc working memory (NOTZIPPPED) %lu .. exiting\n",
         "thread: finished %lu  %d  in %f msec\n",
-        "[%d] %d\t%d:%d\n",
         "Start channel is we are here   %d@%d\n",
         "Double check instead of time -> by EvID\n",
         "%s NO DESCRIPTION SET\n",
@@ -105,6 +118,20 @@ struct common_channel_texts {
         "make_lzo - (this usually indicates a compiler bug - try recompiling\nwithout optimizations, and enable "
         "`-DLZO_DEBUG' for diagnostics)\n",
         "make_lzo - internal error - decompression failed: %d\n",
+        " Unknown\n",
+        "%s First: ",
+        "%s:%d First: ",
+        "%s Last : ",
+        "%s:%d Last : ",
+        "%d %d:%d\n",
+        "=================EVENT HEADERS======\n",
+        "==========END=OF=EVENT=HEADERS=======\n",
+        "=================SB HEADERS======\n",
+        "==========END=OF=SB=HEADERS=======\n",
+        "=================CHANNEL HEADERS======\n",
+        "==========END=OF=CHANNEL=HEADERS=======\n",
+        "=================CHANNEL======\n",
+        "==========END=OF=CHANNEL========\n",
     }};
     static constexpr const char* text(common_channel_message row)
     {

@@ -24,6 +24,7 @@ template <> struct channel_texts<generation_2010> {
         "device_to_one_channel_2010() failed for %s:%d\n",
         "HERE STATUS NO_DATA...\n",
         "get_by_event_id()  %f msec event_id:%d\n",
+        " EventID: %u Time: %s : %u\n",
     }};
     static constexpr const char* text(channel_message row)
     {

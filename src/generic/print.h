@@ -56,7 +56,7 @@ constexpr argument_kind next_conversion(std::string_view format, std::size_t& po
 template <class... Arguments> constexpr bool format_takes(std::string_view format)
 {
     std::size_t position = 0;
-    const auto accepts = [&](argument_kind given) {
+    [[maybe_unused]] const auto accepts = [&](argument_kind given) {
         const argument_kind wanted = next_conversion(format, position);
         return wanted == given || (wanted == argument_kind::size && given == argument_kind::long_integer);
     };

@@ -1,0 +1,80 @@
+// What the channel-reading layer needs to know of the 2010 generation.
+#ifndef TROX_GENERATION_TRAITS_CHANNEL_2010_H
+#define TROX_GENERATION_TRAITS_CHANNEL_2010_H
+
+#include "detail/generation_2010.h"
+#include "event_util.h"
+#include "generation/messages_channel_2010.h"
+#include "generic/host_order.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace trox_detail
+{
+
+template <class Generation> struct channel_traits;
+
+template <> struct channel_traits<generation_2010> {
+    using generation = generation_2010;
+
+    static constexpr long trailer_size = 12;
+    static constexpr std::uint64_t event_header_basket_pattern = 0xEBAEBAF3;
+    static constexpr std::uint64_t server_block_basket_pattern = 0xBBABBAF3;
+    static constexpr std::uint64_t channel_basket_pattern = 0xCBACBAF3;
+    static constexpr std::size_t basket_word = sizeof(std::uint32_t);
+
+    /// Event number of a record that is not decoded yet.
+    static constexpr generation::event_number undecoded = 0xFFFFFFFF;
+    /// Bytes per record that are cleared before decoding. Intended to be less than a record: the pointer sets
+    /// behind the first are not in use, and clearing them would cost more than decoding a small record.
+    static constexpr std::size_t cleared_per_record = 140;
+
+    /// Baskets are copied to the heap when a listed channel lies on a fast event type.
+    static constexpr bool may_copy_baskets = true;
+    /// A neighbour found by time can be checked against the event numbers.
+    static constexpr bool has_by_time_fix = true;
+
+    static constexpr int published_update_type = TROX_UPD_BLOCK_2010;
+    static constexpr bool is_update_type(int type)
+    {
+        return type == TROX_UPD_BLOCK_2010 || type == TROX_BOR_BLOCK_2010 || type == TROX_EOR_BLOCK_2010;
+    }
+
+    static constexpr auto read_reference_table = get_trox_file_reference_table_m_2010;
+    static constexpr auto read_event_index = trox_get_event_index_table_m_2010;
+    static constexpr auto read_dictionary = trox_get_channel_dictionary_table_m_2010;
+    static constexpr auto read_pointers_table = trox_get_event_chan_pointers_table_m_2010;
+    static constexpr auto read_pointers_table_by_list = trox_get_event_chan_pointers_table_by_list_m_2010;
+    static constexpr auto read_env_dictionary = trox_get_env_index_dictionary_table_m_2010;
+    static constexpr auto read_descriptions = trox_get_chan_descr_table_m_2010;
+    static constexpr auto find_channel = trox_find_channel_by_name_2010;
+    static constexpr auto cut_to_one_channel = device_to_one_channel_2010;
+
+    static void load(const void* source, generation::event_header& header)
+    {
+        load_words(source, header);
+    }
+    static void load(const void* source, generation::server_block_head& head)
+    {
+        load_words_but_text(source, head, head.server);
+    }
+    static void load(const void* source, generation::subhead& head)
+    {
+        load_words_but_text(source, head, head.chname);
+    }
+
+    /// An event number as the texts print it.
+    static int printed(generation::event_number number)
+    {
+        return static_cast<int>(number);
+    }
+    static int printed_basket_size(std::uint64_t size)
+    {
+        return static_cast<int>(size);
+    }
+};
+
+} // namespace trox_detail
+
+#endif

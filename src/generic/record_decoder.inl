@@ -1,0 +1,295 @@
+// Bodies of the record decoder; included by the source of each generation.
+#ifndef TROX_GENERIC_RECORD_DECODER_INL
+#define TROX_GENERIC_RECORD_DECODER_INL
+
+#include "detail/big_endian.h"
+#include "event_util.h"
+#include "generation/messages_channel.h"
+#include "generic/decompress.h"
+#include "generic/host_order.h"
+#include "generic/os_calls.h"
+#include "generic/print.h"
+#include "generic/record_decoder.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <pthread.h>
+
+namespace trox_detail
+{
+
+inline unsigned long this_thread() noexcept
+{
+    return static_cast<unsigned long>(::pthread_self());
+}
+
+/// A new malloc'd block of `size` bytes, null when there is no memory.
+template <class T> malloc_ptr<T> allocate_block(std::size_t size)
+{
+    return malloc_ptr<T>(static_cast<T*>(os().malloc(size)));
+}
+
+template <class T> std::uint64_t address_of(T* pointer) noexcept
+{
+    return reinterpret_cast<std::uintptr_t>(pointer);
+}
+
+template <class Entry> void release_record(Entry& record) noexcept
+{
+    auto& pointers = record.sbchdata[0];
+    for (const std::uint64_t owned : {pointers.evhd, pointers.sbhd, pointers.chhd}) {
+        std::free(reinterpret_cast<void*>(static_cast<std::uintptr_t>(owned)));
+    }
+    pointers = {};
+}
+
+/// Block type without the mark of a cut block.
+constexpr int block_type(int dtype) noexcept
+{
+    constexpr int type_mask = 0xFFFF;
+    return dtype & type_mask;
+}
+
+template <class G> struct record_decoder<G>::stored {
+    const unsigned char* event_header = nullptr;
+    const unsigned char* server_block = nullptr;
+    const unsigned char* subhead_bytes = nullptr;
+    std::uint64_t subhead_position = 0;
+    std::uint64_t data_position = 0;
+    subhead head;
+
+    bool is_zipped() const
+    {
+        return (static_cast<unsigned>(head.error) & TROX_CHAN_ZIP_FLAG) != 0;
+    }
+};
+
+template <class G> record_decoder<G>::record_decoder(const record_source<G>& source) : source_(source) {}
+
+template <class G> bool record_decoder<G>::locate(const row& pointers, stored& record) const
+{
+    record.event_header =
+        source_.event_headers.find(static_cast<std::uint64_t>(pointers.evhd), sizeof(typename G::event_header));
+    record.server_block =
+        source_.server_blocks.find(static_cast<std::uint64_t>(pointers.sbhd), sizeof(typename G::server_block_head));
+    record.subhead_position = static_cast<std::uint64_t>(pointers.chhd);
+    record.subhead_bytes = source_.channel.find(record.subhead_position, sizeof(subhead));
+    record.data_position = static_cast<std::uint64_t>(pointers.data);
+    if (record.event_header == nullptr || record.server_block == nullptr || record.subhead_bytes == nullptr) {
+        return false;
+    }
+    channel_traits<G>::load(record.subhead_bytes, record.head);
+    return true;
+}
+
+template <class G> decode_outcome record_decoder<G>::decode(const row* pointers, entry& out)
+{
+    stored record;
+    if (pointers == nullptr || !locate(*pointers, record)) {
+        print<common_channel_texts, common_channel_message::no_pointer_entry>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    auto event_header = allocate_block<typename G::event_header>(sizeof(typename G::event_header));
+    if (event_header == nullptr) {
+        print<common_channel_texts, common_channel_message::no_event_header_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    channel_traits<G>::load(record.event_header, *event_header);
+    auto server_block = allocate_block<typename G::server_block_head>(sizeof(typename G::server_block_head));
+    if (server_block == nullptr) {
+        print<common_channel_texts, common_channel_message::no_server_block_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    channel_traits<G>::load(record.server_block, *server_block);
+
+    block result;
+    const decode_outcome outcome = decode_block(record, result);
+    if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
+        return outcome;
+    }
+    if (result != nullptr) {
+        cut_to_subchannel(record.is_zipped(), result);
+    }
+    out.event_id.event_number = event_header->event_number;
+    out.event_id.time = event_header->event_time;
+    auto& addresses = out.sbchdata[0];
+    addresses.evhd = address_of(event_header.release());
+    addresses.sbhd = address_of(server_block.release());
+    addresses.data = result == nullptr ? 0 : address_of(result.get()) + sizeof(subhead);
+    addresses.chhd = address_of(result.release());
+    return outcome;
+}
+
+template <class G> decode_outcome record_decoder<G>::decode_block(const stored& record, block& result)
+{
+    const int type = block_type(record.head.dtype);
+    const bool stands_alone = channel_traits<G>::is_update_type(type) || type == TROX_ENV_BLOCK;
+    // Records of slow channels may share a sub-head, whose length then speaks of another record.
+    if (record.head.ldata < 0 || (!stands_alone && static_cast<std::uint64_t>(record.head.ldata) >
+                                                       source_.channel.rest(record.subhead_position))) {
+        print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    if (record.is_zipped()) {
+        return unzip(record, result);
+    }
+    if (channel_traits<G>::is_update_type(type)) {
+        return convert_update(record, result);
+    }
+    return type == TROX_ENV_BLOCK ? convert_environment(record, result) : convert_plain(record, result);
+}
+
+template <class G> decode_outcome record_decoder<G>::unzip(const stored& record, block& result)
+{
+    const std::uint64_t head_position = record.subhead_position + sizeof(subhead);
+    const unsigned char* head_bytes = source_.channel.find(head_position, sizeof(trox_zip_header));
+    trox_zip_header head{};
+    if (head_bytes != nullptr) {
+        load_words(head_bytes, head);
+    }
+    const bool zlib = (head.zip_flags & trox_zip_zlib) != 0;
+    const bool lzo = !zlib && (head.zip_flags & trox_zip_lzo) != 0 && has_lzo();
+    if (head_bytes != nullptr && !zlib && !lzo) {
+        print<common_channel_texts, common_channel_message::unknown_unzipper>(head.zip_flags, this_thread());
+        print_trox_zip_header(&head);
+        return decode_outcome::failed_hard;
+    }
+    constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max() - sizeof(subhead);
+    const unsigned char* zipped =
+        head_bytes == nullptr ? nullptr : source_.channel.find(head_position + sizeof head, head.zipp_length);
+    if (zipped == nullptr || head.orig_length > longest || head.zipp_length > longest ||
+        !can_expand_to(head.zipp_length, head.orig_length, lzo)) {
+        print<common_channel_texts, common_channel_message::uncompress_failed>(this_thread());
+        return decode_outcome::failed;
+    }
+
+    const std::size_t size = sizeof(subhead) + head.orig_length;
+    if (scratch_size_ < size) {
+        scratch_ = allocate_block<unsigned char>(size);
+        scratch_size_ = scratch_ == nullptr ? 0 : size;
+        if (scratch_ == nullptr) {
+            print<common_channel_texts, common_channel_message::no_additional_memory>(this_thread());
+            return decode_outcome::failed_hard;
+        }
+    }
+    auto unzipped = allocate_block<subhead>(size);
+    if (unzipped == nullptr) {
+        print<common_channel_texts, common_channel_message::no_working_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    auto* payload = reinterpret_cast<unsigned char*>(unzipped.get()) + sizeof(subhead);
+    auto produced = static_cast<int>(head.orig_length);
+    auto* in = const_cast<unsigned char*>(zipped); // only read
+    const auto in_length = static_cast<int>(head.zipp_length);
+    if ((zlib ? make_zlib(in, in_length, payload, &produced)
+              : make_lzo(in, in_length, payload, &produced, scratch_.get())) != 0) {
+        print<common_channel_texts, common_channel_message::uncompress_failed>(this_thread());
+        return decode_outcome::failed;
+    }
+    const auto expected = static_cast<int>(head.orig_length);
+    if (produced != expected) {
+        print<common_channel_texts, common_channel_message::size_differs>(expected, produced, this_thread());
+        return decode_outcome::failed_hard;
+    }
+    *unzipped = record.head;
+    unzipped->error = static_cast<std::int32_t>(static_cast<unsigned>(record.head.error) & ~TROX_CHAN_ZIP_FLAG);
+    unzipped->ldata = static_cast<std::int32_t>(size);
+    if (trox_convert_data(payload, payload, record.head.dtype, expected) != 0) {
+        return decode_outcome::record_without_block;
+    }
+    result = std::move(unzipped);
+    return decode_outcome::record;
+}
+
+template <class G> decode_outcome record_decoder<G>::convert_update(const stored& record, block& result) const
+{
+    constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
+    result = allocate_block<subhead>(size);
+    if (result == nullptr) {
+        print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    *result = record.head;
+    result->ldata = size;
+    result->dtype = channel_traits<G>::published_update_type;
+    const unsigned char* data = source_.channel.find(record.data_position, sizeof(typename G::update_block));
+    if (data == nullptr ||
+        trox_convert_data(data, result.get() + 1, record.head.dtype, sizeof(typename G::update_block)) != 0) {
+        print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    return decode_outcome::record;
+}
+
+/// An environment value is published as an update of its channel.
+template <class G> decode_outcome record_decoder<G>::convert_environment(const stored& record, block& result) const
+{
+    trox_env_data_block value{};
+    const unsigned char* data = source_.channel.find(record.data_position, sizeof value);
+    if (data == nullptr || trox_convert_data(data, &value, record.head.dtype, sizeof value) != 0) {
+        print<common_channel_texts, common_channel_message::environment_conversion_failed>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
+    result = allocate_block<subhead>(size);
+    if (result == nullptr) {
+        print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    *result = record.head;
+    result->ldata = size;
+    result->dtype = channel_traits<G>::published_update_type;
+    typename G::update_block update{};
+    std::snprintf(update.upd_prop, sizeof update.upd_prop, "%s", source_.name);
+    update.upd_ch_status = value.env_ch_status;
+    update.upd_ch_time = value.env_ch_time;
+    update.upd_ch_data = value.env_ch_data;
+    std::memcpy(result.get() + 1, &update, sizeof update);
+    return decode_outcome::record;
+}
+
+template <class G> decode_outcome record_decoder<G>::convert_plain(const stored& record, block& result) const
+{
+    const auto size = static_cast<std::size_t>(record.head.ldata);
+    const std::size_t payload = size > sizeof(subhead) ? size - sizeof(subhead) : 0;
+    result = allocate_block<subhead>(sizeof(subhead) + payload);
+    if (result == nullptr) {
+        print<common_channel_texts, common_channel_message::no_plain_memory>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    *result = record.head;
+    const unsigned char* data = record.subhead_bytes + sizeof(subhead);
+    if (payload != 0 && trox_convert_data(data, result.get() + 1, record.head.dtype, static_cast<int>(payload)) != 0) {
+        print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        return decode_outcome::failed_hard;
+    }
+    return decode_outcome::record;
+}
+
+/// Replaces a block of several members by the requested one. A plain block of one member is not cut, a
+/// decompressed one is: programs know the two apart by it.
+template <class G> void record_decoder<G>::cut_to_subchannel(bool was_zipped, block& result) const
+{
+    const int type = block_type(result->dtype);
+    const int members = get_channel_number(result->dtype, result.get());
+    const bool several = (type == TROX_BLOCK_GENERIC_SPECT || members > 1) && source_.subchan >= 0;
+    if (!several && !(was_zipped && members == 1 && source_.subchan == 0)) {
+        return;
+    }
+    subhead* cut = nullptr;
+    if (channel_traits<G>::cut_to_one_channel(result.get(), source_.subchan, nullptr, nullptr, &cut) != 0) {
+        print<channel_texts<G>, channel_message::cut_failed>(source_.name, source_.subchan);
+        return;
+    }
+    if (cut != nullptr) {
+        constexpr unsigned half = 16;
+        cut->dtype = static_cast<std::int32_t>(static_cast<unsigned>(cut->dtype) | static_cast<unsigned>(type) << half);
+        result.reset(cut);
+    }
+}
+
+} // namespace trox_detail
+
+#endif
