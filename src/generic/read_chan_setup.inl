@@ -5,6 +5,7 @@
 #include "detail/basic_read_chan.h"
 #include "generation/messages_channel.h"
 #include "generic/loaded_file.h"
+#include "generic/mutex_holder.h"
 #include "generic/print.h"
 #include "generic/record_decoder.h"
 #include "generic/record_index.h"
@@ -17,25 +18,6 @@
 
 namespace trox_detail
 {
-
-/// Holds a mutex of a reader.
-class mutex_holder
-{
-public:
-    explicit mutex_holder(pthread_mutex_t& mutex) : mutex_(&mutex)
-    {
-        ::pthread_mutex_lock(mutex_);
-    }
-    ~mutex_holder()
-    {
-        ::pthread_mutex_unlock(mutex_);
-    }
-    mutex_holder(const mutex_holder&) = delete;
-    mutex_holder& operator=(const mutex_holder&) = delete;
-
-private:
-    pthread_mutex_t* mutex_;
-};
 
 /// A free slot among the worker handles.
 inline const auto no_thread = static_cast<pthread_t>(-1);
