@@ -37,7 +37,7 @@ constexpr argument_kind next_conversion(std::string_view format, std::size_t& po
     if (position == std::string_view::npos) {
         return argument_kind::none;
     }
-    const std::size_t end = format.find_first_of("duxsf", position);
+    const std::size_t end = format.find_first_of("diuxsf", position);
     const std::string_view length = format.substr(position + 1, end - position - 1);
     position = end + 1;
     switch (format[end]) {
