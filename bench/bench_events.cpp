@@ -1,0 +1,191 @@
+#include "bench_files.h"
+#include "benchmarks.h"
+#include "measure.h"
+
+#include "trox_daq_read_chan_2010.h"
+#include "trox_daq_reader_2010.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace tw = trox::writer;
+
+namespace bench
+{
+
+namespace
+{
+
+/// A reader started over the first `channels` channels of one file: everything is decoded when it stands. `run`
+/// takes all its events.
+class event_loop
+{
+public:
+    event_loop(const std::string& path, const file_shape& shape) : path_(path), shape_(shape) {}
+
+    void prepare()
+    {
+        reader_ = std::make_unique<trox_daq_reader_2010>();
+        std::string directory;
+        reader_->set_data_dir(nullptr);
+        if (reader_->add_file(path_.c_str(), true) != 0) {
+            throw std::runtime_error(std::string("add_file: ") + reader_->get_last_error());
+        }
+        for (std::size_t i = 0; i < shape_.channels; ++i) {
+            const std::string name = channel_name(i);
+            daq_channel_entry entry{name.c_str(), {-1, -1, -1, -1, 0, 0, 0}};
+            reader_->add_channel(&entry);
+        }
+        time_stamp tolerance{0, 1000};
+        reader_->set_time_diff(&tolerance);
+        if (reader_->start() != 0) {
+            throw std::runtime_error(std::string("start: ") + reader_->get_last_error());
+        }
+    }
+
+    void run()
+    {
+        std::size_t delivered = 0;
+        while (reader_->get_data(nullptr, &result_, TROX_DAQ_READ_CHAN_EVENT_NEXT) == 0) {
+            delivered += result_.size();
+            if (reader_->get_number_of_events() == static_cast<int>(shape_.events)) {
+                break; // what follows is the search for another file
+            }
+        }
+        if (delivered != shape_.channels * shape_.events) {
+            throw std::runtime_error("the event loop delivered " + std::to_string(delivered) + " records");
+        }
+    }
+
+private:
+    std::string path_;
+    file_shape shape_;
+    std::unique_ptr<trox_daq_reader_2010> reader_;
+    std::vector<trox_channel_entry_long*> result_;
+};
+
+/// The payloads of the same file, decoded by channel readers, and their plain copying event by event.
+class plain_delivery
+{
+public:
+    plain_delivery(const std::string& path, const file_shape& shape) : shape_(shape)
+    {
+        if (tables_.get_all_tables(path, 0, nullptr) != 0) {
+            throw std::runtime_error("the tables of " + path + " do not load");
+        }
+        for (std::size_t i = 0; i < shape.channels; ++i) {
+            readers_.push_back(
+                std::make_unique<trox_daq_read_chan_2010>(&tables_, channel_name(i).c_str(), -1, nullptr));
+            collect(*readers_.back());
+            buffers_.emplace_back(shape.payload);
+        }
+    }
+
+    void run()
+    {
+        for (std::size_t event = 0; event < shape_.events; ++event) {
+            for (std::size_t i = 0; i < shape_.channels; ++i) {
+                std::memcpy(buffers_[i].data(), payloads_[i * shape_.events + event], shape_.payload);
+            }
+        }
+        keep(buffers_.back()[0]);
+    }
+
+private:
+    void collect(trox_daq_read_chan_2010& reader)
+    {
+        pthread_mutex_t* mutex = nullptr;
+        pthread_cond_t* cond = nullptr;
+        int* flag = nullptr;
+        if (reader.start(&mutex, &cond, &flag) != 0) {
+            throw std::runtime_error("a channel does not start");
+        }
+        ::pthread_mutex_lock(mutex);
+        while (*flag == 0) {
+            ::pthread_cond_wait(cond, mutex);
+        }
+        ::pthread_mutex_unlock(mutex);
+        trox_channel_entry_long* record = nullptr;
+        int status = reader.get_chan_data(nullptr, &record, TROX_DAQ_READ_CHAN_EVENT_FIRST);
+        while (status == 0) {
+            payloads_.push_back(reinterpret_cast<const unsigned char*>(record->sbchdata[0].data));
+            trox_time_id id = record->event_id;
+            status = reader.get_chan_data(&id, &record, TROX_DAQ_READ_CHAN_EVENT_NEXT);
+        }
+        if (payloads_.size() % shape_.events != 0) {
+            throw std::runtime_error("a channel does not deliver all its records");
+        }
+    }
+
+    file_shape shape_;
+    trox_file_get_tables_2010 tables_{0};
+    std::vector<std::unique_ptr<trox_daq_read_chan_2010>> readers_;
+    std::vector<const unsigned char*> payloads_;
+    std::vector<std::vector<unsigned char>> buffers_;
+};
+
+void beside_copying(const file_shape& shape, int rounds)
+{
+    constexpr std::size_t goal_from = 4096;
+    constexpr double most = 2.0;
+    const scratch_directory directory;
+    const std::string path = directory.file("events.raw");
+    write_file(path, shape);
+    plain_delivery plain(path, shape);
+    event_loop loop(path, shape);
+    char heading[160];
+    std::snprintf(heading, sizeof heading, "Event loop: %zu channels, %zu events, payloads of %zu bytes",
+                  shape.channels, shape.events, shape.payload);
+    print_heading(heading);
+    const auto times = interleaved_medians(
+        {{"event loop", [&] { loop.prepare(); }, [&] { loop.run(); }}, {"plain copy", {}, [&] { plain.run(); }}},
+        rounds);
+    const auto records = static_cast<double>(shape.channels * shape.events);
+    const double bytes = records * static_cast<double>(shape.payload);
+    print_time("event loop", times[0], bytes);
+    print_time("plain copying of the payloads, same order", times[1], bytes);
+    std::printf("    fixed cost per channel and event: %.0f ns\n", (times[0] - times[1]) / records * 1e9);
+    print_ratio("time / plain copy", times[0] / times[1], shape.payload >= goal_from ? at_most(most) : goal{});
+}
+
+/// Cost per channel and event of a small and a large shape, in the same rounds.
+void growth(const char* name, const file_shape& small, const file_shape& large, int rounds)
+{
+    constexpr double most = 1.5;
+    const scratch_directory directory;
+    const std::string small_path = directory.file("small.raw");
+    const std::string large_path = directory.file("large.raw");
+    write_file(small_path, small);
+    write_file(large_path, large);
+    event_loop small_loop(small_path, small);
+    event_loop large_loop(large_path, large);
+    print_heading(name);
+    const auto times = interleaved_medians({{"small", [&] { small_loop.prepare(); }, [&] { small_loop.run(); }},
+                                            {"large", [&] { large_loop.prepare(); }, [&] { large_loop.run(); }}},
+                                           rounds);
+    const double small_cost = times[0] / static_cast<double>(small.channels * small.events);
+    const double large_cost = times[1] / static_cast<double>(large.channels * large.events);
+    std::printf("    %zu channels, %zu records: %.0f ns per channel and event\n", small.channels, small.events,
+                small_cost * 1e9);
+    std::printf("    %zu channels, %zu records: %.0f ns per channel and event\n", large.channels, large.events,
+                large_cost * 1e9);
+    print_ratio("growth of the cost per channel and event", large_cost / small_cost, at_most(most));
+}
+
+} // namespace
+
+void loop_over_events(int rounds)
+{
+    beside_copying({200, 500, 4096}, rounds);
+    beside_copying({20, 500, 65536}, rounds);
+    beside_copying({200, 2000, 64}, rounds);
+    const int fewer = std::min(rounds, 5);
+    growth("Event loop: from 10 to 1,000 channels", {10, 1000, 64}, {1000, 1000, 64}, fewer);
+    growth("Event loop: from 1,000 to 100,000 records a channel", {10, 1000, 64}, {10, 100'000, 64}, fewer);
+}
+
+} // namespace bench
