@@ -30,7 +30,6 @@ public:
     void prepare()
     {
         reader_ = std::make_unique<trox_daq_reader_2010>();
-        std::string directory;
         reader_->set_data_dir(nullptr);
         if (reader_->add_file(path_.c_str(), true) != 0) {
             throw std::runtime_error(std::string("add_file: ") + reader_->get_last_error());
@@ -133,7 +132,7 @@ void beside_copying(const file_shape& shape, int rounds)
     constexpr std::size_t goal_from = 4096;
     constexpr double most = 2.0;
     const scratch_directory directory;
-    const std::string path = directory.file("events.raw");
+    const std::string path = directory.data_file(1);
     write_file(path, shape);
     plain_delivery plain(path, shape);
     event_loop loop(path, shape);
@@ -157,8 +156,8 @@ void growth(const char* name, const file_shape& small, const file_shape& large, 
 {
     constexpr double most = 1.5;
     const scratch_directory directory;
-    const std::string small_path = directory.file("small.raw");
-    const std::string large_path = directory.file("large.raw");
+    const std::string small_path = directory.data_file(1);
+    const std::string large_path = directory.data_file(2);
     write_file(small_path, small);
     write_file(large_path, large);
     event_loop small_loop(small_path, small);

@@ -87,6 +87,11 @@ std::string scratch_directory::file(const std::string& name) const
     return path_ + "/" + name;
 }
 
+std::string scratch_directory::data_file(int number) const
+{
+    return file(tw::data_file_name({"linac", "bench", 1}, number, {first_second, 0}));
+}
+
 std::string channel_name(std::size_t i)
 {
     return "BENCH.ADC/CRATE" + std::to_string(i / 16) + "/CH" + std::to_string(i);

@@ -20,6 +20,8 @@ public:
     scratch_directory(const scratch_directory&) = delete;
     scratch_directory& operator=(const scratch_directory&) = delete;
     std::string file(const std::string& name) const;
+    /// A path named as the DAQ names its files, which readers take the time from.
+    std::string data_file(int number) const;
 
 private:
     std::string path_;
