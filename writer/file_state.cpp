@@ -22,11 +22,19 @@ bool is_printable_ascii(std::string_view text)
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+// For error texts: what cannot be printed becomes '?'.
+std::string printable(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return text;
+}
+
 void check_path(const std::string& path, bool replace)
 {
     const auto name = base_name_of(path);
     if (name.empty() || name == "." || name == ".." || name.size() > NAME_MAX || path.find('\0') != std::string::npos) {
-        throw error(fault::bad_name, "\"" + path + "\" is no name of a file");
+        throw error(fault::bad_name, "\"" + printable(path) + "\" is no name of a file");
     }
     struct stat status {
     };
@@ -114,7 +122,7 @@ void file_writer::state::check_channel(const channel_settings& settings, std::ui
     const auto& name = settings.name;
     const auto& sizes = file_->sizes();
     const auto refuse_name = [&](const std::string& why) {
-        refuse(fault::bad_name, "channel name \"" + name + "\": " + why);
+        refuse(fault::bad_name, "channel name \"" + printable(name) + "\": " + why);
     };
     const auto head = name.substr(0, name.find(':'));
     if (head.empty() || !is_printable_ascii(name)) {
@@ -154,6 +162,8 @@ channel_id file_writer::state::add_channel(const channel_settings& settings)
     added.key = key;
     added.stored = settings.stored.value_or(file_->options.stored);
     added.description = settings.description;
+    added.event_mask = settings.event_mask;
+    added.dtype_mask = settings.dtype_mask;
     if (added.description) {
         description_text(added); // refuses now what could not be written at the end
     }
@@ -183,7 +193,7 @@ channel_id file_writer::state::require_channel(const std::string& name) const
     require_open();
     const auto found = find_channel(name);
     if (!found) {
-        refuse(fault::bad_value, "the file has no channel " + name);
+        refuse(fault::bad_value, "the file has no channel " + printable(name));
     }
     return *found;
 }
@@ -234,11 +244,11 @@ void file_writer::state::begin_server_block(const server_block_info& block)
 {
     require_open();
     if (!event_) {
-        refuse(fault::wrong_use, "server block " + block.name + " begins outside an event");
+        refuse(fault::wrong_use, "server block " + printable(block.name) + " begins outside an event");
     }
     const auto& sizes = file_->sizes();
     const auto refuse_block = [&](fault why, const std::string& text) {
-        refuse(why, "server block \"" + block.name + "\": " + text);
+        refuse(why, "server block \"" + printable(block.name) + "\": " + text);
     };
     if (!is_printable_ascii(block.name) || block.name.size() >= sizes.server_width) {
         refuse_block(fault::bad_name, "a server name is printable ASCII of at most " +

@@ -83,8 +83,8 @@ public:
         if (is_full()) {
             next_file();
         }
-        if (!started_) {
-            open_file(event.time);
+        if (!started_ || file_->event_count() == 0) {
+            open_file(event.time); // anew also when the event before was refused: it gave the file its name
         }
         file_->begin_event(event);
         in_event_ = true;
@@ -114,7 +114,7 @@ public:
         if (!started_) {
             return;
         }
-        if (file_->event_count() == 0) {
+        if (file_->event_count() == 0 && !in_event_) {
             reset_file();
             return;
         }
