@@ -240,8 +240,9 @@ private:
     /// What the event loop needs of a channel at hand, in few cache lines for all channels.
     struct delivery {
         std::int32_t capacity = 0; ///< bytes at `data`
-        bool slow = false;
-        bool updated = false;
+        std::int32_t event = 0;    ///< count of the last event with data of the channel
+        bool slow = false;         ///< as in the result
+        bool updated = false;      ///< as in the result
     };
 
     // settings
@@ -293,7 +294,8 @@ private:
     int slicer_failure(int status);
     const entry& reference_entry() const;
     bool is_in_range(const time_id& event) const;
-    void forget_updates();
+    int take_over_event();
+    void forget_old_updates();
     int take_over(const entry& source);
     int copy_record(std::size_t i, const entry& source, const subhead& head);
     int find_result(const subhead& head) const;
@@ -324,8 +326,7 @@ private:
     // made by `start`, one per result
     std::unique_ptr<channel_lookup> lookup_;
     std::vector<delivery> deliveries_;
-    std::vector<std::size_t> updated_; // indices of the results that the last event updated
-    std::size_t expected_ = 0;         // index of the result that the next record likely belongs to
+    std::size_t expected_ = 0; // index of the result that the next record likely belongs to
 };
 
 } // namespace trox_detail
