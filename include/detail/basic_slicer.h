@@ -19,8 +19,9 @@ namespace trox_detail
 
 template <class Generation> class basic_slicer;
 
-/// What a slicer and its table-loading thread share. The fields from `ready` on are guarded by `tmx`, but for
-/// `stop`; `tcond` is signalled after each change of them. The others do not change while the thread runs.
+/// What a slicer and its table-loading thread share. `ready`, `go`, `status` and what stands behind it, and the slots
+/// themselves, are guarded by `tmx`; `tcond` is signalled after each change of them. The other fields do not change
+/// while the thread runs.
 template <class Generation> struct basic_get_tables_task {
     basic_slicer<Generation>* slicer = nullptr;      ///< only its debug level is read
     const std::vector<std::string>* files = nullptr; ///< paths of the data files, in reading order
@@ -29,17 +30,16 @@ template <class Generation> struct basic_get_tables_task {
     int get_tables_num = 0;                                                   ///< number of slots
     pthread_mutex_t* tmx = nullptr;
     pthread_cond_t* tcond = nullptr;
-    int mode = 0;      ///< handed to every loader
-    bool skip = false; ///< whether files that cannot be loaded are passed over
-
     int ready = 0;            ///< loaded tables that the slicer has not taken yet
     int go = 0;               ///< loads that the thread may still begin
+    int mode = 0;             ///< handed to every loader
     std::atomic<int> stop{0}; ///< non-zero ends the thread
     int status = 0;           ///< 1 when a load failed and the thread ended with it
     std::size_t next = 0;     ///< index of the file to load next, or being loaded
     bool loading = false;     ///< a load is going on
     std::vector<bool> bad;    ///< per file: passed over
     int bad_files = 0;        ///< number of those
+    bool skip = false;        ///< whether files that cannot be loaded are passed over; constant
 };
 
 /// Merges the channels of one request into one stream of events: holds a channel reader per channel, moves

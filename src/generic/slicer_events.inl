@@ -2,7 +2,6 @@
 #ifndef TROX_GENERIC_SLICER_EVENTS_INL
 #define TROX_GENERIC_SLICER_EVENTS_INL
 
-#include "detail/big_endian.h"
 #include "event_util.h"
 #include "generic/slicer_channels.inl"
 
@@ -273,16 +272,6 @@ template <class G> bool basic_slicer<G>::is_better(const entry& record, const se
     return false;
 }
 
-/// Fetches what a caller is going to copy of a record.
-template <class Entry> void prefetch(const Entry& record)
-{
-    constexpr std::uint64_t cache_line = 64;
-    const auto& block = record.sbchdata[0];
-    for (const std::uint64_t address : {block.evhd, block.sbhd, block.chhd, block.data, block.data + cache_line}) {
-        __builtin_prefetch(reinterpret_cast<const void*>(address));
-    }
-}
-
 /// Second pass: the records of the chosen event. Answers the number of channels with a reader.
 template <class G> int basic_slicer<G>::collect(const search& state, std::vector<entry*>& result)
 {
@@ -293,16 +282,15 @@ template <class G> int basic_slicer<G>::collect(const search& state, std::vector
             continue;
         }
         ++channels;
+        if (state.debug >= 2) {
+            print<slicer_texts<G>, slicer_message::second_pass>();
+        }
         entry* record = nullptr;
         const int status = read_chans_[i]->get_chan_data(nullptr, &record, TROX_DAQ_READ_CHAN_EVENT_CUR);
         if (status != TROX_DAQ_READ_CHAN_OK || record == nullptr) {
             continue;
         }
-        if (state.debug >= 2) {
-            print<slicer_texts<G>, slicer_message::second_pass>();
-        }
         if (is_event_id_eq(&current_event_id_, &record->event_id, nullptr) != 0) {
-            prefetch(*record);
             result.push_back(record);
             if (state.debug >= 3) {
                 print<slicer_texts<G>, slicer_message::match>();

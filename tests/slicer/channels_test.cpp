@@ -63,6 +63,7 @@ TEST_F(slicer_channels, a_removed_channel_has_no_data)
     trox_daq_slicer_2010 slicer;
     start(slicer, {"A", "B"});
     EXPECT_STREQ(slicer.get_name_of_empty_channel(), "No channels known without events");
+    ASSERT_NE(slicer.find_ready_table(files[2]), nullptr); // the thread is done, and prints nothing in between
     slicer.set_debug(1);
     EXPECT_THAT(printed_by([&] { slicer.remove_channel(1); }), testing::StartsWith("DELETING read_chans[1] "));
     EXPECT_EQ(printed_by([&] { slicer.remove_channel(1); }), "") << "nothing left to remove";

@@ -138,7 +138,9 @@ public:
         const bool asks_for_event = id != nullptr;
         if (asks_for_event) {
             ++channel_->questions;
-            std::this_thread::sleep_for(world.answer_takes);
+            if (world.answer_takes.count() > 0) {
+                std::this_thread::sleep_for(world.answer_takes);
+            }
         }
         const auto answer = asks_for_event                         ? next_of(channel_->answers)
                             : type == TROX_DAQ_READ_CHAN_EVENT_CUR ? channel_->current

@@ -333,6 +333,7 @@ TEST_F(fake_readers, damage_in_a_new_file_is_passed_over_when_bad_records_are_sk
         world.channels["A"].start_statuses = {-6, 0};
         records found;
         printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), skips ? 0 : -3); });
+        slicer.clean_up();
         world.channels.clear();
     }
 }
