@@ -10,6 +10,7 @@
 #include <memory>
 #include <pthread.h>
 #include <string>
+#include <vector>
 
 #pragma GCC visibility push(default)
 
@@ -18,7 +19,8 @@ namespace trox_detail
 
 template <class Generation> struct loaded_file;
 template <class Generation> class record_index;
-class basket_memory;
+class basket_copy;
+class record_arena;
 enum class decode_outcome;
 
 /// Reads one channel (or one sub-channel) of one data file: decodes all its records in worker threads, then
@@ -170,7 +172,7 @@ private:
     static void* run_worker(void* reader);
     bool take_record(int& index);
     bool settle(decode_outcome outcome, const entry& record, int index);
-    bool settle_or_skip(decode_outcome outcome, entry& record, int index);
+    bool settle_or_skip(decode_outcome outcome, const entry& record, int index);
     void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
@@ -203,7 +205,7 @@ private:
     unsigned char* sbh_base_ = nullptr;
     unsigned long sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
-    std::unique_ptr<basket_memory> basket_;               // this channel's basket, a heap copy
+    std::unique_ptr<basket_copy> basket_;                 // this channel's basket, a heap copy
     typename Generation::channel_basket* chnb_ = nullptr; // in basket_
     unsigned char* chn_base_ = nullptr;                   // where the basket was mapped; not mapped any more
     std::uint64_t chn_base_size_ = 0;
@@ -220,8 +222,9 @@ private:
     bool by_time_fix_ = true;
     std::string chan_;
     int subchan_ = -1;
-    pthread_mutex_t mx_;            // guards what follows, up to event_cur_
-    void* records_block_ = nullptr; // guard record and array, one block
+    pthread_mutex_t mx_;               // guards what follows, up to event_cur_
+    std::vector<record_arena> arenas_; // what the records lie in, one per worker that has ended
+    void* records_block_ = nullptr;    // guard record and array, one block
     entry* out_ = nullptr;
     entry* out_cur_ = nullptr;
     int out_allocated_ = 0;         // records in the array

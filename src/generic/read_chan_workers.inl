@@ -50,9 +50,10 @@ template <class G> void basic_read_chan<G>::decode_records()
             return;
         }
     }
-    const record_source<G> source{file_->event_headers.range(), file_->server_blocks.range(), basket_->range(),
+    const record_source<G> source{file_->event_headers.range(), file_->server_blocks.range(), basket_.get(),
                                   chan_.c_str(), subchan_};
-    record_decoder<G> decoder(source);
+    record_arena arena;
+    record_decoder<G> decoder(source, arena);
     int index = 0;
     while (!stop_ && take_record(index)) {
         entry record;
@@ -61,12 +62,13 @@ template <class G> void basic_read_chan<G>::decode_records()
             break;
         }
     }
+    int done = 0;
+    {
+        const mutex_holder lock(mx_);
+        arenas_.push_back(std::move(arena));
+        done = out_done_;
+    }
     if (debug() < 0) {
-        int done = 0;
-        {
-            const mutex_holder lock(mx_);
-            done = out_done_;
-        }
         print<common_channel_texts, common_channel_message::thread_finished>(this_thread(), done, elapsed_ms(begin));
     }
 }
@@ -103,14 +105,11 @@ template <class G> bool basic_read_chan<G>::settle(decode_outcome outcome, const
     return true;
 }
 
-template <class G> bool basic_read_chan<G>::settle_or_skip(decode_outcome outcome, entry& record, int index)
+template <class G> bool basic_read_chan<G>::settle_or_skip(decode_outcome outcome, const entry& record, int index)
 {
     if (outcome == decode_outcome::record) {
         publish(record, index);
         return true;
-    }
-    if (outcome == decode_outcome::record_without_block) {
-        release_record(record);
     }
     const mutex_holder lock(mx_);
     ++out_failed_;
