@@ -8,7 +8,6 @@
 #include "generic/data_path_list.h"
 #include "trox_xml.h"
 
-#include <cstddef>
 #include <string>
 
 namespace trox_detail
@@ -43,11 +42,6 @@ template <> struct reader_traits<generation_2010> {
     {
         return type == TROX_UPD_BLOCK_2010 || type == TROX_BOR_BLOCK_2010 || type == TROX_EOR_BLOCK_2010;
     }
-
-    static constexpr unsigned dictionary_pattern = 0xDCADCAF3;
-    /// Bytes by which the number of dictionary entries is counted for a caller: those of the oldest dictionary,
-    /// less than an entry has. Intended: programs page through a dictionary with this count.
-    static constexpr std::size_t counted_dictionary_entry = sizeof(trox_chan_dictionary_entry);
 
     /// An event number as the texts print it.
     static int printed(generation::event_number number)

@@ -2,6 +2,7 @@
 #ifndef TROX_GENERIC_READER_REPORT_INL
 #define TROX_GENERIC_READER_REPORT_INL
 
+#include "generic/dictionary_entries.h"
 #include "generic/reader_settings.inl"
 
 namespace trox_detail
@@ -125,23 +126,12 @@ template <class Generation> const char* basic_reader<Generation>::get_channel_na
 template <class Generation>
 const char* basic_reader<Generation>::get_channel_name(int i, int* count, int* ev_mask, int* dtype_mask)
 {
-    using traits = reader_traits<Generation>;
-    using dictionary_entry = typename Generation::chan_dictionary_entry;
-    const auto* dictionary = get_tables_->get_cdt_table();
-    if (i < 0 || dictionary == nullptr || dictionary->pattern != traits::dictionary_pattern) {
+    using stored_entry = typename Generation::chan_dictionary_entry;
+    const char* position = dictionary_entry(get_tables_->get_cdt_table(), i);
+    if (position == nullptr) {
         return nullptr;
     }
-    constexpr std::size_t head = sizeof(*dictionary) - sizeof(dictionary_entry);
-    const auto length = static_cast<std::size_t>(dictionary->length);
-    const auto index = static_cast<std::size_t>(i);
-    // Entries are counted by the oldest dictionary's size but stepped by their own, so that the count lets indices
-    // through that have no entry.
-    if (length <= head || index >= (length - head) / traits::counted_dictionary_entry ||
-        index >= (length - head) / sizeof(dictionary_entry)) {
-        return nullptr;
-    }
-    const char* position = reinterpret_cast<const char*>(dictionary->entries) + index * sizeof(dictionary_entry);
-    const auto found = load_record<dictionary_entry>(position);
+    const auto found = load_record<stored_entry>(position);
     if (count != nullptr) {
         *count = found.count;
     }
@@ -156,7 +146,7 @@ const char* basic_reader<Generation>::get_channel_name(int i, int* count, int* e
         unterminated_name_ = name;
         return unterminated_name_.c_str();
     }
-    return position + offsetof(dictionary_entry, chan_name);
+    return position + offsetof(stored_entry, chan_name);
 }
 
 template <class Generation> const char* basic_reader<Generation>::get_nickname(const char* name)

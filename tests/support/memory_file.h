@@ -2,6 +2,7 @@
 #ifndef TROX_TEST_MEMORY_FILE_H
 #define TROX_TEST_MEMORY_FILE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <sys/mman.h>
@@ -26,6 +27,14 @@ public:
     ~memory_file()
     {
         ::close(descriptor_);
+    }
+
+    /// Changes one byte of the file.
+    void write(std::size_t position, std::uint8_t byte)
+    {
+        if (::pwrite(descriptor_, &byte, 1, static_cast<off_t>(position)) != 1) {
+            throw std::runtime_error("cannot write to a file in memory");
+        }
     }
 
     int descriptor() const

@@ -1,0 +1,537 @@
+// Start, events and clean-up.
+#include "reader_fixture.h"
+
+#include "generic/os_calls.h"
+
+#include <cstring>
+
+namespace
+{
+
+using trox_test::channel_list;
+using trox_test::head_of;
+using trox_test::printed_by;
+using trox_test::result_of;
+using trox_test::sample;
+using trox_test::samples_of;
+using trox_test::slow_value;
+using trox_test::time_of;
+using trox_test::value_of;
+
+constexpr int next = TROX_DAQ_READ_CHAN_EVENT_NEXT;
+
+class reader_events : public trox_test::reader_test
+{
+protected:
+    using event = std::vector<trox_channel_entry_long*>;
+
+    void init(const std::vector<std::string>& channels)
+    {
+        if (run.empty()) {
+            run = trox_test::write_run(dir);
+        }
+        channel_list list(channels);
+        ASSERT_EQ(reader.init(run, list.list()), 0);
+    }
+    void start(const std::vector<std::string>& channels)
+    {
+        init(channels);
+        ASSERT_EQ(reader.start(), 0);
+        ASSERT_STREQ(reader.get_last_error(), "OK");
+    }
+    /// Numbers of all events that `next` gives, up to the answer that ends them.
+    std::vector<std::uint32_t> numbers_until(int end_status)
+    {
+        std::vector<std::uint32_t> numbers;
+        event records;
+        int status = 0;
+        while ((status = reader.get_data(nullptr, &records, next)) == 0) {
+            numbers.push_back(records.at(0)->event_id.event_number);
+        }
+        EXPECT_EQ(status, end_status);
+        return numbers;
+    }
+
+    std::vector<std::string> run;
+    trox_daq_reader_2010 reader;
+};
+
+std::vector<std::uint32_t> numbers(std::uint32_t first, std::uint32_t last, std::uint32_t step = 1)
+{
+    std::vector<std::uint32_t> list;
+    for (std::uint32_t number = first; number <= last; number += step) {
+        list.push_back(number);
+    }
+    return list;
+}
+
+// --- start --------------------------------------------------------------------------------------------
+
+TEST_F(reader_events, second_start_is_not_allowed)
+{
+    start({trox_test::trace_name});
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -8); }), "");
+    EXPECT_STREQ(reader.get_last_error(), "Not allowed");
+    reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -8); }), "We have already slicer\n");
+    reader.set_debug(0);
+    EXPECT_EQ(numbers_until(-3).size(), 30U) << "the first start goes on";
+}
+
+TEST_F(reader_events, start_refuses_a_bad_request_and_stays_configured)
+{
+    init({trox_test::trace_name});
+    trox_time_id point{200, {0, 0}};
+    reader.set_start_point(&point);
+    point.event_number = 100;
+    reader.set_stop_point(&point);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -7); }), "");
+    reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -7); }),
+              "Wrong Event IDs start:200 > stop:100\nRequest is not OK ret:-7\n");
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+    event records;
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4);
+    EXPECT_EQ(reader.set_synch_mode(0), 0) << "there is no slicer";
+}
+
+TEST_F(reader_events, start_without_files_and_channels_keeps_the_slicer)
+{
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.start(), -1); });
+    EXPECT_EQ(text, "SLICER:  no files found\nSLICER:  no channels in request, Pleas, add some\n"
+                    "Failed to init slicer error:-1\n");
+    EXPECT_STREQ(reader.get_last_error(), "No required data");
+    EXPECT_EQ(reader.start(), -8);
+    reader.clean_up();
+    reader.set_debug(0);
+    printed_by([&] { EXPECT_EQ(reader.start(), -1); });
+}
+
+TEST_F(reader_events, failed_slicer_start_names_the_channels_not_found)
+{
+    ASSERT_EQ(reader.add_file(dir.touch("empty.raw").c_str(), true), 0);
+    daq_channel_entry channel{"CH", {}};
+    ASSERT_EQ(reader.add_channel(&channel), 0);
+    // A name without a time would be dropped.
+    reader.remove_file(dir / "empty.raw");
+    ASSERT_EQ(reader.add_file(dir.touch("linac_main_run7_file1_20120614T093000.raw").c_str(), true), 0);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.start(), -6); });
+    EXPECT_NE(text.find("Failed to start slicer error:-6\n"), std::string::npos) << text;
+    EXPECT_STREQ(reader.get_last_error(), "Intern error:");
+}
+
+TEST_F(reader_events, channels_that_no_file_has_are_passed_over)
+{
+    start({trox_test::trace_name, "NO/SUCH/CHANNEL"});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records.size(), 1U);
+}
+
+// --- get_data -----------------------------------------------------------------------------------------
+
+TEST_F(reader_events, get_data_before_start_is_not_initialised)
+{
+    event records;
+    reader.set_error(-5);
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4);
+    EXPECT_STREQ(reader.get_last_error(), "Channel not found") << "untouched";
+}
+
+TEST_F(reader_events, get_data_refuses_a_null_result_and_unknown_requests)
+{
+    start({trox_test::trace_name});
+    EXPECT_EQ(reader.get_data(nullptr, nullptr, next), -7);
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+    event records;
+    reader.set_error(0);
+    EXPECT_EQ(reader.get_data(nullptr, &records, 3), -7);
+    EXPECT_EQ(reader.get_data(nullptr, &records, -3), -7);
+    EXPECT_STREQ(reader.get_last_error(), "OK") << "the slicer's own answers leave it alone";
+    EXPECT_EQ(reader.get_number_of_events(), 0);
+}
+
+TEST_F(reader_events, all_events_of_all_files_come_in_order)
+{
+    start({trox_test::trace_name});
+    EXPECT_EQ(numbers_until(-3), numbers(1000, 1029));
+    EXPECT_EQ(reader.get_number_of_events(), 30);
+    EXPECT_EQ(reader.get_number_of_empty_events(), 0);
+    EXPECT_EQ(reader.get_number_of_bad_records(), 0);
+    EXPECT_EQ(reader.get_number_of_bad_files(), 0);
+    EXPECT_STREQ(reader.get_last_error(), "OK") << "of the last event";
+}
+
+TEST_F(reader_events, result_is_emptied_and_holds_the_channels_of_the_event_in_order)
+{
+    start({trox_test::sparse_name, trox_test::trace_name});
+    event records(5, nullptr);
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_STREQ(head_of(records[0]).chname, trox_test::sparse_name);
+    EXPECT_STREQ(head_of(records[1]).chname, trox_test::trace_name);
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 1U) << "SPARSE comes with every fifth event";
+    EXPECT_STREQ(head_of(records[0]).chname, trox_test::trace_name);
+}
+
+TEST_F(reader_events, every_event_has_its_own_data_and_heads)
+{
+    start({trox_test::trace_name});
+    event records;
+    for (std::uint32_t number = 1000; number < 1030; ++number) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+        ASSERT_EQ(records.size(), 1U);
+        const auto* record = records[0];
+        EXPECT_EQ(record->event_id.event_number, number);
+        EXPECT_EQ(record->event_id.time.timeup, time_of(number).timeup);
+        EXPECT_EQ(record->event_id.time.timelow, time_of(number).timelow);
+        const auto& head = head_of(record);
+        EXPECT_EQ(head.dtype, TROX_BLOCK_1CHAN_2010);
+        EXPECT_EQ(static_cast<std::size_t>(head.ldata), 268 + 32 + 4 * samples_of(number));
+        for (std::size_t i = 0; i < samples_of(number); ++i) {
+            EXPECT_EQ(value_of(record, i), sample(number, i));
+        }
+        const auto& event_header = *reinterpret_cast<const trox_eventheader*>(record->sbchdata[0].evhd);
+        EXPECT_EQ(event_header.event_number, number);
+        EXPECT_EQ(event_header.event_type, TROX_EV_NORMAL);
+        const auto& server = *reinterpret_cast<const trox_serv_block_head_2010*>(record->sbchdata[0].sbhd);
+        EXPECT_STREQ(server.server, "TEST.SVR1");
+    }
+}
+
+TEST_F(reader_events, records_point_at_the_readers_own_copies)
+{
+    start({trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    const auto& result = result_of(records[0]);
+    const auto& pointers = records[0]->sbchdata[0];
+    EXPECT_EQ(pointers.evhd, reinterpret_cast<std::uint64_t>(&result.evhd));
+    EXPECT_EQ(pointers.sbhd, reinterpret_cast<std::uint64_t>(&result.sbhd));
+    EXPECT_EQ(pointers.chhd, reinterpret_cast<std::uint64_t>(result.data));
+    EXPECT_EQ(pointers.data, pointers.chhd + 268);
+    EXPECT_STREQ(result.chan.name, trox_test::trace_name);
+    EXPECT_EQ(result.updated, 1);
+    EXPECT_EQ(result.slow, 0);
+}
+
+TEST_F(reader_events, buffer_grows_for_a_larger_record_and_stays_for_a_smaller_one)
+{
+    start({trox_test::trace_name});
+    event records;
+    std::vector<std::uint64_t> buffers;
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+        buffers.push_back(records[0]->sbchdata[0].chhd);
+    }
+    // Event 1000 is a large one: all that follow fit.
+    for (const std::uint64_t buffer : buffers) {
+        EXPECT_EQ(buffer, buffers[0]);
+    }
+    trox_daq_reader_2010 other;
+    channel_list list{trox_test::trace_name};
+    ASSERT_EQ(other.init(run, list.list()), 0);
+    trox_time_id first{1005, {0, 0}};
+    ASSERT_EQ(other.set_start_point(&first), 0);
+    ASSERT_EQ(other.start(), 0);
+    for (std::uint32_t number = 1005; number <= 1011; ++number) {
+        ASSERT_EQ(other.get_data(nullptr, &records, next), 0);
+        EXPECT_EQ(value_of(records[0], samples_of(number) - 1), sample(number, samples_of(number) - 1));
+    }
+}
+
+TEST_F(reader_events, slow_channel_stays_with_its_latest_value)
+{
+    start({trox_test::trace_name, trox_test::slow_name});
+    event records;
+    std::uint32_t last_slow = 0;
+    for (std::uint32_t number = 1000; number < 1030; ++number) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+        ASSERT_EQ(records[0]->event_id.event_number, number);
+        last_slow = number % 7 == 0 ? number : last_slow;
+        if (last_slow == 0) {
+            EXPECT_EQ(records.size(), 1U) << "nothing before the first update, event " << number;
+            continue;
+        }
+        ASSERT_EQ(records.size(), 2U) << number;
+        const auto& result = result_of(records[1]);
+        EXPECT_EQ(result.slow, 1);
+        EXPECT_EQ(result.updated, number % 7 == 0 ? 1 : 0) << number;
+        EXPECT_EQ(head_of(records[1]).dtype, TROX_UPD_BLOCK_2010);
+        EXPECT_EQ(records[1]->event_id.event_number, last_slow);
+        trox_upd_data_block_2010 update{};
+        std::memcpy(&update, reinterpret_cast<const void*>(records[1]->sbchdata[0].data), sizeof update);
+        EXPECT_STREQ(update.upd_prop, trox_test::slow_name);
+        EXPECT_EQ(update.upd_ch_data, slow_value(last_slow));
+        EXPECT_EQ(result_of(records[0]).updated, 1);
+        EXPECT_EQ(result_of(records[0]).slow, 0);
+    }
+}
+
+TEST_F(reader_events, fast_channel_without_data_is_absent_but_keeps_its_copy)
+{
+    start({trox_test::sparse_name, trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    const trox_channel_entry_long* sparse = records[0];
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(sparse->event_id.event_number, 1000U);
+    EXPECT_EQ(value_of(sparse, 1), 2.0F);
+    EXPECT_EQ(result_of(sparse).updated, 0);
+}
+
+TEST_F(reader_events, subchannels_are_told_apart_by_their_keys)
+{
+    const std::string members = trox_test::members_name;
+    start({members + ":3;energy", members + ":0", members, members + ":9"});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 3U) << "there is no member 9";
+    EXPECT_EQ(head_of(records[0]).chname, members + ":3");
+    EXPECT_EQ(value_of(records[0], 0), 1000.0F);
+    EXPECT_EQ(head_of(records[1]).chname, members + ":0");
+    EXPECT_EQ(value_of(records[1], 0), 1.0F);
+    EXPECT_EQ(head_of(records[2]).chname, members);
+    EXPECT_EQ(value_of(records[2], 3), 1000.0F);
+}
+
+TEST_F(reader_events, update_goes_to_the_first_channel_of_its_name)
+{
+    const std::string slow = trox_test::slow_name;
+    start({trox_test::trace_name, slow + ":0", slow});
+    event records;
+    do {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    } while (records.size() == 1);
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(result_of(records[1]).chan.subchan, 0) << "by name, whatever the sub-channel";
+}
+
+TEST_F(reader_events, explicit_target_and_request_types_move_as_asked)
+{
+    start({trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records[0]->event_id.event_number, 1000U);
+    trox_time_id target{1005, {0, 0}};
+    ASSERT_EQ(reader.get_data(&target, &records, next), 0);
+    EXPECT_EQ(records[0]->event_id.event_number, 1006U);
+    ASSERT_EQ(reader.get_data(&target, &records, TROX_DAQ_READ_CHAN_EVENT_CUR), 0);
+    EXPECT_EQ(records[0]->event_id.event_number, 1005U);
+    ASSERT_EQ(reader.get_data(nullptr, &records, TROX_DAQ_READ_CHAN_EVENT_PREV), 0);
+    EXPECT_EQ(records[0]->event_id.event_number, 1004U);
+    EXPECT_EQ(reader.get_number_of_events(), 4);
+}
+
+TEST_F(reader_events, waiting_for_what_cannot_come_ends)
+{
+    init({trox_test::trace_name});
+    trox_time_id first{1010, {0, 0}};
+    ASSERT_EQ(reader.set_start_point(&first), 0);
+    ASSERT_EQ(reader.start(), 0);
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records[0]->event_id.event_number, 1010U);
+    // An event outside the range, asked for again and again.
+    trox_time_id outside{1015, {0, 0}};
+    trox_daq_reader_2010 narrow;
+    channel_list list{trox_test::trace_name};
+    ASSERT_EQ(narrow.init(run, list.list()), 0);
+    trox_time_id last{1003, {0, 0}};
+    ASSERT_EQ(narrow.set_stop_point(&last), 0);
+    ASSERT_EQ(narrow.start(), 0);
+    ASSERT_EQ(narrow.get_data(nullptr, &records, next), 0);
+    outside.event_number = 1007;
+    EXPECT_EQ(narrow.get_data(&outside, &records, TROX_DAQ_READ_CHAN_EVENT_CUR), -1);
+    EXPECT_STREQ(narrow.get_last_error(), "No required data");
+    EXPECT_TRUE(records.empty());
+    EXPECT_EQ(narrow.get_number_of_events(), 1);
+}
+
+TEST_F(reader_events, answers_without_data_are_counted_and_end)
+{
+    start({trox_test::sparse_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    trox_time_id missing{1003, {0, 0}};
+    EXPECT_EQ(reader.get_data(&missing, &records, TROX_DAQ_READ_CHAN_EVENT_CUR), -1);
+    EXPECT_STREQ(reader.get_last_error(), "No required data");
+    EXPECT_GT(reader.get_number_of_empty_events(), 0);
+    EXPECT_EQ(reader.get_number_of_events(), 1);
+}
+
+TEST_F(reader_events, records_without_memory_end_the_call)
+{
+    start({trox_test::trace_name});
+    event records;
+    static const trox_detail::os_calls before = trox_detail::os();
+    trox_detail::os().realloc = [](void*, std::size_t) -> void* { return nullptr; };
+    reader.set_error(-5);
+    ::testing::internal::CaptureStderr();
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.get_data(nullptr, &records, next), -6); });
+    const std::string reason = ::testing::internal::GetCapturedStderr();
+    trox_detail::os() = before;
+    // 268 of sub-head, 32 of spectrum head, 64 floats.
+    EXPECT_EQ(text, std::string("Failed to realloc 556 of data for ") + trox_test::trace_name + "\n");
+    EXPECT_EQ(reason.rfind("realloc: ", 0), 0U) << reason;
+    EXPECT_STREQ(reader.get_last_error(), "Channel not found") << "untouched";
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records[0]->event_id.event_number, 1001U);
+}
+
+TEST_F(reader_events, record_without_payload_is_delivered_as_its_head)
+{
+    const std::string path = dir / "linac_main_run8_file1_20120614T093000.raw";
+    trox_test::tw::file_writer file(path, trox_test::tw::generation::v2010);
+    const auto channel = file.add_channel("EMPTY");
+    for (std::uint32_t number = 1000; number < 1005; ++number) {
+        file.begin_event({number, time_of(number)});
+        file.begin_server_block({"SVR"});
+        trox_test::tw::stored_record record;
+        record.dtype = TROX_BLOCK_1CHAN_2010;
+        if (number == 1001) {
+            record.ldata = 0;
+        } else if (number == 1002) {
+            record.ldata = 100;
+        }
+        file.add_record(channel, record);
+        file.end_event();
+    }
+    file.finish();
+    run = {path};
+    start({"EMPTY"});
+    event records;
+    for (std::uint32_t number = 1000; number < 1005; ++number) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+        ASSERT_EQ(records.size(), 1U);
+        EXPECT_STREQ(head_of(records[0]).chname, "EMPTY");
+        EXPECT_EQ(head_of(records[0]).ldata, number == 1001 ? 0 : number == 1002 ? 100 : 268);
+    }
+}
+
+TEST_F(reader_events, bad_records_and_files_are_counted_when_they_are_passed_over)
+{
+    run = trox_test::write_run(dir);
+    trox_test::tw::file_options replace;
+    replace.replace_existing = true;
+    trox_test::tw::file_writer file(run[1], trox_test::tw::generation::v2010, replace);
+    const auto channel = file.add_channel(trox_test::trace_name);
+    for (std::uint32_t number = 1010; number < 1020; ++number) {
+        file.begin_event({number, time_of(number)});
+        file.begin_server_block({"SVR"});
+        const auto payload =
+            trox_test::tw::spectrum_payload(trox_test::tw::generation::v2010, TROX_BLOCK_1CHAN_2010, {1.0F});
+        if (number % 4 == 0) {
+            const std::vector<unsigned char> rubbish(20, 7);
+            trox_test::tw::stored_record bad;
+            bad.dtype = TROX_BLOCK_1CHAN_2010;
+            bad.bytes = rubbish;
+            bad.zip.emplace();
+            bad.zip->flags = trox_zip_zlib;
+            bad.zip->orig_length = 36;
+            file.add_record(channel, bad);
+        } else {
+            file.add_record(channel, payload);
+        }
+        file.end_event();
+    }
+    file.finish();
+    std::filesystem::resize_file(run[2], 100);
+    reader.set_skip_bad_records(true);
+    std::vector<std::uint32_t> expected = numbers(1000, 1011);
+    for (const std::uint32_t number : {1013, 1014, 1015, 1017, 1018, 1019}) {
+        expected.push_back(number);
+    }
+    printed_by([&] {
+        start({trox_test::trace_name});
+        EXPECT_EQ(numbers_until(-3), expected);
+    });
+    EXPECT_EQ(reader.get_number_of_bad_records(), 2);
+    EXPECT_EQ(reader.get_number_of_bad_files(), 1);
+    reader.clean_up();
+    EXPECT_EQ(reader.get_number_of_bad_records(), 0);
+    EXPECT_EQ(reader.get_number_of_bad_files(), 0);
+    EXPECT_TRUE(reader.is_skip_bad_records());
+}
+
+// --- traces -------------------------------------------------------------------------------------------
+
+TEST_F(reader_events, traces_tell_answer_range_search_and_update)
+{
+    start({trox_test::sparse_name, trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    reader.set_debug(2);
+    const std::string text = printed_by([&] { ASSERT_EQ(reader.get_data(nullptr, &records, next), 0); });
+    const std::string own = text.substr(text.find("reader.get_data() CUR_RES"));
+    EXPECT_EQ(own, std::string("reader.get_data() CUR_RES.SIZE(): 1  STATUS: 0\n"
+                               "reader.get_data() BELONG: 1\n"
+                               "reader.get_data() FOUND: 0\n"
+                               "reader.get_data() FOUND: 1\n"
+                               "UPDATED ") +
+                       trox_test::trace_name + "\n");
+}
+
+TEST_F(reader_events, traces_tell_events_outside_the_range_and_empty_ones)
+{
+    init({trox_test::trace_name});
+    trox_time_id first{1001, {0, 0}};
+    reader.set_start_point(&first);
+    ASSERT_EQ(reader.start(), 0);
+    reader.set_debug(2);
+    event records;
+    const std::string text = printed_by([&] { ASSERT_EQ(reader.get_data(nullptr, &records, next), 0); });
+    const std::size_t outside = text.find("reader.get_data() BELONG: 0\n");
+    ASSERT_NE(outside, std::string::npos);
+    EXPECT_NE(text.find("reader.get_data() BELONG: 1\n", outside), std::string::npos);
+    reader.clean_up();
+
+    reader.set_debug(0);
+    start({trox_test::sparse_name});
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    trox_time_id missing{1003, {0, 0}};
+    reader.set_debug(1);
+    EXPECT_NE(printed_by([&] {
+                  reader.get_data(&missing, &records, TROX_DAQ_READ_CHAN_EVENT_CUR);
+              }).find("BREAKING HERE 1 mode: 0 \n"),
+              std::string::npos);
+}
+
+// --- clean_up -----------------------------------------------------------------------------------------
+
+TEST_F(reader_events, clean_up_empties_the_reader_and_lets_it_begin_anew)
+{
+    start({trox_test::trace_name, trox_test::slow_name});
+    event records;
+    for (int i = 0; i < 9; ++i) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    }
+    reader.clean_up();
+    EXPECT_EQ(reader.get_number_of_files(), 0);
+    EXPECT_EQ(reader.get_number_of_channels(), 0);
+    EXPECT_EQ(reader.get_number_of_events(), 0);
+    EXPECT_EQ(reader.get_number_of_empty_events(), 0);
+    EXPECT_EQ(reader.get_channel_name(0, nullptr), nullptr);
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4);
+    reader.clean_up();
+    start({trox_test::slow_name, trox_test::sparse_name});
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 1U) << "no slow value is left of the first reading";
+    EXPECT_STREQ(head_of(records[0]).chname, trox_test::sparse_name);
+}
+
+TEST_F(reader_events, reader_may_be_destroyed_while_it_runs)
+{
+    run = trox_test::write_run(dir);
+    auto short_lived = std::make_unique<trox_daq_reader_2010>();
+    channel_list list{trox_test::trace_name};
+    ASSERT_EQ(short_lived->init(run, list.list()), 0);
+    ASSERT_EQ(short_lived->start(), 0);
+    short_lived.reset();
+}
+
+} // namespace

@@ -1,0 +1,419 @@
+// Channels, init with a list of files, and the checking of a request.
+#include "reader_fixture.h"
+
+#include <ctime>
+
+namespace
+{
+
+using trox_test::channel_list;
+using trox_test::printed_by;
+using trox_test::run_file_name;
+using trox_test::run_second;
+
+class reader_request : public trox_test::reader_test
+{
+protected:
+    int add(const char* name, const trox_chan_prms& prms = {})
+    {
+        daq_channel_entry channel{name, prms};
+        return reader.add_channel(&channel);
+    }
+    std::string channel(int i)
+    {
+        int subchan = 0;
+        const char* name = reader.get_channel_name(i, &subchan);
+        return name != nullptr ? name + (":" + std::to_string(subchan)) : "none";
+    }
+    void set_range(std::uint32_t start_s, std::uint32_t stop_s)
+    {
+        trox_time_id start{0, {start_s, 0}};
+        trox_time_id stop{0, {stop_s, 0}};
+        ASSERT_EQ(reader.set_start_point(&start), 0);
+        ASSERT_EQ(reader.set_stop_point(&stop), 0);
+    }
+    std::vector<std::string> files() const
+    {
+        std::vector<std::string> list;
+        for (int i = 0; i < reader.get_number_of_files(); ++i) {
+            list.emplace_back(reader.get_file_name(i));
+        }
+        return list;
+    }
+
+    trox_daq_reader_2010 reader;
+};
+
+// --- channels -----------------------------------------------------------------------------------------
+
+TEST_F(reader_request, channel_with_subchannel_and_nickname)
+{
+    EXPECT_EQ(add("CH:3;beam", {1, 2, 3, 4, 5, 6, 7}), 0);
+    EXPECT_EQ(channel(0), "CH:3");
+    EXPECT_STREQ(reader.get_nickname("CH:3"), "beam");
+    EXPECT_EQ(reader.get_channel_params("beam")->length, 3);
+    EXPECT_EQ(reader.get_channel_params("beam")->tlength, 7.0F);
+    reader.set_error(-1);
+    EXPECT_EQ(add("CH:3;beam"), 0);
+    EXPECT_STREQ(reader.get_last_error(), "No required data") << "a duplicate leaves the last error";
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+}
+
+TEST_F(reader_request, channel_with_nickname_only)
+{
+    EXPECT_EQ(add("CH;beam"), 0);
+    EXPECT_EQ(channel(0), "CH:-1");
+    EXPECT_STREQ(reader.get_nickname("CH"), "beam");
+    EXPECT_EQ(add("CH:0"), 0) << "another sub-channel is another channel";
+    EXPECT_EQ(reader.get_number_of_channels(), 2);
+}
+
+TEST_F(reader_request, subchannel_is_read_as_far_as_it_is_a_number)
+{
+    EXPECT_EQ(add("A:12x;n"), 0);
+    EXPECT_EQ(add("B:"), 0);
+    EXPECT_EQ(add("C:x"), 0);
+    EXPECT_EQ(add("D:-5"), 0);
+    EXPECT_EQ(add("E:1:2"), 0);
+    EXPECT_EQ(add("F:99999999999"), 0);
+    EXPECT_EQ(channel(0), "A:12");
+    EXPECT_EQ(channel(1), "B:0");
+    EXPECT_EQ(channel(2), "C:0");
+    EXPECT_EQ(channel(3), "D:-5");
+    EXPECT_EQ(channel(4), "E:1");
+    EXPECT_EQ(channel(5), "F:2147483647");
+}
+
+TEST_F(reader_request, colon_in_the_nickname_counts_as_the_first_one)
+{
+    EXPECT_EQ(add("CH;be:7"), 0);
+    EXPECT_EQ(channel(0), "CH;be:7");
+    EXPECT_STREQ(reader.get_nickname("CH"), "be:7");
+}
+
+TEST_F(reader_request, parts_are_cut_to_255_characters)
+{
+    const std::string name(300, 'n');
+    const std::string nickname(300, 'k');
+    EXPECT_EQ(add((name + ";" + nickname).c_str()), 0);
+    EXPECT_EQ(reader.get_channel_name(0, nullptr), name.substr(0, 255));
+    EXPECT_EQ(reader.get_nickname("n"), nickname.substr(0, 255));
+}
+
+TEST_F(reader_request, channels_without_name)
+{
+    EXPECT_EQ(add(nullptr), -7);
+    EXPECT_EQ(add(""), -7);
+    EXPECT_EQ(reader.add_channel(nullptr), -7);
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+    EXPECT_EQ(reader.get_number_of_channels(), 0);
+    EXPECT_EQ(add(":3"), 0);
+    EXPECT_EQ(add(":3"), 0) << "without a name nothing is a duplicate";
+    EXPECT_EQ(reader.get_number_of_channels(), 2);
+}
+
+TEST_F(reader_request, number_of_channels_becomes_the_length_of_the_list)
+{
+    EXPECT_EQ(add("A"), 0);
+    channel_list list{"B", "C", "B"};
+    EXPECT_EQ(reader.set_channels(list.list()), 0);
+    EXPECT_EQ(reader.get_number_of_channels(), 3);
+    EXPECT_EQ(channel(0), "A:-1");
+    EXPECT_EQ(channel(2), "C:-1");
+    EXPECT_EQ(channel(3), "none");
+}
+
+TEST_F(reader_request, bad_channel_ends_the_list)
+{
+    EXPECT_EQ(reader.set_channels(nullptr), -7);
+    channel_list empty{};
+    EXPECT_EQ(reader.set_channels(empty.list()), -7);
+    channel_list list{"A", "", "B"};
+    EXPECT_EQ(reader.set_channels(list.list()), -7);
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+    channel_list with_null{"C"};
+    with_null.list()->push_back(nullptr);
+    EXPECT_EQ(reader.set_channels(with_null.list()), -7);
+    EXPECT_EQ(reader.get_number_of_channels(), 2);
+    with_null.list()->pop_back();
+}
+
+TEST_F(reader_request, channel_is_removed_by_name)
+{
+    add("CH");
+    add("OTHER");
+    EXPECT_EQ(reader.rem_channel("CH"), 0);
+    EXPECT_STREQ(reader.get_last_error(), "OK");
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+    EXPECT_EQ(channel(0), "OTHER:-1");
+    EXPECT_EQ(reader.rem_channel("CH"), -5);
+    EXPECT_STREQ(reader.get_last_error(), "Channel not found");
+}
+
+TEST_F(reader_request, name_with_subchannel_is_one_character_short)
+{
+    add("ABC:3");
+    add("AB:3");
+    EXPECT_EQ(reader.rem_channel("ABC:3"), 0);
+    EXPECT_EQ(channel(0), "ABC:3") << "AB:3 is gone";
+    EXPECT_EQ(reader.rem_channel("ABC:3"), -5);
+    EXPECT_EQ(reader.rem_channel("ABCx:4"), -5);
+    EXPECT_EQ(reader.rem_channel("ABCx:3"), 0);
+    EXPECT_EQ(reader.get_number_of_channels(), 0);
+}
+
+TEST_F(reader_request, nothing_is_left_of_a_name_too_short_to_remove)
+{
+    add(":3");
+    EXPECT_EQ(reader.rem_channel(":3"), -5);
+    EXPECT_EQ(reader.rem_channel("A:3"), -5);
+    EXPECT_EQ(reader.rem_channel(nullptr), -7);
+    EXPECT_EQ(reader.rem_channel(""), -7);
+}
+
+TEST_F(reader_request, nickname_is_not_taken_off_when_removing)
+{
+    add("CH;beam");
+    EXPECT_EQ(reader.rem_channel("CH;beam"), -5);
+    EXPECT_EQ(reader.rem_channel("CH"), 0);
+}
+
+// --- init with files ----------------------------------------------------------------------------------
+
+TEST_F(reader_request, init_refuses_null_and_empty_file_lists)
+{
+    EXPECT_EQ(reader.init(static_cast<std::vector<char*>*>(nullptr), nullptr), -7);
+    std::vector<char*> none;
+    EXPECT_EQ(reader.init(&none, nullptr), -7);
+    EXPECT_EQ(reader.init(std::vector<std::string>{}, nullptr), -7);
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+}
+
+TEST_F(reader_request, init_with_files_that_are_not_there_is_fine)
+{
+    env.unset("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
+    EXPECT_EQ(reader.init(std::vector<std::string>{"/no/such.raw", ""}, nullptr), 0);
+    EXPECT_STREQ(reader.get_last_error(), "OK");
+    EXPECT_EQ(reader.get_number_of_files(), 0);
+}
+
+TEST_F(reader_request, init_takes_files_sorted_and_once)
+{
+    const auto run = trox_test::write_run(dir);
+    std::vector<std::string> given{run[2], run[0], run[1], run[0]};
+    channel_list channels{trox_test::trace_name};
+    EXPECT_EQ(reader.init(given, channels.list()), 0);
+    EXPECT_EQ(files(), run);
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+}
+
+TEST_F(reader_request, init_takes_zero_terminated_names)
+{
+    auto run = trox_test::write_run(dir);
+    std::vector<char*> given{run[1].data(), nullptr, run[0].data()};
+    EXPECT_EQ(reader.init(&given, nullptr), 0);
+    EXPECT_EQ(files(), (std::vector<std::string>{run[0], run[1]}));
+    std::vector<char*> nothing{nullptr};
+    trox_daq_reader_2010 other;
+    EXPECT_EQ(other.init(&nothing, nullptr), 0);
+    EXPECT_EQ(other.get_number_of_files(), 0);
+}
+
+TEST_F(reader_request, init_refuses_a_bad_channel)
+{
+    const auto run = trox_test::write_run(dir);
+    channel_list channels{trox_test::trace_name, ""};
+    EXPECT_EQ(reader.init(run, channels.list()), -7);
+}
+
+TEST_F(reader_request, init_with_files_answers_bad_format_for_every_failure)
+{
+    EXPECT_EQ(reader.init(std::vector<std::string>{dir.touch("empty.raw")}, nullptr), -9);
+    EXPECT_STREQ(reader.get_last_error(), "Invalid file format");
+    trox_daq_reader_2010 other;
+    channel_list unknown{"NO/SUCH/CHANNEL"};
+    EXPECT_EQ(other.init(trox_test::write_run(dir), unknown.list()), -9);
+    EXPECT_EQ(other.get_number_of_files(), 3) << "the files stay";
+}
+
+TEST_F(reader_request, init_passes_over_a_bad_first_file_when_asked_to)
+{
+    const auto run = trox_test::write_run(dir);
+    std::filesystem::resize_file(run[0], 100);
+    EXPECT_EQ(reader.init(run, nullptr), -9);
+    trox_daq_reader_2010 tolerant;
+    tolerant.set_skip_bad_records(true);
+    EXPECT_EQ(tolerant.init(run, nullptr), 0);
+    EXPECT_EQ(tolerant.get_number_of_files(), 3);
+    for (const std::string& file : run) {
+        std::filesystem::resize_file(file, 100);
+    }
+    EXPECT_EQ(tolerant.init(run, nullptr), -9);
+}
+
+TEST_F(reader_request, init_of_a_configured_reader_adds)
+{
+    const auto run = trox_test::write_run(dir);
+    ASSERT_EQ(reader.add_file(run[2].c_str(), true), 0);
+    ASSERT_EQ(add(trox_test::slow_name), 0);
+    channel_list channels{trox_test::trace_name};
+    EXPECT_EQ(reader.init(std::vector<std::string>{run[0]}, channels.list()), 0);
+    EXPECT_EQ(files(), (std::vector<std::string>{run[0], run[2]}));
+    EXPECT_EQ(channel(1), std::string(trox_test::trace_name) + ":-1");
+}
+
+TEST_F(reader_request, init_of_a_running_reader_begins_anew)
+{
+    const auto run = trox_test::write_run(dir);
+    channel_list channels{trox_test::trace_name};
+    ASSERT_EQ(reader.init(run, channels.list()), 0);
+    ASSERT_EQ(reader.start(), 0);
+    channel_list others{trox_test::sparse_name};
+    EXPECT_EQ(reader.init(std::vector<std::string>{run[1]}, others.list()), 0);
+    EXPECT_EQ(files(), (std::vector<std::string>{run[1]}));
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+    EXPECT_EQ(channel(0), std::string(trox_test::sparse_name) + ":-1");
+    EXPECT_EQ(reader.set_synch_mode(0), 0) << "not running";
+}
+
+// --- checking a request -------------------------------------------------------------------------------
+
+TEST_F(reader_request, missing_stop_time_becomes_now)
+{
+    trox_time_id stop{0, {0, 77}};
+    reader.set_stop_point(&stop);
+    const auto before = static_cast<std::uint32_t>(std::time(nullptr));
+    EXPECT_EQ(reader.check_request(), 0);
+    const auto after = static_cast<std::uint32_t>(std::time(nullptr));
+    EXPECT_GE(reader.get_stop_point()->time.timeup, before);
+    EXPECT_LE(reader.get_stop_point()->time.timeup, after);
+    EXPECT_EQ(reader.get_stop_point()->time.timelow, 0U);
+    EXPECT_EQ(reader.get_start_point()->event_number, 0U) << "no clock, no number";
+    EXPECT_EQ(reader.get_stop_point()->event_number, 0U);
+}
+
+TEST_F(reader_request, machine_clock_gives_missing_event_numbers)
+{
+    env.set("TROX_EVENT_CLOCK", "1000:500:10");
+    set_range(1001, 1003);
+    EXPECT_EQ(reader.check_request(), 0);
+    EXPECT_EQ(reader.get_start_point()->event_number, 510U);
+    EXPECT_EQ(reader.get_stop_point()->event_number, 530U);
+    trox_time_id start{7, {1001, 0}};
+    reader.set_start_point(&start);
+    EXPECT_EQ(reader.check_request(), 0);
+    EXPECT_EQ(reader.get_start_point()->event_number, 7U) << "given numbers stay";
+}
+
+TEST_F(reader_request, start_number_behind_stop_number_is_invalid)
+{
+    trox_time_id start{200, {0, 0}};
+    trox_time_id stop{100, {0, 0}};
+    reader.set_start_point(&start);
+    reader.set_stop_point(&stop);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), -7); }), "");
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+    reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), -7); }), "Wrong Event IDs start:200 > stop:100\n");
+    stop.event_number = 200;
+    reader.set_stop_point(&stop);
+    EXPECT_EQ(reader.check_request(), 0) << "equal numbers are a range of one";
+}
+
+TEST_F(reader_request, start_time_behind_stop_time_is_invalid)
+{
+    trox_time_id start{0, {1000, 2}};
+    trox_time_id stop{0, {1000, 1}};
+    reader.set_start_point(&start);
+    reader.set_stop_point(&stop);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), -7); }), "");
+    reader.set_debug(1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), -7); }), "Wrong Time start:1000_2 > stop:1000_1\n");
+    reader.set_start_point(&stop);
+    EXPECT_EQ(reader.check_request(), 0) << "equal times are a range of one";
+}
+
+class file_filter : public reader_request
+{
+protected:
+    /// Four files, 10 s apart from second 1000 on.
+    file_filter()
+    {
+        for (int n = 1; n <= 4; ++n) {
+            names.push_back("/x/" + trox::writer::data_file_name({"linac", "main", 1}, n,
+                                                                 {990 + 10 * static_cast<std::uint32_t>(n), 0}));
+            reader.add_file(names.back().c_str(), true);
+        }
+    }
+    std::vector<std::string> kept_by(std::uint32_t start_s, std::uint32_t stop_s)
+    {
+        set_range(start_s, stop_s);
+        EXPECT_EQ(reader.check_request(), 0);
+        return files();
+    }
+
+    std::vector<std::string> names;
+};
+
+TEST_F(file_filter, range_over_all_files_keeps_all)
+{
+    EXPECT_EQ(kept_by(1000, 2000), names);
+}
+
+TEST_F(file_filter, open_start_keeps_the_first_files)
+{
+    EXPECT_EQ(kept_by(0, 1015), (std::vector<std::string>{names[0], names[1]}));
+}
+
+TEST_F(file_filter, first_file_stays_however_early_it_is)
+{
+    // 1000 + 10 < 1035, but the first file may begin before the range.
+    EXPECT_EQ(kept_by(1035, 2000), (std::vector<std::string>{names[0], names[3]}));
+}
+
+TEST_F(file_filter, file_that_ends_where_the_range_begins_stays)
+{
+    // 1010 + 10 is not below 1020.
+    EXPECT_EQ(kept_by(1020, 2000), names);
+    EXPECT_EQ(kept_by(1021, 2000), (std::vector<std::string>{names[0], names[2], names[3]}));
+}
+
+TEST_F(file_filter, file_that_begins_where_the_range_ends_stays)
+{
+    EXPECT_EQ(kept_by(1000, 1020), (std::vector<std::string>{names[0], names[1], names[2]}));
+    EXPECT_EQ(kept_by(1000, 1019), (std::vector<std::string>{names[0], names[1]}));
+}
+
+TEST_F(file_filter, range_before_all_files_drops_all)
+{
+    EXPECT_TRUE(kept_by(900, 999).empty());
+}
+
+TEST_F(file_filter, file_without_a_time_is_dropped_with_a_message_at_any_debug_level)
+{
+    reader.add_file("/x/plain.raw", true);
+    set_range(1000, 2000);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), 0); }),
+              "trox_daq_reader_2010::init() failed to extract stop time locally\n");
+    EXPECT_EQ(files(), names);
+}
+
+TEST_F(file_filter, first_file_without_a_time_is_dropped_with_its_own_message)
+{
+    reader.add_file("/x/plain.raw", false);
+    set_range(1000, 2000);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.check_request(), 0); }),
+              "trox_daq_reader_2010::init() failed to extract start time locally\n");
+    EXPECT_EQ(files(), names);
+}
+
+TEST_F(file_filter, single_file_is_judged_without_a_step)
+{
+    reader.clean_up();
+    reader.add_file(names[1].c_str(), true);
+    EXPECT_EQ(kept_by(1500, 2000), (std::vector<std::string>{names[1]}));
+    EXPECT_EQ(kept_by(1000, 1010), (std::vector<std::string>{names[1]}));
+    EXPECT_TRUE(kept_by(1000, 1009).empty());
+}
+
+} // namespace
