@@ -213,7 +213,6 @@ private:
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
     int cdtl_ = 0;
     int ecpl_ = -1;
-    chan_descr_2010 descr_;
     time_stamp event_time_diff_{0, 95000};
     double time_diff_ = 95000.0;
     time_id event_step_{1, {0, 200000}};
@@ -244,6 +243,7 @@ private:
     std::atomic<int> workers_{0}; // alive; a worker lowers it as its last access to the reader
     bool skip_bad_records_;
     std::atomic<int> bad_records_{0};
+    chan_descr_2010 descr_; // last: what every event needs lies together
 };
 
 } // namespace trox_detail

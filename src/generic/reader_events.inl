@@ -302,7 +302,7 @@ int basic_reader<Generation>::copy_record(std::size_t i, const entry& source, co
         updated_.push_back(i);
     }
     result.updated = 1;
-    result.res = source;
+    result.res.event_id = source.event_id; // of the pointer sets only the first is ever in use
     auto& own = result.res.sbchdata[0];
     own.evhd = reinterpret_cast<std::uint64_t>(&result.evhd);
     own.sbhd = reinterpret_cast<std::uint64_t>(&result.sbhd);

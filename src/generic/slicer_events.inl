@@ -273,14 +273,19 @@ template <class G> bool basic_slicer<G>::is_better(const entry& record, const se
     return false;
 }
 
-/// Fetches what a caller is going to copy of a record.
-template <class Entry> void prefetch(const Entry& record)
+/// Fetches what a caller is going to copy of a record: its heads, and where its payload begins.
+template <class G> void prefetch(const typename G::channel_entry& record)
 {
     constexpr std::uint64_t cache_line = 64;
+    const auto fetch = [](std::uint64_t begin, std::uint64_t size) {
+        for (std::uint64_t address = begin; address < begin + size; address += cache_line) {
+            __builtin_prefetch(reinterpret_cast<const void*>(address));
+        }
+    };
     const auto& block = record.sbchdata[0];
-    for (const std::uint64_t address : {block.evhd, block.sbhd, block.chhd, block.data, block.data + cache_line}) {
-        __builtin_prefetch(reinterpret_cast<const void*>(address));
-    }
+    fetch(block.evhd, sizeof(typename G::event_header));
+    fetch(block.sbhd, sizeof(typename G::server_block_head));
+    fetch(block.chhd, sizeof(typename G::subhead) + cache_line);
 }
 
 /// Second pass: the records of the chosen event. Answers the number of channels with a reader.
@@ -302,7 +307,7 @@ template <class G> int basic_slicer<G>::collect(const search& state, std::vector
             print<slicer_texts<G>, slicer_message::second_pass>();
         }
         if (is_event_id_eq(&current_event_id_, &record->event_id, nullptr) != 0) {
-            prefetch(*record);
+            prefetch<G>(*record);
             result.push_back(record);
             if (state.debug >= 3) {
                 print<slicer_texts<G>, slicer_message::match>();
