@@ -1,10 +1,11 @@
 // Prints the first sample of one channel in every event of some data files:
 //     trox_example_read_events CHANNEL FILE...
+#include <event_util.h>
 #include <trox_daq_reader_2010.h>
 
-#include <event_util.h>
-
 #include <cstdio>
+#include <string>
+#include <vector>
 
 int main(int argc, char** argv)
 {
@@ -12,10 +13,12 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: %s CHANNEL FILE...\n", argv[0]);
         return 2;
     }
-    trox_daq_reader_2010 reader;
     const std::vector<std::string> files(argv + 2, argv + argc);
     daq_channel_entry channel{argv[1], {}};
     std::vector<daq_channel_entry*> channels{&channel};
+
+    trox_daq_reader_2010 reader;
+    reader.set_skip_bad_records(true);
     if (reader.init(files, &channels) != TROX_DAQ_READER_OK || reader.start() != TROX_DAQ_READER_OK) {
         std::fprintf(stderr, "%s\n", reader.get_last_error());
         return 1;

@@ -49,11 +49,12 @@ void swap_name_values(unsigned char* at, const unsigned char* source, std::size_
 
 void swap_control_value(unsigned char* at, const unsigned char* source, std::size_t size)
 {
-    const auto type = load_record<std::int32_t>(source);
+    const auto announced = load_record<trox_eqdata_head>(source);
     constexpr auto head = sizeof(trox_eqdata_head);
     swap_words(at, head / word_size);
-    if (type != DATA_STRING && type != DATA_IMAGE) {
-        swap_words(at + head, (size - head) / word_size);
+    if (announced.type != DATA_STRING && announced.type != DATA_IMAGE) {
+        const auto elements = static_cast<std::size_t>(std::max(announced.length, 0));
+        swap_words(at + head, std::min(elements, (size - head) / word_size));
     }
 }
 

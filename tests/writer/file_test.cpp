@@ -183,7 +183,7 @@ protected:
         write_scenario(directory_.path("a.raw"), GetParam(), options);
         return check_file(directory_.path("a.raw"));
     }
-    static const checked_channel& channel(const checked_file& file, const std::string& name)
+    static checked_channel channel(const checked_file& file, const std::string& name)
     {
         for (const auto& candidate : file.channels) {
             if (candidate.name == name) {

@@ -1,0 +1,226 @@
+// A generation whose channel readers and loaders answer what a test tells them, so that the slicer meets also
+// what real ones do not do, or not at will.
+#ifndef TROX_TEST_FAKE_GENERATION_H
+#define TROX_TEST_FAKE_GENERATION_H
+
+#include "detail/basic_slicer.h"
+#include "event_util.h"
+#include "generation/messages_slicer_2010.h"
+#include "generic/slicer_events.inl"
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace slicer_test
+{
+
+class fake_loader;
+class fake_reader;
+class fake_slicer;
+
+struct fake_generation {
+    using table_loader = fake_loader;
+    using channel_reader = fake_reader;
+    using slicer = fake_slicer;
+    using event_number = std::uint32_t;
+    using time_id = trox_time_id;
+    using channel_entry = trox_channel_entry_long;
+    using chan_param = trox_daq_chan_param_2010;
+    using subhead = trox_serv_block_subhead_2010;
+};
+
+/// What the fakes do; reset for every test.
+struct fake_world {
+    /// Answers of a channel's reader, in order; the last one is repeated.
+    struct answer {
+        int status = 0;
+        trox_channel_entry_long* record = nullptr;
+    };
+    struct channel {
+        std::deque<answer> answers{{}};    ///< to requests with a target
+        answer current{};                  ///< to the current record
+        std::deque<int> start_statuses{0}; ///< the last one is repeated
+        int number_of_records = 1;
+        int bad_records = 0;
+        trox_time_id first{};
+        trox_time_id last{0xFFFFFFFE, {0xFFFFFFFE, 0}};
+        int constructed = 0;
+        int questions = 0;
+        bool descriptions_cleaned = false;
+    };
+    std::map<std::string, channel> channels;
+    int set_time_diff_status = 0;
+    int set_step_status = 0;
+    std::chrono::milliseconds answer_takes{0};
+    std::chrono::milliseconds construction_takes{0};
+    std::vector<std::string> log; ///< what was ended, in order
+};
+inline fake_world world;
+
+class fake_loader : public std::enable_shared_from_this<fake_loader>
+{
+public:
+    explicit fake_loader(int) {}
+    ~fake_loader()
+    {
+        world.log.push_back("~loader " + name_);
+    }
+    int get_all_tables(const std::string& file, int, const std::vector<std::string>*)
+    {
+        name_ = file;
+        return 0;
+    }
+    void clean_up() {}
+    void set_debug(int) {}
+    const char* get_file_name() const
+    {
+        return name_.c_str();
+    }
+    unsigned char* get_evh_base() const
+    {
+        return reinterpret_cast<unsigned char*>(std::uintptr_t{0x123456789ab});
+    }
+    int get_client_counter() const
+    {
+        return clients_;
+    }
+    void inc_client_counter()
+    {
+        ++clients_;
+    }
+
+private:
+    std::string name_;
+    int clients_ = 0;
+};
+
+class fake_reader
+{
+public:
+    fake_reader(fake_loader* loader, const char* name, int, chan_descr_2010*)
+        : loader_(loader->shared_from_this()), channel_(&world.channels[name])
+    {
+        ++channel_->constructed;
+        std::this_thread::sleep_for(world.construction_takes);
+    }
+    void set_by_time_fix(bool) {}
+    void set_skip_bad_records(bool) {}
+    int set_time_diff(time_stamp*)
+    {
+        return world.set_time_diff_status;
+    }
+    int set_step(trox_time_id*)
+    {
+        return world.set_step_status;
+    }
+    int start(pthread_mutex_t** mutex, pthread_cond_t** cond, int** flag)
+    {
+        *mutex = &mutex_;
+        *cond = &cond_;
+        *flag = &flag_;
+        return next_of(channel_->start_statuses);
+    }
+    int get_number_of_records() const
+    {
+        return channel_->number_of_records;
+    }
+    int get_number_of_bad_records() const
+    {
+        return channel_->bad_records;
+    }
+    int get_chan_data(trox_time_id* id, trox_channel_entry_long** out, int type)
+    {
+        const bool asks_for_event = id != nullptr;
+        if (asks_for_event) {
+            ++channel_->questions;
+            std::this_thread::sleep_for(world.answer_takes);
+        }
+        const auto answer = asks_for_event                         ? next_of(channel_->answers)
+                            : type == TROX_DAQ_READ_CHAN_EVENT_CUR ? channel_->current
+                                                                   : fake_world::answer{};
+        *out = answer.record;
+        return answer.status;
+    }
+    void get_time_limits(trox_time_id* first_event, trox_time_id* last_event)
+    {
+        *first_event = channel_->first;
+        *last_event = channel_->last;
+    }
+    void print_time_limits() {}
+    fake_loader* get_cfg() const
+    {
+        return loader_.get();
+    }
+    void clean_descr()
+    {
+        channel_->descriptions_cleaned = true;
+    }
+    void clean()
+    {
+        world.log.emplace_back("clean");
+    }
+
+private:
+    template <class Value> static Value next_of(std::deque<Value>& values)
+    {
+        const Value value = values.front();
+        if (values.size() > 1) {
+            values.pop_front();
+        }
+        return value;
+    }
+
+    std::shared_ptr<fake_loader> loader_;
+    fake_world::channel* channel_;
+    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t cond_ = PTHREAD_COND_INITIALIZER;
+    int flag_ = 1;
+};
+
+inline void* fake_table_thread(void* task)
+{
+    return trox_detail::run_table_thread<fake_generation>(task);
+}
+
+} // namespace slicer_test
+
+namespace trox_detail
+{
+
+template <> struct slicer_texts<slicer_test::fake_generation> : slicer_texts<generation_2010> {
+};
+
+template <> struct slicer_traits<slicer_test::fake_generation> {
+    static constexpr auto table_thread = slicer_test::fake_table_thread;
+    static constexpr int update_type = TROX_UPD_BLOCK_2010;
+    static constexpr bool has_by_time_fix = true;
+    static constexpr bool bounds_read_ahead = true;
+    static constexpr bool table_thread_stays = true;
+    static constexpr bool moves_again = true;
+    static constexpr bool has_timing_traces = true;
+    static constexpr bool has_life_cycle_traces = true;
+    static int printed(std::uint32_t number)
+    {
+        return static_cast<int>(number);
+    }
+};
+
+} // namespace trox_detail
+
+namespace slicer_test
+{
+
+class fake_slicer : public trox_detail::basic_slicer<fake_generation>
+{
+public:
+    using basic_slicer::init;
+};
+
+} // namespace slicer_test
+
+#endif

@@ -1,0 +1,441 @@
+// The table-loading thread, and finding the tables that it loads.
+#include "slicer_files.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <sys/wait.h>
+#include <thread>
+
+namespace slicer_test
+{
+
+using namespace std::chrono_literals;
+
+class slicer_tables : public slicer_files
+{
+protected:
+    /// Files named 0, 1, ..., each with three events of channel A.
+    void add_files(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            const auto begin = static_cast<std::uint32_t>(3 * i + 1);
+            add_file(std::to_string(i), {{"A", events(begin, begin + 2)}});
+        }
+    }
+    const channel_list channels{"A"};
+};
+
+/// Long enough for the thread to have loaded all that it may.
+void let_the_thread_load()
+{
+    std::this_thread::sleep_for(150ms);
+}
+
+/// Runs `call` in a process of its own; false when that has to be killed.
+template <class Call> bool ends_soon(Call call)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        call();
+        ::_exit(0);
+    }
+    for (int i = 0; i < 60; ++i) {
+        int status = 0;
+        if (::waitpid(child, &status, WNOHANG) == child) {
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+            return true;
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    return false;
+}
+
+TEST_F(slicer_tables, a_loaded_file_is_found_again_and_again)
+{
+    add_files(2);
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(slicer.start(), 0);
+    auto* table = slicer.find_ready_table(files[1]);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->get_file_name(), files[1]);
+    EXPECT_EQ(slicer.find_ready_table(files[1].c_str()), table);
+    EXPECT_EQ(slicer.find_ready_table(files[0])->get_file_name(), files[0]);
+    EXPECT_EQ(table->get_ecp_tab_entry_index("A"), 0) << "loaded for the request's channels";
+}
+
+TEST_F(slicer_tables, a_fourth_table_is_not_loaded_while_three_are_untaken)
+{
+    add_files(6);
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(slicer.start(), 0); // takes file 0
+    let_the_thread_load();
+    EXPECT_EQ(slicer.find_ready_table(files[4]), nullptr) << "1, 2 and 3 are untaken";
+    EXPECT_NE(slicer.find_ready_table(files[1]), nullptr);
+    EXPECT_NE(slicer.find_ready_table(files[4]), nullptr) << "waited for, now that one was taken";
+    EXPECT_NE(slicer.find_ready_table(files[5]), nullptr);
+}
+
+TEST_F(slicer_tables, a_file_within_reach_is_waited_for_whatever_the_timing)
+{
+    add_files(5);
+    for (int repetition = 0; repetition < 30; ++repetition) {
+        trox_daq_slicer_2010 slicer;
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        ASSERT_NE(slicer.find_ready_table(files[3]), nullptr) << "third behind the one taken";
+    }
+    for (int repetition = 0; repetition < 10; ++repetition) {
+        trox_daq_slicer_2010 slicer;
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        ASSERT_EQ(slicer.find_ready_table(files[4]), nullptr) << "out of reach until another one is taken";
+    }
+}
+
+TEST_F(slicer_tables, a_file_that_cannot_be_loaded_is_null_at_once)
+{
+    add_files(1);
+    add_damaged_file("bad");
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(slicer.start(), 0);
+    EXPECT_EQ(slicer.find_ready_table(files[1]), nullptr);
+    EXPECT_EQ(slicer.find_ready_table(std::string("unknown")), nullptr);
+    EXPECT_EQ(slicer.get_number_of_bad_files(), 0) << "only counted when passed over";
+}
+
+TEST_F(slicer_tables, a_loaded_file_is_found_although_the_load_behind_it_failed)
+{
+    add_files(2);
+    add_damaged_file("bad");
+    add_files(0);
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(slicer.start(), 0);
+    let_the_thread_load();
+    EXPECT_NE(slicer.find_ready_table(files[0]), nullptr);
+    EXPECT_NE(slicer.find_ready_table(files[1]), nullptr);
+    EXPECT_EQ(slicer.find_ready_table(files[2]), nullptr);
+}
+
+TEST_F(slicer_tables, files_behind_a_bad_one_are_lost_unless_bad_records_are_skipped)
+{
+    add_files(1);
+    add_damaged_file("bad");
+    add_damaged_file("worse");
+    add_file("good", {{"A", events(11, 13)}});
+    for (const bool skips : {false, true}) {
+        trox_daq_slicer_2010 slicer;
+        slicer.set_skip_bad_records(skips);
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        EXPECT_EQ(slicer.find_ready_table(files[3]) != nullptr, skips);
+        EXPECT_EQ(slicer.find_ready_table(files[1]), nullptr);
+        EXPECT_EQ(slicer.get_number_of_bad_files(), skips ? 2 : 0);
+        slicer.clean_up();
+        EXPECT_EQ(slicer.get_number_of_bad_files(), skips ? 2 : 0) << "kept for who asks afterwards";
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        EXPECT_EQ(slicer.get_number_of_bad_files(), 0);
+    }
+}
+
+TEST_F(slicer_tables, bad_files_do_not_count_as_read_ahead)
+{
+    add_files(1);
+    for (int i = 0; i < 5; ++i) {
+        add_damaged_file("bad" + std::to_string(i));
+    }
+    add_file("good", {{"A", events(11, 13)}});
+    for (int repetition = 0; repetition < 20; ++repetition) {
+        trox_daq_slicer_2010 slicer;
+        slicer.set_skip_bad_records(true);
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        ASSERT_NE(slicer.find_ready_table(files[6]), nullptr);
+    }
+}
+
+TEST_F(slicer_tables, start_needs_the_first_file_unless_bad_records_are_skipped)
+{
+    add_damaged_file("bad");
+    add_file("good", {{"A", events(11, 13)}});
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    EXPECT_EQ(slicer.start(), -6);
+    EXPECT_EQ(slicer.start(), -8) << "its thread is there until clean_up";
+    slicer.set_skip_bad_records(true);
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    EXPECT_EQ(slicer.start(), 0);
+    records found;
+    ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0);
+    EXPECT_THAT(labels(found), ElementsAre("A@11"));
+    EXPECT_EQ(slicer.get_number_of_bad_files(), 1);
+}
+
+TEST_F(slicer_tables, start_fails_when_no_file_can_be_loaded)
+{
+    add_damaged_file("bad");
+    add_damaged_file("worse");
+    files.push_back(path("absent"));
+    trox_daq_slicer_2010 slicer;
+    slicer.set_skip_bad_records(true);
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    EXPECT_EQ(slicer.start(), -6);
+    EXPECT_EQ(slicer.get_number_of_bad_files(), 3);
+}
+
+TEST_F(slicer_tables, the_wait_for_a_released_file_does_not_end)
+{
+    add_files(2);
+    const auto ask_for_released = [&](bool skips) {
+        trox_daq_slicer_2010 slicer;
+        slicer.set_skip_bad_records(skips);
+        slicer.init(&files, &channels, 0);
+        slicer.start();
+        slicer.change_config(0, next, 1); // releases file 0 and takes file 1; nothing is left to be loaded
+        slicer.find_ready_table(files[0]);
+    };
+    EXPECT_FALSE(ends_soon([&] { ask_for_released(false); }));
+    EXPECT_TRUE(ends_soon([&] { ask_for_released(true); }));
+}
+
+TEST_F(slicer_tables, a_released_file_is_null_while_another_is_untaken)
+{
+    add_files(3);
+    trox_daq_slicer_2010 slicer;
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(slicer.start(), 0);
+    ASSERT_EQ(slicer.change_config(0, next, 1), 0);
+    EXPECT_EQ(slicer.find_ready_table(files[0]), nullptr) << "file 2 is loaded or about to be";
+}
+
+TEST_F(slicer_tables, clean_up_stops_the_thread_wherever_it_is)
+{
+    add_files(6);
+    for (int repetition = 0; repetition < 20; ++repetition) {
+        trox_daq_slicer_2010 slicer;
+        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        std::this_thread::sleep_for(std::chrono::microseconds(300 * repetition));
+        slicer.clean_up();
+        EXPECT_EQ(slicer.find_ready_table(files[0]), nullptr);
+    }
+}
+
+/// A table-loading thread on a task of its own.
+class table_task : public slicer_tables
+{
+protected:
+    void SetUp() override
+    {
+        slicer_tables::SetUp();
+        ::pthread_mutex_init(&mutex, nullptr);
+        ::pthread_cond_init(&cond, nullptr);
+        task.slicer = &slicer;
+        task.files = &files;
+        task.chans = &names;
+        task.tmx = &mutex;
+        task.tcond = &cond;
+    }
+    void TearDown() override
+    {
+        stop();
+        ::pthread_cond_destroy(&cond);
+        ::pthread_mutex_destroy(&mutex);
+        slicer_tables::TearDown();
+    }
+
+    /// Calls under the task's lock, then wakes the thread.
+    template <class Call> void with_lock(Call call)
+    {
+        ::pthread_mutex_lock(&mutex);
+        call();
+        ::pthread_cond_broadcast(&cond);
+        ::pthread_mutex_unlock(&mutex);
+    }
+    /// A field of the task, read under its lock.
+    int value(int get_tables_task_2010::*field)
+    {
+        int read = 0;
+        with_lock([&] { read = task.*field; });
+        return read;
+    }
+    void run(std::size_t number_of_slots, int credits)
+    {
+        slots.resize(number_of_slots);
+        task.get_tables = slots.data();
+        task.get_tables_num = static_cast<int>(number_of_slots);
+        task.go = credits;
+        task.bad.assign(files.size(), false);
+        thread = std::thread([this] { result = get_table_thread_2010(&task); });
+    }
+    void stop()
+    {
+        if (thread.joinable()) {
+            with_lock([&] { task.stop = 1; });
+            thread.join();
+        }
+    }
+    int ready()
+    {
+        return value(&get_tables_task_2010::ready);
+    }
+    /// Waits until so many tables are loaded.
+    bool becomes_ready(int count)
+    {
+        for (int i = 0; i < 500 && ready() != count; ++i) {
+            std::this_thread::sleep_for(10ms);
+        }
+        return ready() == count;
+    }
+
+    trox_daq_slicer_2010 slicer;
+    const std::vector<std::string> names{"A"};
+    pthread_mutex_t mutex;
+    pthread_cond_t cond;
+    get_tables_task_2010 task;
+    std::vector<std::shared_ptr<trox_file_get_tables_2010>> slots;
+    std::thread thread;
+    void* result = nullptr;
+};
+
+TEST_F(table_task, stays_idle_behind_the_last_file_until_it_is_stopped)
+{
+    add_files(2);
+    run(2, 2);
+    ASSERT_TRUE(becomes_ready(2));
+    std::this_thread::sleep_for(30ms);
+    EXPECT_TRUE(thread.joinable());
+    EXPECT_EQ(value(&get_tables_task_2010::status), 0);
+    stop();
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(slots[0]->get_file_name(), files[0]);
+    EXPECT_EQ(slots[1]->get_file_name(), files[1]);
+    EXPECT_EQ(task.go, 0);
+}
+
+TEST_F(table_task, ends_with_one_after_a_failed_load)
+{
+    add_files(1);
+    add_damaged_file("bad");
+    run(2, 2);
+    thread.join();
+    EXPECT_EQ(result, reinterpret_cast<void*>(1));
+    EXPECT_EQ(task.status, 1);
+    EXPECT_EQ(task.ready, 1);
+    EXPECT_EQ(slots[1], nullptr);
+}
+
+TEST_F(table_task, does_nothing_for_an_empty_list)
+{
+    run(1, 1);
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(ready(), 0);
+    stop();
+    EXPECT_EQ(result, nullptr);
+}
+
+TEST_F(table_task, does_nothing_when_it_is_stopped_from_the_start)
+{
+    add_files(2);
+    task.stop = 1;
+    run(2, 2);
+    thread.join();
+    EXPECT_EQ(task.ready, 0);
+    EXPECT_EQ(task.go, 2);
+}
+
+TEST_F(table_task, waits_for_a_credit)
+{
+    add_files(2);
+    run(2, 0);
+    std::this_thread::sleep_for(30ms);
+    EXPECT_EQ(ready(), 0);
+    with_lock([&] { task.go = 1; });
+    EXPECT_TRUE(becomes_ready(1));
+    std::this_thread::sleep_for(30ms);
+    EXPECT_EQ(ready(), 1);
+}
+
+TEST_F(table_task, never_stores_outside_the_slots)
+{
+    add_files(3);
+    run(1, 3);
+    ASSERT_TRUE(becomes_ready(1));
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(ready(), 1);
+    EXPECT_EQ(value(&get_tables_task_2010::go), 2) << "the credit is given back";
+    with_lock([&] { slots[0].reset(); });
+    EXPECT_TRUE(becomes_ready(2));
+    with_lock([&] {
+        EXPECT_EQ(slots[0]->get_file_name(), files[1]);
+        slots[0].reset();
+    });
+    EXPECT_TRUE(becomes_ready(3));
+}
+
+TEST_F(table_task, keeps_three_untaken_tables_at_most)
+{
+    add_files(6);
+    run(6, 6);
+    ASSERT_TRUE(becomes_ready(3));
+    std::this_thread::sleep_for(50ms);
+    EXPECT_EQ(ready(), 3);
+    EXPECT_EQ(value(&get_tables_task_2010::go), 3);
+    with_lock([&] { task.ready -= 2; });
+    EXPECT_TRUE(becomes_ready(3));
+    EXPECT_EQ(value(&get_tables_task_2010::go), 1);
+}
+
+TEST_F(table_task, fills_the_first_free_slot)
+{
+    add_files(3);
+    run(3, 2);
+    ASSERT_TRUE(becomes_ready(2));
+    with_lock([&] {
+        slots[0].reset();
+        ++task.go;
+    });
+    ASSERT_TRUE(becomes_ready(3));
+    stop();
+    EXPECT_EQ(slots[0]->get_file_name(), files[2]);
+    EXPECT_EQ(slots[2], nullptr);
+}
+
+TEST_F(table_task, passes_over_bad_files_when_told_to)
+{
+    add_damaged_file("bad");
+    add_files(1);
+    add_damaged_file("worse");
+    task.skip = true;
+    run(3, 3);
+    ASSERT_TRUE(becomes_ready(1));
+    for (int i = 0; i < 500 && value(&get_tables_task_2010::bad_files) < 2; ++i) {
+        std::this_thread::sleep_for(10ms);
+    }
+    stop();
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(task.status, 0);
+    EXPECT_EQ(task.bad, (std::vector<bool>{true, false, true}));
+    EXPECT_EQ(task.go, 2) << "credits of bad files are given back";
+    EXPECT_EQ(slots[0]->get_file_name(), files[1]);
+}
+
+TEST_F(table_task, gives_loaders_the_debug_level_of_the_slicer)
+{
+    add_files(1);
+    slicer.set_debug(-7);
+    const std::string text = printed_by([&] {
+        run(1, 1);
+        EXPECT_TRUE(becomes_ready(1));
+    });
+    EXPECT_THAT(text, HasSubstr("GET ALL TABLES "));
+    EXPECT_EQ(slots[0]->get_debug(), -7);
+}
+
+} // namespace slicer_test
