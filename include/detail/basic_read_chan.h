@@ -176,6 +176,7 @@ private:
     void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
+    void widen_limits_to_all_records();
     // look-up and delivery
     bool is_indexed() const;
     bool scan_by_event_id(event_number id, int type, int& found);
