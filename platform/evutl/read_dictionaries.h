@@ -26,6 +26,25 @@ template <class Entry> std::string_view channel_name(const Entry& entry) noexcep
     return {entry.chan_name, strnlen(entry.chan_name, sizeof entry.chan_name)};
 }
 
+/// Asks for the name of an entry some steps ahead: a pass over the names of a large dictionary touches little of
+/// each entry and waits for memory otherwise.
+template <class Entry> void prefetch_ahead(const Entry* entries, std::size_t index, std::size_t count) noexcept
+{
+    constexpr std::size_t steps = 16;
+    __builtin_prefetch(entries[std::min(index + steps, count - 1)].chan_name);
+}
+
+template <class Entry> void convert_dictionary_entries(Entry* entries, std::size_t size) noexcept
+{
+    for (std::size_t i = 0; i < size / sizeof(Entry); ++i) {
+        Entry& entry = entries[i];
+        entry.key = trox_detail::big_endian(entry.key);
+        entry.ev_mask = trox_detail::big_endian(entry.ev_mask);
+        entry.dtype_mask = trox_detail::big_endian(entry.dtype_mask);
+        entry.count = trox_detail::big_endian(entry.count);
+    }
+}
+
 template <class Generation>
 int read_channel_dictionary(std::uint64_t file_length, const typename Generation::reference_table* references,
                             int descriptor, typename Generation::dictionary_table** result) noexcept
@@ -38,20 +57,14 @@ int read_channel_dictionary(std::uint64_t file_length, const typename Generation
     const table_place place{references->cdt_ref, dictionary_pattern, offsetof(table_type, entries), sizeof(entry_type)};
     malloc_ptr<table_type> table;
     std::size_t length = 0;
-    if (const int status = read_table<Generation>({file_length, descriptor}, place, table, length);
-        status != TROX_EVUTL_OK) {
-        return status;
+    const int status = read_table<Generation>(
+        {file_length, descriptor}, place, table, length, [](unsigned char* entries, std::size_t size) {
+            convert_dictionary_entries(reinterpret_cast<entry_type*>(entries), size);
+        });
+    if (status == TROX_EVUTL_OK) {
+        *result = table.release();
     }
-    entry_type* const entries = table->entries;
-    for (std::size_t i = 0; i < dictionary_size(*table); ++i) {
-        entry_type& entry = entries[i];
-        entry.key = trox_detail::big_endian(entry.key);
-        entry.ev_mask = trox_detail::big_endian(entry.ev_mask);
-        entry.dtype_mask = trox_detail::big_endian(entry.dtype_mask);
-        entry.count = trox_detail::big_endian(entry.count);
-    }
-    *result = table.release();
-    return TROX_EVUTL_OK;
+    return status;
 }
 
 template <class Generation>
@@ -66,15 +79,16 @@ int read_environment_dictionary(std::uint64_t file_length, const typename Genera
                             sizeof(trox_env_dictionary_entry)};
     malloc_ptr<table_type> table;
     std::size_t length = 0;
-    const int status = place.position == 0 ? make_empty_table<Generation>(place, table, length)
-                                           : read_table<Generation>({file_length, descriptor}, place, table, length);
-    if (status != TROX_EVUTL_OK) {
-        return status;
+    const auto swap = [](unsigned char* entries, std::size_t size) {
+        swap_words_4(entries, entries, size / sizeof(std::uint32_t));
+    };
+    const int status = place.position == 0
+                           ? make_empty_table<Generation>(place, table)
+                           : read_table<Generation>({file_length, descriptor}, place, table, length, swap);
+    if (status == TROX_EVUTL_OK) {
+        *result = table.release();
     }
-    unsigned char* const entries = bytes_of(table) + place.head_size;
-    swap_words_4(entries, entries, (length - place.head_size) / sizeof(std::uint32_t));
-    *result = table.release();
-    return TROX_EVUTL_OK;
+    return status;
 }
 
 template <class Generation>
@@ -88,8 +102,10 @@ int read_channel_descriptions(std::uint64_t file_length, const typename Generati
     const table_place place{references->xcd_ref, description_pattern, offsetof(table_type, xml), 1};
     malloc_ptr<table_type> table;
     std::size_t length = 0;
-    const int status = place.position == 0 ? make_empty_table<Generation>(place, table, length)
-                                           : read_table<Generation>({file_length, descriptor}, place, table, length);
+    const auto keep = [](unsigned char*, std::size_t) {};
+    const int status = place.position == 0
+                           ? make_empty_table<Generation>(place, table)
+                           : read_table<Generation>({file_length, descriptor}, place, table, length, keep);
     if (status == TROX_EVUTL_OK) {
         *result = table.release();
     }
@@ -110,8 +126,10 @@ template <class Table, class Entry> int find_channel(const Table* dictionary, co
     const auto* const entries = dictionary->entries;
     const std::size_t count = dictionary_size(*dictionary);
     for (std::size_t i = 0; i < count && i <= std::size_t{std::numeric_limits<int>::max()}; ++i) {
+        prefetch_ahead(entries, i, count);
         const char* const candidate = entries[i].chan_name;
-        if (std::memcmp(candidate, name, length) == 0 && (length == field || candidate[length] == '\0')) {
+        const bool has_length = length == field || candidate[length] == '\0';
+        if (has_length && std::memcmp(candidate, name, length) == 0) {
             if (entry != nullptr) {
                 *entry = const_cast<Entry*>(entries + i);
             }

@@ -2,14 +2,12 @@
 #ifndef TROX_EVUTL_READ_POINTERS_H
 #define TROX_EVUTL_READ_POINTERS_H
 
+#include "find_columns.h"
 #include "generation.h"
-#include "read_dictionaries.h"
 #include "table_block.h"
 
 #include <algorithm>
-#include <bitset>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace trox_evutl
@@ -77,47 +75,6 @@ int read_pointers_table(std::uint64_t file_length, const typename Generation::re
     table->maxev = static_cast<decltype(table->maxev)>(shape.rows);
     *result = table.release();
     return TROX_EVUTL_OK;
-}
-
-/// For each listed channel its place in the dictionary, or `no_column`.
-inline constexpr std::size_t no_column = SIZE_MAX;
-
-/// One pass over the dictionary with a hash table of the list, however long the two are. Most entries are
-/// dismissed by the length of their name alone.
-template <class Table>
-std::vector<std::size_t> find_columns(const Table& dictionary, const std::vector<std::string>& channels)
-{
-    constexpr std::size_t field = sizeof(dictionary.entries[0].chan_name);
-    std::unordered_map<std::string_view, std::size_t> wanted;
-    std::bitset<field + 1> wanted_lengths;
-    wanted.reserve(channels.size());
-    for (const std::string& name : channels) {
-        if (name.size() <= field) {
-            wanted.emplace(name, no_column);
-            wanted_lengths.set(name.size());
-        }
-    }
-    std::size_t missing = wanted.size();
-    const auto* const entries = dictionary.entries;
-    const std::size_t count = dictionary_size(dictionary);
-    for (std::size_t i = 0; i < count && missing > 0; ++i) {
-        const std::string_view name = channel_name(entries[i]);
-        if (!wanted_lengths[name.size()]) {
-            continue;
-        }
-        const auto found = wanted.find(name);
-        if (found != wanted.end() && found->second == no_column) {
-            found->second = i;
-            --missing;
-        }
-    }
-    std::vector<std::size_t> columns;
-    columns.reserve(channels.size());
-    for (const std::string& name : channels) {
-        const auto found = wanted.find(name);
-        columns.push_back(found == wanted.end() ? no_column : found->second);
-    }
-    return columns;
 }
 
 /// Reads the columns one by one, each swapped while it is in the cache.

@@ -8,6 +8,7 @@
 #include "file_view.h"
 #include "platform_calls.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -102,9 +103,12 @@ void set_table_head(Table* table, std::uint32_t pattern, std::uint64_t length) n
     std::memcpy(table, head.data(), sizeof head);
 }
 
-/// Reads a whole table, its head in host order and its body as in the file; `length` receives its bytes.
-template <class Generation, class Table>
-int read_table(const file_view& file, const table_place& place, malloc_ptr<Table>& table, std::size_t& length) noexcept
+/// Reads a whole table, its head in host order and its body as in the file; `length` receives its bytes. `convert`
+/// is called with the begin and the size of each piece of the body as it arrives, in whole entries, while the piece
+/// is still in the cache.
+template <class Generation, class Table, class Convert>
+int read_table(const file_view& file, const table_place& place, malloc_ptr<Table>& table, std::size_t& length,
+               Convert convert) noexcept
 {
     std::uint64_t checked_length = 0;
     if (const int status = read_table_length<Generation>(file, place, checked_length); status != TROX_EVUTL_OK) {
@@ -115,21 +119,29 @@ int read_table(const file_view& file, const table_place& place, malloc_ptr<Table
     if (!table) {
         return TROX_EVUTL_OUT_OF_MEMORY;
     }
-    const int status = file.read(place.position, table.get(), length);
     set_table_head<Generation>(table.get(), place.pattern, length);
-    return status;
+    constexpr std::size_t cached_bytes = 256 * 1024;
+    const std::size_t piece = cached_bytes / place.entry_size * place.entry_size;
+    for (std::size_t at = place.head_size; at < length;) {
+        const std::size_t size = std::min(piece, length - at);
+        if (const int status = file.read(place.position + at, bytes_of(table) + at, size); status != TROX_EVUTL_OK) {
+            return status;
+        }
+        convert(bytes_of(table) + at, size);
+        at += size;
+    }
+    return TROX_EVUTL_OK;
 }
 
 /// A table of no entries, for a file that does without.
 template <class Generation, class Table>
-int make_empty_table(const table_place& place, malloc_ptr<Table>& table, std::size_t& length) noexcept
+int make_empty_table(const table_place& place, malloc_ptr<Table>& table) noexcept
 {
-    length = place.head_size;
-    table = allocate_table<Table>(length);
+    table = allocate_table<Table>(place.head_size);
     if (!table) {
         return TROX_EVUTL_OUT_OF_MEMORY;
     }
-    set_table_head<Generation>(table.get(), place.pattern, length);
+    set_table_head<Generation>(table.get(), place.pattern, place.head_size);
     return TROX_EVUTL_OK;
 }
 

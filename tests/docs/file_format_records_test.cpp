@@ -2,12 +2,10 @@
 #include "event_util.h"
 #include "markdown.h"
 #include "record_fields.h"
+#include "scan.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <map>
-#include <regex>
 #include <set>
 
 namespace
@@ -28,22 +26,13 @@ const markdown_page& page()
 
 std::string header_text()
 {
-    std::ifstream file(root + "/include/event.h");
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return trox_test::read_text(root + "/include/event.h");
 }
 
 /// Name and value of every enumerator of one enumeration in event.h.
 std::vector<std::pair<std::string, long>> enumerators(const std::string& enumeration)
 {
-    const std::string text = header_text();
-    const std::size_t begin = text.find("enum " + enumeration + " :");
-    const std::string body = text.substr(begin, text.find("};", begin) - begin);
-    const std::regex pattern("(\\w+) = (-?\\w+)");
-    std::vector<std::pair<std::string, long>> found;
-    for (std::sregex_iterator match(body.begin(), body.end(), pattern), end; match != end; ++match) {
-        found.emplace_back((*match)[1], std::stol((*match)[2], nullptr, 0));
-    }
-    return found;
+    return trox_test::enumerators_in(trox_test::piece_between(header_text(), "enum " + enumeration + " :", "};"), "");
 }
 
 markdown_row expected_row(const trox_test::field_layout& field)
@@ -116,16 +105,10 @@ INSTANTIATE_TEST_SUITE_P(records, documented_record, testing::ValuesIn(trox_test
 
 TEST(file_format_page, describes_every_record_that_the_header_declares_as_on_disk)
 {
-    const std::string text = header_text();
-    const std::size_t begin = text.find("// On disk: event records");
-    const std::size_t end = text.find("// Vocabularies");
-    ASSERT_NE(begin, std::string::npos);
-    ASSERT_NE(end, std::string::npos);
-    const std::string section = text.substr(begin, end - begin);
-    const std::regex declaration("\nstruct (\\w+)");
+    const std::string section = trox_test::piece_between(header_text(), "// On disk: event records", "// Vocabularies");
     std::set<std::string> declared{"time_stamp"};
-    for (std::sregex_iterator match(section.begin(), section.end(), declaration), last; match != last; ++match) {
-        declared.insert((*match)[1]);
+    for (const std::string& declaration : trox_test::pieces_between(section, "\nstruct ", " {")) {
+        declared.insert(trox_test::leading_word(declaration));
     }
     std::set<std::string> listed;
     for (const record_layout& record : trox_test::on_disk_records()) {

@@ -1,12 +1,11 @@
 // README and the other pages against the tree: links, paths, the program shown, packages, build options, headers.
 #include "markdown.h"
+#include "scan.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -17,12 +16,6 @@ using trox_test::markdown_page;
 using trox_test::markdown_row;
 
 const std::filesystem::path root = TROX_SOURCE_DIR;
-
-std::string text_of(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 std::vector<std::filesystem::path> pages()
 {
@@ -64,24 +57,19 @@ std::set<std::string> anchors_of(const std::filesystem::path& path)
     return anchors;
 }
 
-std::vector<std::smatch> matches(const std::string& text, const std::regex& pattern)
-{
-    return {std::sregex_iterator(text.begin(), text.end(), pattern), std::sregex_iterator()};
-}
-
 TEST(pages, link_to_files_and_headings_that_are_there)
 {
-    const std::regex link("\\]\\(([^)#:]*)(#[^)]*)?\\)");
     std::size_t checked = 0;
     for (const auto& page : pages()) {
-        const std::string text = text_of(page);
-        for (const std::smatch& match : matches(text, link)) {
-            const std::string file = match[1];
-            const auto target = file.empty() ? page : page.parent_path() / file;
-            EXPECT_TRUE(std::filesystem::exists(target)) << page << " links to " << file;
-            const std::string anchor = match[2];
-            if (!anchor.empty() && std::filesystem::exists(target)) {
-                EXPECT_TRUE(anchors_of(target).contains(anchor.substr(1))) << page << " links to " << file << anchor;
+        for (const std::string& link : trox_test::pieces_between(trox_test::read_text(page), "](", ")")) {
+            if (link.find(':') != std::string::npos) {
+                continue; // elsewhere
+            }
+            const std::size_t mark = std::min(link.find('#'), link.size());
+            const auto target = mark == 0 ? page : page.parent_path() / link.substr(0, mark);
+            EXPECT_TRUE(std::filesystem::exists(target)) << page << " links to " << link;
+            if (mark != link.size() && std::filesystem::exists(target)) {
+                EXPECT_TRUE(anchors_of(target).contains(link.substr(mark + 1))) << page << " links to " << link;
             }
             ++checked;
         }
@@ -89,15 +77,28 @@ TEST(pages, link_to_files_and_headings_that_are_there)
     EXPECT_GT(checked, 40U);
 }
 
+/// Whether a piece of code on a page is meant as a path of the tree.
+bool is_path(const std::string& text)
+{
+    const std::set<std::string> folders{"include", "src",  "platform", "writer", "tools",
+                                        "tests",   "docs", "examples", "bench",  "packaging"};
+    const bool is_plain = std::all_of(text.begin(), text.end(),
+                                      [](char c) { return trox_test::is_word_character(c) || c == '.' || c == '/'; });
+    const std::size_t slash = text.find('/');
+    return is_plain && slash != std::string::npos && folders.contains(text.substr(0, slash));
+}
+
 TEST(pages, name_paths_that_are_there)
 {
-    const std::regex path("`((?:include|src|platform|writer|tools|tests|docs|examples|bench|packaging)/[\\w./]*)`");
     std::size_t checked = 0;
     for (const auto& page : pages()) {
-        const std::string text = text_of(page);
-        for (const std::smatch& match : matches(text, path)) {
-            EXPECT_TRUE(std::filesystem::exists(root / match[1].str())) << page << " names " << match[1];
-            ++checked;
+        for (const std::string& line : trox_test::read_markdown(page).lines) {
+            for (const std::string& piece : trox_test::code_spans(line)) {
+                if (is_path(piece)) {
+                    EXPECT_TRUE(std::filesystem::exists(root / piece)) << page << " names " << piece;
+                    ++checked;
+                }
+            }
         }
     }
     EXPECT_GT(checked, 30U);
@@ -105,17 +106,14 @@ TEST(pages, name_paths_that_are_there)
 
 TEST(readme, shows_a_piece_of_the_example_as_it_is)
 {
-    const std::string text = text_of(root / "README.md");
-    const std::string fence = "```cpp\n";
-    const std::size_t begin = text.find(fence) + fence.size();
-    std::istringstream shown(text.substr(begin, text.find("```\n", begin) - begin));
+    const std::string shown = trox_test::piece_between(trox_test::read_text(root / "README.md"), "```cpp\n", "```\n");
+    const auto lines = trox_test::lines_of(shown);
     std::string indented;
-    std::size_t lines = 0;
-    for (std::string line; std::getline(shown, line); ++lines) {
+    for (const std::string& line : lines) {
         indented += (line.empty() ? "" : "    ") + line + '\n';
     }
-    EXPECT_GT(lines, 10U);
-    EXPECT_NE(text_of(root / "examples/read_events.cpp").find(indented), std::string::npos) << indented;
+    EXPECT_GT(lines.size(), 10U);
+    EXPECT_NE(trox_test::read_text(root / "examples/read_events.cpp").find(indented), std::string::npos) << indented;
 }
 
 /// First cells, without backticks, of README's table with this first column.
@@ -136,13 +134,13 @@ std::set<std::string> first_cells(const std::string& column)
 
 TEST(readme, lists_the_packages_that_the_dev_script_installs)
 {
-    const std::string script = text_of(root / "dev");
-    const std::size_t begin = script.find("build_packages=(");
-    ASSERT_NE(begin, std::string::npos);
-    const std::string list = script.substr(begin, script.find("\n)", begin) - begin);
+    const std::string list = trox_test::piece_between(trox_test::read_text(root / "dev"), "build_packages=(\n", "\n)");
     std::set<std::string> packages;
-    for (const std::smatch& match : matches(list, std::regex("\n +([\\w.+-]+)"))) {
-        packages.insert(match[1]);
+    for (const std::string& line : trox_test::lines_of(list)) {
+        std::istringstream words(line);
+        std::string package;
+        words >> package;
+        packages.insert(package);
     }
     EXPECT_GT(packages.size(), 10U);
     EXPECT_EQ(first_cells("package"), packages);
@@ -150,11 +148,15 @@ TEST(readme, lists_the_packages_that_the_dev_script_installs)
 
 TEST(readme, lists_the_options_of_the_build)
 {
-    const std::string text = text_of(root / "CMakeLists.txt") + text_of(root / "packaging/CMakeLists.txt");
-    const std::regex option("\n(?:option\\((TROX_\\w+)|set\\((TROX_\\w+) [^\n]* CACHE )");
     std::set<std::string> options;
-    for (const std::smatch& match : matches(text, option)) {
-        options.insert(match[1].matched ? match[1] : match[2]);
+    for (const char* file : {"CMakeLists.txt", "packaging/CMakeLists.txt"}) {
+        for (const std::string& line : trox_test::lines_of(trox_test::read_text(root / file))) {
+            const bool is_option = line.starts_with("option(TROX_");
+            const bool is_variable = line.starts_with("set(TROX_") && line.find(" CACHE ") != std::string::npos;
+            if (is_option || is_variable) {
+                options.insert(trox_test::leading_word(std::string_view(line).substr(line.find('(') + 1)));
+            }
+        }
     }
     EXPECT_GT(options.size(), 7U);
     EXPECT_EQ(first_cells("option"), options);

@@ -1,5 +1,6 @@
 // docs/reading-rules.md against the code: status codes with their texts, environment variables, request types.
 #include "markdown.h"
+#include "scan.h"
 #include "trox_daq_reader_2010.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <map>
-#include <regex>
 #include <set>
 
 namespace
@@ -23,27 +23,16 @@ const trox_test::markdown_page& page()
     return page;
 }
 
-std::string text_of(const std::filesystem::path& path)
+/// Value by name of the enumerators in event.h whose name begins so.
+std::map<std::string, long> enumerators(const std::string& prefix)
 {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-/// Value by name of the enumerators whose name begins so, in event.h.
-std::map<std::string, int> enumerators(const std::string& prefix)
-{
-    const std::string text = text_of(root + "/include/event.h");
-    const std::regex pattern("\\b(" + prefix + "\\w+) = (-?\\d+)");
-    std::map<std::string, int> found;
-    for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match) {
-        found[(*match)[1]] = std::stoi((*match)[2]);
-    }
-    return found;
+    const auto found = trox_test::enumerators_in(trox_test::read_text(root + "/include/event.h"), prefix);
+    return {found.begin(), found.end()};
 }
 
 TEST(reading_rules_page, lists_every_status_of_the_header)
 {
-    std::map<std::string, int> documented;
+    std::map<std::string, long> documented;
     for (const markdown_row& row : page().table("Status codes").rows) {
         documented[trox_test::code_spans(row.at(1)).at(0)] = std::stoi(row.at(0));
     }
@@ -61,7 +50,7 @@ TEST(reading_rules_page, gives_the_texts_of_the_reader)
 
 TEST(reading_rules_page, gives_the_values_of_the_request_types)
 {
-    std::map<std::string, int> documented;
+    std::map<std::string, long> documented;
     for (const markdown_row& row : page().table("Requests").rows) {
         documented[trox_test::code_spans(row.at(0)).at(0)] = std::stoi(row.at(1));
     }
@@ -72,13 +61,20 @@ TEST(reading_rules_page, gives_the_values_of_the_request_types)
 /// The names of environment variables that stand as texts in the libraries' sources.
 std::set<std::string> variables_in_sources()
 {
-    const std::regex name("\"((?:TROX|DAQ)_[A-Z_]+)\"");
+    const auto is_variable = [](const std::string& text) {
+        const bool is_upper =
+            std::all_of(text.begin(), text.end(), [](char c) { return c == '_' || (c >= 'A' && c <= 'Z'); });
+        return is_upper && (text.starts_with("TROX_") || text.starts_with("DAQ_"));
+    };
     std::set<std::string> found;
     for (const char* folder : {"/src", "/platform"}) {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(root + folder)) {
-            const std::string text = entry.is_regular_file() ? text_of(entry.path()) : "";
-            for (std::sregex_iterator match(text.begin(), text.end(), name), end; match != end; ++match) {
-                found.insert((*match)[1]);
+            if (!entry.is_regular_file()) {
+                continue;
+            }
+            for (const std::string& line : trox_test::lines_of(trox_test::read_text(entry.path()))) {
+                const auto texts = trox_test::pieces_between(line, "\"", "\"");
+                std::copy_if(texts.begin(), texts.end(), std::inserter(found, found.end()), is_variable);
             }
         }
     }
