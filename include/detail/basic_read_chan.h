@@ -10,6 +10,7 @@
 #include <memory>
 #include <pthread.h>
 #include <string>
+#include <vector>
 
 #pragma GCC visibility push(default)
 
@@ -18,7 +19,8 @@ namespace trox_detail
 
 template <class Generation> struct loaded_file;
 template <class Generation> class record_index;
-class basket_memory;
+class basket_copy;
+class record_arena;
 enum class decode_outcome;
 
 /// Reads one channel (or one sub-channel) of one data file: decodes all its records in worker threads, then
@@ -170,10 +172,11 @@ private:
     static void* run_worker(void* reader);
     bool take_record(int& index);
     bool settle(decode_outcome outcome, const entry& record, int index);
-    bool settle_or_skip(decode_outcome outcome, entry& record, int index);
+    bool settle_or_skip(decode_outcome outcome, const entry& record, int index);
     void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
+    void widen_limits_to_all_records();
     // look-up and delivery
     bool is_indexed() const;
     bool scan_by_event_id(event_number id, int type, int& found);
@@ -203,7 +206,7 @@ private:
     unsigned char* sbh_base_ = nullptr;
     unsigned long sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
-    std::unique_ptr<basket_memory> basket_;               // this channel's basket, a heap copy
+    std::unique_ptr<basket_copy> basket_;                 // this channel's basket, a heap copy
     typename Generation::channel_basket* chnb_ = nullptr; // in basket_
     unsigned char* chn_base_ = nullptr;                   // where the basket was mapped; not mapped any more
     std::uint64_t chn_base_size_ = 0;
@@ -211,7 +214,6 @@ private:
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
     int cdtl_ = 0;
     int ecpl_ = -1;
-    chan_descr_2010 descr_;
     time_stamp event_time_diff_{0, 95000};
     double time_diff_ = 95000.0;
     time_id event_step_{1, {0, 200000}};
@@ -220,8 +222,9 @@ private:
     bool by_time_fix_ = true;
     std::string chan_;
     int subchan_ = -1;
-    pthread_mutex_t mx_;            // guards what follows, up to event_cur_
-    void* records_block_ = nullptr; // guard record and array, one block
+    pthread_mutex_t mx_;               // guards what follows, up to event_cur_
+    std::vector<record_arena> arenas_; // what the records lie in, one per worker that has ended
+    void* records_block_ = nullptr;    // guard record and array, one block
     entry* out_ = nullptr;
     entry* out_cur_ = nullptr;
     int out_allocated_ = 0;         // records in the array
@@ -241,6 +244,7 @@ private:
     std::atomic<int> workers_{0}; // alive; a worker lowers it as its last access to the reader
     bool skip_bad_records_;
     std::atomic<int> bad_records_{0};
+    chan_descr_2010 descr_; // last: what every event needs lies together
 };
 
 } // namespace trox_detail

@@ -48,6 +48,33 @@ bool map_pages(int fd, std::uint64_t file_length, std::uint64_t position, std::u
 
 } // namespace
 
+basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape,
+                               std::uint64_t& length)
+{
+    const std::size_t head = 2 * shape.word;
+    if (position == 0 || !range_fits(position, head, 0, file_length)) {
+        errno = EINVAL;
+        return basket_status::head_failed;
+    }
+    // The mapping may reach over the file's end, where only its whole pages would fault: read the head alone.
+    page_mapping probe;
+    if (!map_pages(fd, file_length, position, shape.fixed, probe)) {
+        return basket_status::head_failed;
+    }
+    const std::uint64_t pattern = load_word(probe.start + probe.delta, shape.word);
+    length = load_word(probe.start + probe.delta + shape.word, shape.word);
+    ::munmap(probe.start, probe.size);
+    if (pattern != shape.pattern) {
+        errno = EBADMSG;
+        return basket_status::head_failed;
+    }
+    if (length < head || !range_fits(position, length, 0, file_length)) {
+        errno = EINVAL;
+        return basket_status::body_failed;
+    }
+    return basket_status::loaded;
+}
+
 basket_memory::~basket_memory()
 {
     release();
@@ -66,34 +93,6 @@ void basket_memory::release() noexcept
     position_ = 0;
     length_ = 0;
     copied_ = false;
-}
-
-basket_status basket_memory::read_head(int fd, std::uint64_t file_length, std::uint64_t position,
-                                       const basket_shape& shape)
-{
-    const std::size_t head = 2 * shape.word;
-    if (position == 0 || !range_fits(position, head, 0, file_length)) {
-        errno = EINVAL;
-        return basket_status::head_failed;
-    }
-    // The mapping may reach over the file's end, where only its whole pages would fault: read the head alone.
-    page_mapping probe;
-    if (!map_pages(fd, file_length, position, shape.fixed, probe)) {
-        return basket_status::head_failed;
-    }
-    const std::uint64_t pattern = load_word(probe.start + probe.delta, shape.word);
-    length_ = load_word(probe.start + probe.delta + shape.word, shape.word);
-    ::munmap(probe.start, probe.size);
-    if (pattern != shape.pattern) {
-        errno = EBADMSG;
-        return basket_status::head_failed;
-    }
-    if (length_ < head || !range_fits(position, length_, 0, file_length)) {
-        errno = EINVAL;
-        return basket_status::body_failed;
-    }
-    position_ = position;
-    return basket_status::loaded;
 }
 
 bool basket_memory::map(int fd, std::uint64_t position, std::uint64_t length)
@@ -124,7 +123,8 @@ basket_status basket_memory::load_mapped(int fd, std::uint64_t file_length, std:
                                          const basket_shape& shape)
 {
     release();
-    const basket_status status = read_head(fd, file_length, position, shape);
+    const basket_status status = read_basket_head(fd, file_length, position, shape, length_);
+    position_ = position;
     if (status == basket_status::loaded && !map(fd, position_, length_)) {
         return basket_status::body_failed;
     }
@@ -139,18 +139,6 @@ basket_status basket_memory::load_copy(int fd, std::uint64_t file_length, std::u
         return basket_status::body_failed;
     }
     return status;
-}
-
-bool basket_memory::load_range(int fd, std::uint64_t file_length, std::uint64_t position, std::uint64_t length)
-{
-    release();
-    if (length == 0 || !range_fits(position, length, 0, file_length)) {
-        errno = EINVAL;
-        return false;
-    }
-    position_ = position;
-    length_ = length;
-    return map(fd, position, length) && copy_from_mapping();
 }
 
 } // namespace trox_detail

@@ -40,6 +40,10 @@ enum class basket_status {
     body_failed  ///< the length does not fit the file, or mapping or copying failed; errno tells
 };
 
+/// Reads and checks the head of the basket at `position`; `length` receives the bytes of the whole basket.
+basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape,
+                               std::uint64_t& length);
+
 /// Owns one basket's memory.
 class basket_memory
 {
@@ -52,8 +56,6 @@ public:
     /// Brings the basket at `position` into memory, mapped or as a copy.
     basket_status load_mapped(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape);
     basket_status load_copy(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape);
-    /// Copies [position, position + length) of the file, whatever lies there; false when it cannot.
-    bool load_range(int fd, std::uint64_t file_length, std::uint64_t position, std::uint64_t length);
     void release() noexcept;
 
     /// Start of the mapping; after a copy the place where it was.
@@ -85,7 +87,6 @@ public:
     }
 
 private:
-    basket_status read_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape);
     bool map(int fd, std::uint64_t position, std::uint64_t length);
     bool copy_from_mapping();
 

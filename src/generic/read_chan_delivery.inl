@@ -52,6 +52,7 @@ template <class G> int basic_read_chan<G>::get_chan_data(time_id* id, entry** ou
                                                                          : find_by_time(reference, type, status);
     }
     if (record != nullptr) {
+        __builtin_prefetch(record + 1); // most callers go on to the next event, and ask other channels before
         event_cur_ = record->event_id;
         *out = record;
     }

@@ -144,11 +144,6 @@ template <class G> void basic_read_chan<G>::clean()
     while (workers_.load(std::memory_order_acquire) > 0) {
         std::this_thread::yield(); // does not sleep: workers end within one record
     }
-    if (out_ != nullptr) {
-        for (int i = 0; i < out_allocated_; ++i) {
-            release_record(out_[i]);
-        }
-    }
     std::free(records_block_);
     records_block_ = nullptr;
     out_ = nullptr;
@@ -156,6 +151,7 @@ template <class G> void basic_read_chan<G>::clean()
     out_total_ = 0;
     out_allocated_ = 0;
     index_.reset();
+    arenas_.clear();
     basket_.reset();
     chnb_ = nullptr;
     chn_base_ = nullptr;

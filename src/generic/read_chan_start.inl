@@ -126,17 +126,22 @@ template <class G> int basic_read_chan<G>::allocate_records()
     return TROX_DAQ_READ_CHAN_OK;
 }
 
+inline std::uint64_t page_size() noexcept
+{
+    return static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
 template <class G> int basic_read_chan<G>::load_basket()
 {
     using traits = channel_traits<G>;
     constexpr std::uint64_t head = 2 * traits::basket_word;
-    basket_ = std::make_unique<basket_memory>();
+    basket_ = std::make_unique<basket_copy>();
     const auto length = static_cast<std::uint64_t>(file_->length);
     const auto* row = get_data_table_pointer(0);
     const std::uint64_t subhead = row == nullptr ? 0 : static_cast<std::uint64_t>(row->chhd);
     const std::uint64_t position = subhead < head ? 0 : subhead - head;
     const basket_shape shape{traits::basket_word, sizeof(typename G::channel_basket), traits::channel_basket_pattern};
-    const basket_status status = basket_->load_copy(fd_, length, position, shape);
+    const basket_status status = basket_->open(fd_, length, position, shape);
     const bool usable = status == basket_status::loaded ? !skip_bad_records_ || rows_lie_in_basket() : false;
     if (!usable && !(skip_bad_records_ && load_basket_from_rows())) {
         if (status == basket_status::head_failed) {
@@ -150,9 +155,15 @@ template <class G> int basic_read_chan<G>::load_basket()
         }
     }
     chnb_ = reinterpret_cast<typename G::channel_basket*>(basket_->data());
-    chn_base_ = basket_->base();
-    chn_base_size_ = basket_->base_size();
-    chn_offset_ = basket_->offset();
+    chn_base_ = basket_->data();
+    chn_base_size_ = basket_->length() + basket_->position() % page_size();
+    chn_offset_ = basket_->position();
+    // A small basket is filled here; the workers fill a large one while they decode.
+    constexpr std::uint64_t filled_at_once = std::uint64_t{1} << 20;
+    if (basket_->length() <= filled_at_once && !basket_->fetch_all() && !skip_bad_records_) {
+        print<common_channel_texts, common_channel_message::basket_not_mapped>(chan_.c_str());
+        return TROX_DAQ_READ_CHAN_INTERN_ERROR;
+    }
     return TROX_DAQ_READ_CHAN_OK;
 }
 
@@ -207,8 +218,8 @@ template <class G> bool basic_read_chan<G>::load_basket_from_rows()
     if (basket_->data() != nullptr) {
         widen(basket_->range().position, basket_->length());
     }
-    auto wider = std::make_unique<basket_memory>();
-    if (end <= begin || !wider->load_range(fd_, static_cast<std::uint64_t>(file_->length), begin, end - begin)) {
+    auto wider = std::make_unique<basket_copy>();
+    if (end <= begin || !wider->open_range(fd_, static_cast<std::uint64_t>(file_->length), begin, end - begin)) {
         return false;
     }
     basket_ = std::move(wider);

@@ -50,23 +50,25 @@ template <class G> void basic_read_chan<G>::decode_records()
             return;
         }
     }
-    const record_source<G> source{file_->event_headers.range(), file_->server_blocks.range(), basket_->range(),
+    const record_source<G> source{file_->event_headers.range(), file_->server_blocks.range(), basket_.get(),
                                   chan_.c_str(), subchan_};
-    record_decoder<G> decoder(source);
+    record_arena arena;
+    record_decoder<G> decoder(source, arena);
     int index = 0;
     while (!stop_ && take_record(index)) {
-        entry record;
+        entry record{};
         const decode_outcome outcome = decoder.decode(get_data_table_pointer(index), record);
         if (!(skip_bad_records_ ? settle_or_skip(outcome, record, index) : settle(outcome, record, index))) {
             break;
         }
     }
+    int done = 0;
+    {
+        const mutex_holder lock(mx_);
+        arenas_.push_back(std::move(arena));
+        done = out_done_;
+    }
     if (debug() < 0) {
-        int done = 0;
-        {
-            const mutex_holder lock(mx_);
-            done = out_done_;
-        }
         print<common_channel_texts, common_channel_message::thread_finished>(this_thread(), done, elapsed_ms(begin));
     }
 }
@@ -103,14 +105,12 @@ template <class G> bool basic_read_chan<G>::settle(decode_outcome outcome, const
     return true;
 }
 
-template <class G> bool basic_read_chan<G>::settle_or_skip(decode_outcome outcome, entry& record, int index)
+template <class G> bool basic_read_chan<G>::settle_or_skip(decode_outcome outcome, const entry& record, int index)
 {
-    if (outcome == decode_outcome::record) {
+    const bool looks_undecoded = record.event_id.event_number == channel_traits<G>::undecoded;
+    if (outcome == decode_outcome::record && !looks_undecoded) {
         publish(record, index);
         return true;
-    }
-    if (outcome == decode_outcome::record_without_block) {
-        release_record(record);
     }
     const mutex_holder lock(mx_);
     ++out_failed_;
@@ -136,6 +136,9 @@ template <class G> void basic_read_chan<G>::finish_if_all_are_done()
         take_out_bad_records();
     }
     index_ = std::make_unique<record_index<G>>(out_, out_total_.load(), channel_traits<G>::undecoded);
+    if (skip_bad_records_ && !index_->ascends()) {
+        widen_limits_to_all_records();
+    }
     all_done_.store(1, std::memory_order_release);
     signal_master();
 }
@@ -160,6 +163,27 @@ template <class G> void basic_read_chan<G>::take_out_bad_records()
     event_last_ = {};
     for (int i = 0; i < kept; ++i) {
         widen_limits(out_[i].event_id, i == 0);
+    }
+}
+
+/// Makes the limits enclose all numbers and times, each for itself. A damaged event header may number the earliest
+/// event as the last: a search would then end before it met the events in between.
+template <class G> void basic_read_chan<G>::widen_limits_to_all_records()
+{
+    for (int i = 0; i < out_total_; ++i) {
+        const time_id& event = out_[i].event_id;
+        if (event.event_number != 0 &&
+            (event_first_.event_number == 0 || event.event_number < event_first_.event_number)) {
+            event_first_.event_number = event.event_number;
+        }
+        event_last_.event_number = std::max(event_last_.event_number, event.event_number);
+        const std::uint64_t time = microseconds(event.time);
+        if (event.time.timeup != 0 && (event_first_.time.timeup == 0 || time < microseconds(event_first_.time))) {
+            event_first_.time = event.time;
+        }
+        if (time > microseconds(event_last_.time)) {
+            event_last_.time = event.time;
+        }
     }
 }
 

@@ -3,8 +3,10 @@
 #ifndef TROX_GENERIC_RECORD_DECODER_H
 #define TROX_GENERIC_RECORD_DECODER_H
 
+#include "generic/basket_copy.h"
 #include "generic/basket_memory.h"
 #include "generic/loaded_file.h"
+#include "generic/memory_chunks.h"
 
 #include <cstddef>
 #include <string>
@@ -16,7 +18,7 @@ namespace trox_detail
 template <class Generation> struct record_source {
     byte_range event_headers;
     byte_range server_blocks;
-    byte_range channel;
+    basket_copy* channel = nullptr;
     const char* name = ""; ///< the channel's name
     int subchan = -1;      ///< the member to cut the block to, -1 for none
 };
@@ -36,33 +38,32 @@ public:
     using row = typename Generation::chan_ptr_entry;
     using subhead = typename Generation::subhead;
 
-    explicit record_decoder(const record_source<Generation>& source);
+    /// Decoded records lie in `arena`, which must outlive their use.
+    record_decoder(const record_source<Generation>& source, record_arena& arena);
 
     /// Decodes the record that `pointers` (null: `failed_hard`) points at. `out` receives the event's identity and
     /// in the first element of `sbchdata` the addresses of the event header, the server block head, the block (a
-    /// sub-head and the payload, in host order) and its payload: three malloc'd blocks, which the caller releases
-    /// with `release_record`. After a failure `out` owns nothing.
+    /// sub-head and the payload, in host order) and its payload, all in the arena. After a failure nothing of the
+    /// record is left there.
     decode_outcome decode(const row* pointers, entry& out);
 
 private:
     struct stored; // the record's heads, and where they lie
-    using block = malloc_ptr<subhead>;
-
+    template <class T> T* allocate(std::size_t size);
     bool locate(const row& pointers, stored& record) const;
-    decode_outcome decode_block(const stored& record, block& result);
-    decode_outcome unzip(const stored& record, block& result);
-    decode_outcome convert_update(const stored& record, block& result) const;
-    decode_outcome convert_environment(const stored& record, block& result) const;
-    decode_outcome convert_plain(const stored& record, block& result) const;
-    void cut_to_subchannel(bool was_zipped, block& result) const;
+    decode_outcome decode_located(const stored& record, entry& out);
+    decode_outcome decode_block(const stored& record, subhead*& result);
+    decode_outcome unzip(const stored& record, subhead*& result);
+    decode_outcome convert_update(const stored& record, subhead*& result);
+    decode_outcome convert_environment(const stored& record, subhead*& result);
+    decode_outcome convert_plain(const stored& record, subhead*& result);
+    bool cut_to_subchannel(bool was_zipped, record_arena::mark whole, subhead*& result);
 
     const record_source<Generation>& source_;
+    record_arena& arena_;
     malloc_ptr<unsigned char> scratch_; // work area of the decompressors, kept from record to record
     std::size_t scratch_size_ = 0;
 };
-
-/// Frees what a decoded record owns; harmless for a record that owns nothing.
-template <class Entry> void release_record(Entry& record) noexcept;
 
 } // namespace trox_detail
 

@@ -25,24 +25,9 @@ inline unsigned long this_thread() noexcept
     return static_cast<unsigned long>(::pthread_self());
 }
 
-/// A new malloc'd block of `size` bytes, null when there is no memory.
-template <class T> malloc_ptr<T> allocate_block(std::size_t size)
-{
-    return malloc_ptr<T>(static_cast<T*>(os().malloc(size)));
-}
-
 template <class T> std::uint64_t address_of(T* pointer) noexcept
 {
     return reinterpret_cast<std::uintptr_t>(pointer);
-}
-
-template <class Entry> void release_record(Entry& record) noexcept
-{
-    auto& pointers = record.sbchdata[0];
-    for (const std::uint64_t owned : {pointers.evhd, pointers.sbhd, pointers.chhd}) {
-        std::free(reinterpret_cast<void*>(static_cast<std::uintptr_t>(owned)));
-    }
-    pointers = {};
 }
 
 /// Block type without the mark of a cut block.
@@ -66,7 +51,10 @@ template <class G> struct record_decoder<G>::stored {
     }
 };
 
-template <class G> record_decoder<G>::record_decoder(const record_source<G>& source) : source_(source) {}
+template <class G>
+record_decoder<G>::record_decoder(const record_source<G>& source, record_arena& arena) : source_(source), arena_(arena)
+{
+}
 
 template <class G> bool record_decoder<G>::locate(const row& pointers, stored& record) const
 {
@@ -75,13 +63,18 @@ template <class G> bool record_decoder<G>::locate(const row& pointers, stored& r
     record.server_block =
         source_.server_blocks.find(static_cast<std::uint64_t>(pointers.sbhd), sizeof(typename G::server_block_head));
     record.subhead_position = static_cast<std::uint64_t>(pointers.chhd);
-    record.subhead_bytes = source_.channel.find(record.subhead_position, sizeof(subhead));
+    record.subhead_bytes = source_.channel->fetch(record.subhead_position, sizeof(subhead));
     record.data_position = static_cast<std::uint64_t>(pointers.data);
     if (record.event_header == nullptr || record.server_block == nullptr || record.subhead_bytes == nullptr) {
         return false;
     }
     channel_traits<G>::load(record.subhead_bytes, record.head);
     return true;
+}
+
+template <class G> template <class T> T* record_decoder<G>::allocate(std::size_t size)
+{
+    return static_cast<T*>(arena_.allocate(size));
 }
 
 template <class G> decode_outcome record_decoder<G>::decode(const row* pointers, entry& out)
@@ -91,44 +84,55 @@ template <class G> decode_outcome record_decoder<G>::decode(const row* pointers,
         print<common_channel_texts, common_channel_message::no_pointer_entry>(this_thread());
         return decode_outcome::failed_hard;
     }
-    auto event_header = allocate_block<typename G::event_header>(sizeof(typename G::event_header));
+    const record_arena::mark begin = arena_.position();
+    const decode_outcome outcome = decode_located(record, out);
+    if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
+        arena_.rewind(begin);
+    }
+    return outcome;
+}
+
+template <class G> decode_outcome record_decoder<G>::decode_located(const stored& record, entry& out)
+{
+    auto* event_header = allocate<typename G::event_header>(sizeof(typename G::event_header));
     if (event_header == nullptr) {
         print<common_channel_texts, common_channel_message::no_event_header_memory>(this_thread());
         return decode_outcome::failed_hard;
     }
     channel_traits<G>::load(record.event_header, *event_header);
-    auto server_block = allocate_block<typename G::server_block_head>(sizeof(typename G::server_block_head));
+    auto* server_block = allocate<typename G::server_block_head>(sizeof(typename G::server_block_head));
     if (server_block == nullptr) {
         print<common_channel_texts, common_channel_message::no_server_block_memory>(this_thread());
         return decode_outcome::failed_hard;
     }
     channel_traits<G>::load(record.server_block, *server_block);
 
-    block result;
-    const decode_outcome outcome = decode_block(record, result);
+    const record_arena::mark before_block = arena_.position();
+    subhead* block = nullptr;
+    const decode_outcome outcome = decode_block(record, block);
     if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
         return outcome;
     }
-    if (result != nullptr) {
-        cut_to_subchannel(record.is_zipped(), result);
+    if (block != nullptr && !cut_to_subchannel(record.is_zipped(), before_block, block)) {
+        return decode_outcome::failed_hard;
     }
     out.event_id.event_number = event_header->event_number;
     out.event_id.time = event_header->event_time;
     auto& addresses = out.sbchdata[0];
-    addresses.evhd = address_of(event_header.release());
-    addresses.sbhd = address_of(server_block.release());
-    addresses.data = result == nullptr ? 0 : address_of(result.get()) + sizeof(subhead);
-    addresses.chhd = address_of(result.release());
+    addresses.evhd = address_of(event_header);
+    addresses.sbhd = address_of(server_block);
+    addresses.chhd = address_of(block);
+    addresses.data = block == nullptr ? 0 : address_of(block + 1);
     return outcome;
 }
 
-template <class G> decode_outcome record_decoder<G>::decode_block(const stored& record, block& result)
+template <class G> decode_outcome record_decoder<G>::decode_block(const stored& record, subhead*& result)
 {
     const int type = block_type(record.head.dtype);
     const bool stands_alone = channel_traits<G>::is_update_type(type) || type == TROX_ENV_BLOCK;
     // Records of slow channels may share a sub-head, whose length then speaks of another record.
     if (record.head.ldata < 0 || (!stands_alone && static_cast<std::uint64_t>(record.head.ldata) >
-                                                       source_.channel.rest(record.subhead_position))) {
+                                                       source_.channel->range().rest(record.subhead_position))) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
         return decode_outcome::failed_hard;
     }
@@ -141,10 +145,10 @@ template <class G> decode_outcome record_decoder<G>::decode_block(const stored& 
     return type == TROX_ENV_BLOCK ? convert_environment(record, result) : convert_plain(record, result);
 }
 
-template <class G> decode_outcome record_decoder<G>::unzip(const stored& record, block& result)
+template <class G> decode_outcome record_decoder<G>::unzip(const stored& record, subhead*& result)
 {
     const std::uint64_t head_position = record.subhead_position + sizeof(subhead);
-    const unsigned char* head_bytes = source_.channel.find(head_position, sizeof(trox_zip_header));
+    const unsigned char* head_bytes = source_.channel->fetch(head_position, sizeof(trox_zip_header));
     trox_zip_header head{};
     if (head_bytes != nullptr) {
         load_words(head_bytes, head);
@@ -158,7 +162,7 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
     }
     constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max() - sizeof(subhead);
     const unsigned char* zipped =
-        head_bytes == nullptr ? nullptr : source_.channel.find(head_position + sizeof head, head.zipp_length);
+        head_bytes == nullptr ? nullptr : source_.channel->fetch(head_position + sizeof head, head.zipp_length);
     if (zipped == nullptr || head.orig_length > longest || head.zipp_length > longest ||
         !can_expand_to(head.zipp_length, head.orig_length, lzo)) {
         print<common_channel_texts, common_channel_message::uncompress_failed>(this_thread());
@@ -167,19 +171,19 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
 
     const std::size_t size = sizeof(subhead) + head.orig_length;
     if (scratch_size_ < size) {
-        scratch_ = allocate_block<unsigned char>(size);
+        scratch_.reset(static_cast<unsigned char*>(os().malloc(size)));
         scratch_size_ = scratch_ == nullptr ? 0 : size;
         if (scratch_ == nullptr) {
             print<common_channel_texts, common_channel_message::no_additional_memory>(this_thread());
             return decode_outcome::failed_hard;
         }
     }
-    auto unzipped = allocate_block<subhead>(size);
+    auto* unzipped = allocate<subhead>(size);
     if (unzipped == nullptr) {
         print<common_channel_texts, common_channel_message::no_working_memory>(this_thread());
         return decode_outcome::failed_hard;
     }
-    auto* payload = reinterpret_cast<unsigned char*>(unzipped.get()) + sizeof(subhead);
+    auto* payload = reinterpret_cast<unsigned char*>(unzipped + 1);
     auto produced = static_cast<int>(head.orig_length);
     auto* in = const_cast<unsigned char*>(zipped); // only read
     const auto in_length = static_cast<int>(head.zipp_length);
@@ -199,14 +203,14 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
     if (trox_convert_data(payload, payload, record.head.dtype, expected) != 0) {
         return decode_outcome::record_without_block;
     }
-    result = std::move(unzipped);
+    result = unzipped;
     return decode_outcome::record;
 }
 
-template <class G> decode_outcome record_decoder<G>::convert_update(const stored& record, block& result) const
+template <class G> decode_outcome record_decoder<G>::convert_update(const stored& record, subhead*& result)
 {
     constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
-    result = allocate_block<subhead>(size);
+    result = allocate<subhead>(size);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
         return decode_outcome::failed_hard;
@@ -214,9 +218,9 @@ template <class G> decode_outcome record_decoder<G>::convert_update(const stored
     *result = record.head;
     result->ldata = size;
     result->dtype = channel_traits<G>::published_update_type;
-    const unsigned char* data = source_.channel.find(record.data_position, sizeof(typename G::update_block));
+    const unsigned char* data = source_.channel->fetch(record.data_position, sizeof(typename G::update_block));
     if (data == nullptr ||
-        trox_convert_data(data, result.get() + 1, record.head.dtype, sizeof(typename G::update_block)) != 0) {
+        trox_convert_data(data, result + 1, record.head.dtype, sizeof(typename G::update_block)) != 0) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
         return decode_outcome::failed_hard;
     }
@@ -224,16 +228,16 @@ template <class G> decode_outcome record_decoder<G>::convert_update(const stored
 }
 
 /// An environment value is published as an update of its channel.
-template <class G> decode_outcome record_decoder<G>::convert_environment(const stored& record, block& result) const
+template <class G> decode_outcome record_decoder<G>::convert_environment(const stored& record, subhead*& result)
 {
     trox_env_data_block value{};
-    const unsigned char* data = source_.channel.find(record.data_position, sizeof value);
+    const unsigned char* data = source_.channel->fetch(record.data_position, sizeof value);
     if (data == nullptr || trox_convert_data(data, &value, record.head.dtype, sizeof value) != 0) {
         print<common_channel_texts, common_channel_message::environment_conversion_failed>(this_thread());
         return decode_outcome::failed_hard;
     }
     constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
-    result = allocate_block<subhead>(size);
+    result = allocate<subhead>(size);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
         return decode_outcome::failed_hard;
@@ -246,48 +250,60 @@ template <class G> decode_outcome record_decoder<G>::convert_environment(const s
     update.upd_ch_status = value.env_ch_status;
     update.upd_ch_time = value.env_ch_time;
     update.upd_ch_data = value.env_ch_data;
-    std::memcpy(result.get() + 1, &update, sizeof update);
+    std::memcpy(result + 1, &update, sizeof update);
     return decode_outcome::record;
 }
 
-template <class G> decode_outcome record_decoder<G>::convert_plain(const stored& record, block& result) const
+template <class G> decode_outcome record_decoder<G>::convert_plain(const stored& record, subhead*& result)
 {
     const auto size = static_cast<std::size_t>(record.head.ldata);
     const std::size_t payload = size > sizeof(subhead) ? size - sizeof(subhead) : 0;
-    result = allocate_block<subhead>(sizeof(subhead) + payload);
+    result = allocate<subhead>(sizeof(subhead) + payload);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_plain_memory>(this_thread());
         return decode_outcome::failed_hard;
     }
     *result = record.head;
     const unsigned char* data = record.subhead_bytes + sizeof(subhead);
-    if (payload != 0 && trox_convert_data(data, result.get() + 1, record.head.dtype, static_cast<int>(payload)) != 0) {
+    if (payload != 0 && trox_convert_data(data, result + 1, record.head.dtype, static_cast<int>(payload)) != 0) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
         return decode_outcome::failed_hard;
     }
     return decode_outcome::record;
 }
 
-/// Replaces a block of several members by the requested one. A plain block of one member is not cut, a
-/// decompressed one is: programs know the two apart by it.
-template <class G> void record_decoder<G>::cut_to_subchannel(bool was_zipped, block& result) const
+/// Replaces a block of several members, which lies in the arena from `whole` on, by the requested one. A plain
+/// block of one member is not cut, a decompressed one is: programs know the two apart by it. False when there is
+/// no memory.
+template <class G>
+bool record_decoder<G>::cut_to_subchannel(bool was_zipped, record_arena::mark whole, subhead*& result)
 {
     const int type = block_type(result->dtype);
-    const int members = get_channel_number(result->dtype, result.get());
+    const int members = get_channel_number(result->dtype, result);
     const bool several = (type == TROX_BLOCK_GENERIC_SPECT || members > 1) && source_.subchan >= 0;
     if (!several && !(was_zipped && members == 1 && source_.subchan == 0)) {
-        return;
+        return true;
     }
-    subhead* cut = nullptr;
-    if (channel_traits<G>::cut_to_one_channel(result.get(), source_.subchan, nullptr, nullptr, &cut) != 0) {
+    subhead* made = nullptr;
+    int size = 0;
+    if (channel_traits<G>::cut_to_one_channel(result, source_.subchan, nullptr, &size, &made) != 0) {
         print<channel_texts<G>, channel_message::cut_failed>(source_.name, source_.subchan);
-        return;
+        return true;
     }
-    if (cut != nullptr) {
-        constexpr unsigned half = 16;
-        cut->dtype = static_cast<std::int32_t>(static_cast<unsigned>(cut->dtype) | static_cast<unsigned>(type) << half);
-        result.reset(cut);
+    if (made == nullptr) {
+        return true;
     }
+    const malloc_ptr<subhead> cut(made);
+    constexpr unsigned half = 16;
+    cut->dtype = static_cast<std::int32_t>(static_cast<unsigned>(cut->dtype) | static_cast<unsigned>(type) << half);
+    arena_.rewind(whole);
+    result = allocate<subhead>(static_cast<std::size_t>(size));
+    if (result == nullptr) {
+        print<common_channel_texts, common_channel_message::no_working_memory>(this_thread());
+        return false;
+    }
+    std::memcpy(static_cast<void*>(result), cut.get(), static_cast<std::size_t>(size));
+    return true;
 }
 
 } // namespace trox_detail

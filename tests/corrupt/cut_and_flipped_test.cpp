@@ -1,0 +1,104 @@
+// Damage: a small file cut at every byte, and with every byte flipped, is read to an end, and what the damage does
+// not touch is delivered unchanged.
+#include "small_run.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace corrupt
+{
+
+namespace
+{
+
+/// The whole file in slices, which run beside each other.
+class every_byte : public testing::TestWithParam<std::size_t>
+{
+public:
+    static constexpr std::size_t slices = 8;
+
+    static void SetUpTestSuite()
+    {
+        ::setenv("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    }
+
+protected:
+    /// Calls `look(byte)`, which answers what is wrong or nothing, for every byte of this slice; without what the
+    /// library prints.
+    template <class Look> void for_each_byte(Look look)
+    {
+        std::string wrong;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        for (std::size_t byte = GetParam(); byte < run_.bytes().size() && wrong.empty(); byte += slices) {
+            wrong = look(byte);
+            if (!wrong.empty()) {
+                wrong = "byte " + std::to_string(byte) + ": " + wrong;
+            }
+        }
+        testing::internal::GetCapturedStdout();
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ(wrong, "");
+    }
+
+    /// What of the records that a byte does not touch is missing or changed.
+    std::string check_untouched(const records& found, std::size_t byte) const
+    {
+        const std::set<record_id> touched = run_.touched(byte);
+        for (const auto& [id, payload] : run_.written()) {
+            const auto at = found.find(id);
+            if (touched.count(id) == 0 && (at == found.end() || at->second != payload)) {
+                return run_.channels()[static_cast<std::size_t>(id.first)] + " of event " + std::to_string(id.second) +
+                       (at == found.end() ? " is lost" : " is changed");
+            }
+        }
+        return {};
+    }
+
+    small_run run_;
+};
+
+TEST_P(every_byte, flipped_is_read_to_an_end_with_all_that_it_does_not_touch)
+{
+    for_each_byte([&](std::size_t byte) {
+        std::vector<unsigned char> damaged = run_.bytes();
+        damaged[byte] ^= 0xFFU;
+        const records found = run_.read(damaged);
+        return run_.is_vital(byte) ? std::string() : check_untouched(found, byte);
+    });
+}
+
+TEST_P(every_byte, with_its_lowest_bit_flipped_is_read_to_an_end)
+{
+    for_each_byte([&](std::size_t byte) {
+        std::vector<unsigned char> damaged = run_.bytes();
+        damaged[byte] ^= 1U;
+        run_.read(damaged);
+        return std::string();
+    });
+}
+
+TEST_P(every_byte, cut_off_behind_leaves_nothing_to_read_without_a_trailer)
+{
+    for_each_byte([&](std::size_t byte) {
+        const auto end = run_.bytes().begin() + static_cast<std::ptrdiff_t>(byte);
+        return run_.read({run_.bytes().begin(), end}).empty() ? std::string() : std::string("something was read");
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(slice, every_byte, testing::Range(std::size_t{0}, every_byte::slices));
+
+TEST(undamaged, delivers_what_was_written)
+{
+    ::setenv("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
+    const small_run run;
+    EXPECT_EQ(run.read(run.bytes()), run.written());
+}
+
+} // namespace
+
+} // namespace corrupt
