@@ -18,6 +18,15 @@ const block_head* block_of(const trox_channel_entry_long& record)
     return std::bit_cast<const block_head*>(record.sbchdata[0].chhd);
 }
 
+constexpr int no_record = -1;
+
+/// The event whose record of the channel belongs to `event`.
+int due_record(channel of, int event)
+{
+    const int latest = latest_record(of, event).value_or(no_record);
+    return is_slow(of) || latest == event ? latest : no_record;
+}
+
 bool is_same(const trox_time_id& id, channel of, int event)
 {
     const time_stamp time = record_time(of, event);
@@ -69,16 +78,14 @@ void checker::check(int event, const event_records& read)
 
 void checker::check_channel(channel of, int event, const event_records& read)
 {
-    const auto recorded = is_slow(of)             ? latest_record(of, event)
-                          : has_record(of, event) ? std::optional(event)
-                                                  : std::nullopt;
+    const int recorded = due_record(of, event);
     const auto* const record = read.records.at(index_of(of));
-    if (recorded.has_value() != (record != nullptr)) {
+    if ((recorded == no_record) != (record == nullptr)) {
         fail(text("event %u: %s is %s", event_number(event), facts(of).name,
-                  recorded ? "missing" : "there without having been written"));
-    } else if (recorded) {
-        check_record(of, *recorded, *record);
-        records_ += *recorded == event ? 1 : 0;
+                  record == nullptr ? "missing" : "there without having been written"));
+    } else if (record != nullptr) {
+        check_record(of, recorded, *record);
+        records_ += recorded == event ? 1 : 0;
     }
 }
 
