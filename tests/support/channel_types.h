@@ -3,6 +3,7 @@
 #ifndef TROX_TEST_CHANNEL_TYPES_H
 #define TROX_TEST_CHANNEL_TYPES_H
 
+#include "byte_builder.h"
 #include "sample_files.h"
 #include "trox_daq_read_chan_2010.h"
 #include "trox_writer.h"
@@ -43,6 +44,18 @@ struct channel_2010 {
     static constexpr std::int32_t four_member_type = TROX_BLOCK_4CHAN_2010;
     static constexpr std::int32_t update_type = TROX_UPD_BLOCK_2010;
     static constexpr std::size_t spectrum_head_size = 32;
+
+    /// An event header and a server block head as in the file, with these values and others of no meaning: event
+    /// length 1000, mask 0x55, status -2, 3 blocks; length 640, mask 10, status 11, 2 channels.
+    static void append_event_header(byte_builder& bytes, event_number number, time_stamp time)
+    {
+        bytes.word(event_header_pattern).word(1000).word(number).word(TROX_EV_NORMAL);
+        bytes.word(time.timeup).word(time.timelow).word(0x55).word(0xFFFFFFFE).word(3);
+    }
+    static void append_server_block(byte_builder& bytes, event_number number, time_stamp time, std::string_view server)
+    {
+        bytes.word(time.timeup).word(time.timelow).word(640).word(number).text(server, 256).word(10).word(11).word(2);
+    }
 
     static std::string reference_table_failed(int error)
     {
