@@ -13,10 +13,14 @@ std::atomic<long> allocations{0};
 } // namespace
 
 // Counts what the program allocates.
-void* operator new(std::size_t size)
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++allocations;
-    void* const block = std::malloc(size != 0 ? size : 1);
+    return std::malloc(size != 0 ? size : 1);
+}
+void* operator new(std::size_t size)
+{
+    void* const block = operator new(size, std::nothrow);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
