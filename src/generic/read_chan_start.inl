@@ -2,6 +2,7 @@
 #ifndef TROX_GENERIC_READ_CHAN_START_INL
 #define TROX_GENERIC_READ_CHAN_START_INL
 
+#include "generic/channel_extent.inl"
 #include "generic/clock.h"
 #include "generic/read_chan_setup.inl"
 #include "generic/record_decoder.inl"
@@ -167,59 +168,43 @@ template <class G> int basic_read_chan<G>::load_basket()
     return TROX_DAQ_READ_CHAN_OK;
 }
 
-/// True when all rows' sub-heads lie in the basket that its head announces.
+/// True when the basket that its head announces holds all records. Of the records' lengths only that of the last
+/// one counts, which alone can reach over the end when the others are whole.
 template <class G> bool basic_read_chan<G>::rows_lie_in_basket()
 {
     const byte_range basket = basket_->range();
+    const typename G::chan_ptr_entry* last = nullptr;
     for (int i = 0; i < out_allocated_; ++i) {
         const auto* row = get_data_table_pointer(i);
         if (row == nullptr ||
-            basket.find(static_cast<std::uint64_t>(row->chhd), sizeof(typename G::subhead)) == nullptr) {
+            basket.find(static_cast<std::uint64_t>(row->chhd), sizeof(typename G::subhead)) == nullptr ||
+            basket.find(static_cast<std::uint64_t>(row->data), 0) == nullptr) {
             return false;
         }
+        if (last == nullptr || std::max(row->chhd, row->data) > std::max(last->chhd, last->data)) {
+            last = row;
+        }
     }
-    return true;
+    channel_extent<G> extent(*file_, chan_);
+    extent.add(*last);
+    return extent.reaches() <= basket.position + basket.length;
 }
 
-/// Finds the bytes of a basket whose head (or whose first row) is damaged: from the lowest to the highest byte
-/// of the records whose sub-heads carry the channel's name. Keeps the basket as it is when there is none.
+/// Finds the bytes of a basket whose head (or whose first row) is damaged from the records themselves. Keeps the
+/// basket as it is when there is none.
 template <class G> bool basic_read_chan<G>::load_basket_from_rows()
 {
-    std::uint64_t begin = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t end = 0;
-    const auto widen = [&](std::uint64_t position, std::uint64_t size) {
-        const auto length = static_cast<std::uint64_t>(file_->length);
-        if (position < length) {
-            begin = std::min(begin, position);
-            end = std::max(end, position + std::min(size, length - position));
-        }
-    };
-    constexpr std::size_t name_size = sizeof(std::declval<typename G::subhead>().chname);
-    const std::string stored_name = chan_.substr(0, name_size - 1);
+    channel_extent<G> extent(*file_, chan_);
     for (int i = 0; i < out_allocated_; ++i) {
-        const auto* row = get_data_table_pointer(i);
-        unsigned char bytes[sizeof(typename G::subhead)];
-        if (row == nullptr || row->chhd == 0 ||
-            ::pread(fd_, bytes, sizeof bytes, static_cast<off_t>(row->chhd)) != static_cast<ssize_t>(sizeof bytes)) {
-            continue;
-        }
-        typename G::subhead head;
-        channel_traits<G>::load(bytes, head);
-        if (std::string_view(head.chname, text_length(head.chname)) != stored_name) {
-            continue;
-        }
-        widen(static_cast<std::uint64_t>(row->chhd),
-              static_cast<std::uint64_t>(std::max<std::int64_t>(head.ldata, sizeof bytes)));
-        const int type = block_type(head.dtype);
-        if (channel_traits<G>::is_update_type(type) || type == TROX_ENV_BLOCK) {
-            widen(static_cast<std::uint64_t>(row->data), sizeof(typename G::update_block));
+        if (const auto* row = get_data_table_pointer(i); row != nullptr) {
+            extent.add(*row);
         }
     }
-    if (basket_->data() != nullptr) {
-        widen(basket_->range().position, basket_->length());
-    }
+    const byte_range announced = basket_->data() != nullptr ? basket_->range() : byte_range{};
+    const file_span span = extent.enclosing({announced.position, announced.position + announced.length});
     auto wider = std::make_unique<basket_copy>();
-    if (end <= begin || !wider->open_range(fd_, static_cast<std::uint64_t>(file_->length), begin, end - begin)) {
+    if (span.end <= span.begin ||
+        !wider->open_range(fd_, static_cast<std::uint64_t>(file_->length), span.begin, span.end - span.begin)) {
         return false;
     }
     basket_ = std::move(wider);

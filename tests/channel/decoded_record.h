@@ -6,8 +6,11 @@
 #include "captured_output.h"
 #include "channel_types.h"
 #include "generation/traits_channel_2010.h"
+#include "generic/basket_copy.h"
 #include "generic/record_decoder.inl"
+#include "memory_file.h"
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 namespace trox_test
@@ -36,10 +39,6 @@ protected:
         empty_channel();
         row_ = {headers_at + basket_head, blocks_at + basket_head, channel_at + basket_head,
                 channel_at + basket_head + head_size};
-    }
-    ~decoded_record() override
-    {
-        trox_detail::release_record(record_);
     }
 
     /// A sub-head; its payload is to follow.
@@ -79,14 +78,18 @@ protected:
 
     decode_outcome decode(int subchan = -1)
     {
+        const memory_file file(file_bytes());
+        trox_detail::basket_copy basket;
+        if (!basket.open_range(file.descriptor(), channel_at + channel_.size(), channel_at, channel_.size())) {
+            throw std::runtime_error("the typed basket cannot be read");
+        }
         const auto range = [](const byte_builder& bytes, std::uint64_t position) {
             return trox_detail::byte_range{bytes.bytes().data(), position, bytes.size()};
         };
         const trox_detail::record_source<typename T::generation> source{
-            range(headers_, headers_at), range(blocks_, blocks_at), range(channel_, channel_at), "TEST/CHANNEL",
-            subchan};
-        trox_detail::record_decoder<typename T::generation> decoder(source);
-        trox_detail::release_record(record_);
+            range(headers_, headers_at), range(blocks_, blocks_at), &basket, name_.c_str(), subchan};
+        trox_detail::record_decoder<typename T::generation> decoder(source, arena_);
+        record_ = {};
         decode_outcome outcome{};
         printed_ = capture([&] { outcome = decoder.decode(has_row_ ? &row_ : nullptr, record_); }).out;
         return outcome;
@@ -98,6 +101,14 @@ protected:
         EXPECT_THAT(printed_, ::testing::MatchesRegex(text));
         EXPECT_EQ(record_.sbchdata[0].evhd, 0U);
         EXPECT_EQ(record_.sbchdata[0].chhd, 0U);
+    }
+
+    /// The channel's basket at its position, zeros before it.
+    std::vector<std::uint8_t> file_bytes() const
+    {
+        std::vector<std::uint8_t> bytes(channel_at);
+        bytes.insert(bytes.end(), channel_.bytes().begin(), channel_.bytes().end());
+        return bytes;
     }
 
     const typename T::subhead* block() const
@@ -116,6 +127,8 @@ protected:
     byte_builder channel_;
     typename T::pointers_entry row_{};
     bool has_row_ = true;
+    std::string name_ = "TEST/CHANNEL";
+    trox_detail::record_arena arena_; // of all records of a test
     typename T::entry record_{};
     std::string printed_;
 };

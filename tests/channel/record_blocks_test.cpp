@@ -154,15 +154,8 @@ TYPED_TEST(decoded_block, of_an_environment_value_cuts_a_name_that_is_too_long)
 {
     this->add_subhead(TROX_ENV_BLOCK, 0, this->head_size + 20);
     this->add_environment_data(3, 23.5F);
-    const std::string name(400, 'N');
-    const trox_detail::record_source<typename TypeParam::generation> source{
-        {this->headers_.bytes().data(), headers_at, this->headers_.size()},
-        {this->blocks_.bytes().data(), blocks_at, this->blocks_.size()},
-        {this->channel_.bytes().data(), channel_at, this->channel_.size()},
-        name.c_str(),
-        -1};
-    ASSERT_EQ(trox_detail::record_decoder<typename TypeParam::generation>(source).decode(&this->row_, this->record_),
-              decode_outcome::record);
+    this->name_ = std::string(400, 'N');
+    ASSERT_EQ(this->decode(), decode_outcome::record);
     EXPECT_EQ(this->template payload_at<typename TypeParam::update_block>(0).upd_prop,
               std::string(this->name_size - 1, 'N'));
 }

@@ -122,6 +122,11 @@ public:
         : path_(directory_.file("scenario.raw")), file_(path_, write_scenario<T>(path_, options))
     {
     }
+    /// Writes the file anew.
+    void renew(const scenario_options<T>& options)
+    {
+        file_ = data_file<T>(path_, write_scenario<T>(path_, options));
+    }
     const std::string& path() const
     {
         return path_;
