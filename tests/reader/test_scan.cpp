@@ -1,0 +1,229 @@
+// The data files of a request that the catalogue does not know: directory scan, neighbours, times.
+#include "discovery_fixture.h"
+
+namespace
+{
+
+using trox_test::printed_by;
+using trox_test::reader_discovery;
+using trox_test::run_file_name;
+using trox_test::run_second;
+
+// --- directory scan -----------------------------------------------------------------------------------
+
+TEST_F(reader_discovery, unreadable_directory_ends_the_scan)
+{
+    request.ddir = "/no/such/directory";
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+    set_runs(7, 0);
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+    EXPECT_STREQ(reader.get_last_error(), "Files not found");
+    request.ddir = "";
+    EXPECT_EQ(reader.init(&request, nullptr), -10) << "a path list cannot be scanned";
+}
+
+TEST_F(reader_discovery, scan_for_runs_tells_what_it_does)
+{
+    trox_test::write_run(dir);
+    trox_test::write_file(dir / run_file_name(8, 1), 1000, 1009);
+    dir.touch("linac_main_run7_file9_notime.raw");
+    set_runs(7, 0);
+    set_times(run_second, run_second + 1);
+    reader.set_debug(-1);
+    const std::string s = std::to_string(run_second);
+    const std::string t = std::to_string(run_second + 1);
+    const std::string u = std::to_string(run_second + 2);
+    const std::string span = "  (star:" + s + "  stop:" + t + "\n";
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); }),
+              "trox_daq_reader_2010::init() Failed to get list of files for runs .. trying local directory scan\n"
+              "Found file " +
+                  run_file_name(7, 1) + " time_stamp: " + s + span + "------>Found file " + run_file_name(7, 1) +
+                  " time_stamp: " + s + span + "Found file " + run_file_name(7, 2) + " time_stamp: " + t + span +
+                  "------>Found file " + run_file_name(7, 2) + " time_stamp: " + t + span + "Found file " +
+                  run_file_name(7, 3) + " time_stamp: " + u + span + "The very first file: " + run_file_name(7, 1) +
+                  "\n"
+                  "LAST FILE NUMBER: 'file1'\n"
+                  "trox_daq_reader_2010(): unable to get the name of the very first file\n"
+                  "The very last file: " +
+                  run_file_name(7, 2) +
+                  "\n"
+                  "LAST FILE NUMBER: 'file2'\n"
+                  "PARTIAL FILE NAME: 'linac_main_run7_file3_'\n"
+                  "FOUND the very last file: '" +
+                  run_file_name(7, 3) +
+                  "'\n"
+                  "----->trox_daq_reader_2010::init() failed to extract time for run: 7 trying locally\n");
+}
+
+TEST_F(reader_discovery, scan_for_runs_without_times_takes_all_files_of_the_runs)
+{
+    trox_test::write_run(dir);
+    trox_test::write_file(dir / run_file_name(8, 1), 1000, 1009);
+    trox_test::write_file(dir / run_file_name(70, 1), 1000, 1009);
+    set_runs(7, 0);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    EXPECT_EQ(names(), run_names(7, 1, 3));
+    // From the names: the last file lasts as long as the others.
+    expect_times(run_second, run_second + 3);
+}
+
+TEST_F(reader_discovery, scan_takes_the_experiment_only)
+{
+    trox_test::write_run(dir);
+    trox_test::write_file(dir / "other_main_run7_file1_20120614T093000.raw", 1000, 1009);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    EXPECT_EQ(names(), run_names(7, 1, 3));
+}
+
+TEST_F(reader_discovery, scan_for_a_period_takes_both_ends)
+{
+    for (int n = 1; n <= 5; ++n) {
+        dir.touch(run_file_name(7, n));
+    }
+    trox_test::write_file(dir / run_file_name(6, 2), 1010, 1019);
+    set_times(run_second + 1, run_second + 3);
+    // Files 2 to 4, file 2 of run 6, and the neighbours by number: file 1 of run 6 is not there, file 5 is.
+    EXPECT_EQ(reader.init(&request, nullptr), 0);
+    std::vector<std::string> expected{run_file_name(6, 2)};
+    for (const std::string& name : run_names(7, 2, 5)) {
+        expected.push_back(name);
+    }
+    EXPECT_EQ(names(), expected);
+    EXPECT_EQ(reader.check_request(), 0);
+    expected.pop_back();
+    EXPECT_EQ(names(), expected) << "what lies behind the range is dropped before the start";
+}
+
+TEST_F(reader_discovery, scan_for_a_period_tells_what_it_takes)
+{
+    trox_test::write_run(dir);
+    set_times(run_second + 2, run_second + 9);
+    reader.set_debug(-1);
+    const std::string name = run_file_name(7, 3);
+    const std::string second = std::to_string(run_second + 2);
+    const std::string span = "  (star:" + second + "  stop:" + std::to_string(run_second + 9) + "\n";
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_EQ(text.rfind("trox_daq_reader_2010::init() Failed to get list of files for period ... trying local scan\n"
+                         "Found file ",
+                         0),
+              0U)
+        << text;
+    EXPECT_NE(text.find("Found file " + name + " time_stamp: " + second + span + "-**--->Found file " + name +
+                        " time_stamp: " + second + span + "Pushing file " + name + " (time_stamp: " + second +
+                        "  star:" + second + "  stop:" + std::to_string(run_second + 9) + ") \n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(reader_discovery, file_before_a_scanned_period_is_found_by_its_number)
+{
+    trox_test::write_run(dir);
+    set_times(run_second + 1, run_second + 9);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_EQ(names(), run_names(7, 1, 3));
+    EXPECT_NE(text.find("The very first file: " + run_file_name(7, 2) +
+                        "\nLAST FILE NUMBER: 'file2'\nPARTIAL FILE NAME: 'linac_main_run7_file1_'\n"
+                        "FOUND the very first file: '" +
+                        run_file_name(7, 1) + "'\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("The very last file: " + run_file_name(7, 3) +
+                        "\nLAST FILE NUMBER: 'file3'\nPARTIAL FILE NAME: 'linac_main_run7_file4_'\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(reader_discovery, nearest_file_before_a_scanned_period_is_taken_when_its_events_reach_it)
+{
+    // Before file 3 of run 7 there is no file 2, but a file of another run.
+    trox_test::write_file(dir / run_file_name(7, 3), 1020, 1029);
+    trox_test::write_file(dir / run_file_name(5, 1), 1000, 1009);
+    set_times(run_second + 2, run_second + 9);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    EXPECT_EQ(names(), run_names(7, 3, 3)) << "it ends before second 2";
+
+    trox_test::write_file(dir / run_file_name(6, 2), 1000, 1029);
+    trox_daq_reader_2010 other;
+    ASSERT_EQ(other.init(&request, nullptr), 0);
+    ASSERT_EQ(other.get_number_of_files(), 2);
+    EXPECT_EQ(other.get_file_name(0), dir / run_file_name(6, 2));
+}
+
+TEST_F(reader_discovery, period_within_one_file_takes_that_file)
+{
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1049);
+    set_times(run_second + 2, run_second + 3);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_EQ(names(), run_names(7, 1, 1));
+    EXPECT_NE(text.find(".Pushing  file " + run_file_name(7, 1) + " \n"), std::string::npos) << text;
+    set_runs(7, 0);
+    trox_daq_reader_2010 of_runs;
+    EXPECT_EQ(of_runs.init(&request, nullptr), 0);
+    EXPECT_EQ(of_runs.get_number_of_files(), 1);
+}
+
+TEST_F(reader_discovery, period_behind_all_files_finds_none)
+{
+    trox_test::write_run(dir);
+    set_times(run_second + 100, run_second + 200);
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+    EXPECT_STREQ(reader.get_last_error(), "Files not found");
+}
+
+TEST_F(reader_discovery, name_without_file_number_has_no_neighbours)
+{
+    trox_test::write_file(dir / "linac_main_run7_20120614T093000.raw", 1000, 1009);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_NE(text.find("LAST FILE NUMBER: 'run7'\n"
+                        "trox_daq_reader_2010(): unable to get the name of the very first file\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("trox_daq_reader_2010(): unable to get the name if the very first file\n"), std::string::npos)
+        << text;
+}
+
+TEST_F(reader_discovery, scanned_files_without_times_are_not_taken)
+{
+    trox_test::write_file(dir / "linac_plain.raw", 1000, 1009);
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+}
+
+TEST_F(reader_discovery, run_without_catalogue_keeps_a_range_that_overlaps_its_names)
+{
+    trox_test::write_run(dir);
+    set_runs(7, 7);
+    set_times(run_second + 1, run_second + 50);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    expect_times(run_second + 1, run_second + 50);
+    EXPECT_NE(text.find("----->trox_daq_reader_2010::init() failed to extract time for run: 7 trying locally\n"
+                        "trox_daq_reader_2010::init() failed to extract time for run: 7\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(reader_discovery, run_of_a_single_file_without_catalogue_leaves_the_times)
+{
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1009);
+    set_runs(7, 0);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    expect_times(0, 0);
+}
+
+TEST_F(reader_discovery, earlier_files_without_times_make_the_run_times_unknown)
+{
+    // A scan takes only names with a time; a file that was there before need not have one.
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1009);
+    const std::string plain = trox_test::write_file(dir / "plain.raw", 1000, 1009);
+    ASSERT_EQ(reader.add_file(plain.c_str(), true), 0);
+    set_runs(7, 0);
+    set_times(run_second, run_second + 5);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); }),
+              "trox_daq_reader_2010::init() failed to extract stop time locally\n");
+    expect_times(0, 0);
+}
+
+} // namespace

@@ -1,0 +1,154 @@
+// Start, traces and clean-up.
+#include "events_fixture.h"
+
+namespace
+{
+
+using trox_test::channel_list;
+using trox_test::head_of;
+using trox_test::next;
+using trox_test::printed_by;
+using trox_test::reader_events;
+
+// --- start --------------------------------------------------------------------------------------------
+
+TEST_F(reader_events, second_start_is_not_allowed)
+{
+    start({trox_test::trace_name});
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -8); }), "");
+    EXPECT_STREQ(reader.get_last_error(), "Not allowed");
+    reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -8); }), "We have already slicer\n");
+    reader.set_debug(0);
+    EXPECT_EQ(numbers_until(-3).size(), 30U) << "the first start goes on";
+}
+
+TEST_F(reader_events, start_refuses_a_bad_request_and_stays_configured)
+{
+    init({trox_test::trace_name});
+    trox_time_id point{200, {0, 0}};
+    reader.set_start_point(&point);
+    point.event_number = 100;
+    reader.set_stop_point(&point);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -7); }), "");
+    reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.start(), -7); }),
+              "Wrong Event IDs start:200 > stop:100\nRequest is not OK ret:-7\n");
+    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
+    event records;
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4);
+    EXPECT_EQ(reader.set_synch_mode(0), 0) << "there is no slicer";
+}
+
+TEST_F(reader_events, start_without_files_and_channels_keeps_the_slicer)
+{
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.start(), -1); });
+    EXPECT_EQ(text, "SLICER:  no files found\nSLICER:  no channels in request, Pleas, add some\n"
+                    "Failed to init slicer error:-1\n");
+    EXPECT_STREQ(reader.get_last_error(), "No required data");
+    EXPECT_EQ(reader.start(), -8);
+    reader.clean_up();
+    reader.set_debug(0);
+    printed_by([&] { EXPECT_EQ(reader.start(), -1); });
+}
+
+TEST_F(reader_events, failed_slicer_start_names_the_channels_not_found)
+{
+    ASSERT_EQ(reader.add_file(dir.touch("empty.raw").c_str(), true), 0);
+    daq_channel_entry channel{"CH", {}};
+    ASSERT_EQ(reader.add_channel(&channel), 0);
+    // A name without a time would be dropped.
+    reader.remove_file(dir / "empty.raw");
+    ASSERT_EQ(reader.add_file(dir.touch("linac_main_run7_file1_20120614T093000.raw").c_str(), true), 0);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.start(), -6); });
+    EXPECT_NE(text.find("Failed to start slicer error:-6\n"), std::string::npos) << text;
+    EXPECT_STREQ(reader.get_last_error(), "Intern error:");
+}
+
+TEST_F(reader_events, channels_that_no_file_has_are_passed_over)
+{
+    start({trox_test::trace_name, "NO/SUCH/CHANNEL"});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records.size(), 1U);
+}
+
+// --- traces -------------------------------------------------------------------------------------------
+
+TEST_F(reader_events, traces_tell_answer_range_search_and_update)
+{
+    start({trox_test::sparse_name, trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    reader.set_debug(2);
+    const std::string text = printed_by([&] { ASSERT_EQ(reader.get_data(nullptr, &records, next), 0); });
+    const std::string own = text.substr(text.find("reader.get_data() CUR_RES"));
+    EXPECT_EQ(own, std::string("reader.get_data() CUR_RES.SIZE(): 1  STATUS: 0\n"
+                               "reader.get_data() BELONG: 1\n"
+                               "reader.get_data() FOUND: 0\n"
+                               "reader.get_data() FOUND: 1\n"
+                               "UPDATED ") +
+                       trox_test::trace_name + "\n");
+}
+
+TEST_F(reader_events, traces_tell_events_outside_the_range_and_empty_ones)
+{
+    init({trox_test::trace_name});
+    trox_time_id first{1001, {0, 0}};
+    reader.set_start_point(&first);
+    ASSERT_EQ(reader.start(), 0);
+    reader.set_debug(2);
+    event records;
+    const std::string text = printed_by([&] { ASSERT_EQ(reader.get_data(nullptr, &records, next), 0); });
+    const std::size_t outside = text.find("reader.get_data() BELONG: 0\n");
+    ASSERT_NE(outside, std::string::npos);
+    EXPECT_NE(text.find("reader.get_data() BELONG: 1\n", outside), std::string::npos);
+    reader.clean_up();
+
+    reader.set_debug(0);
+    start({trox_test::sparse_name});
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    trox_time_id missing{1003, {0, 0}};
+    reader.set_debug(1);
+    EXPECT_NE(printed_by([&] {
+                  reader.get_data(&missing, &records, TROX_DAQ_READ_CHAN_EVENT_CUR);
+              }).find("BREAKING HERE 1 mode: 0 \n"),
+              std::string::npos);
+}
+
+// --- clean_up -----------------------------------------------------------------------------------------
+
+TEST_F(reader_events, clean_up_empties_the_reader_and_lets_it_begin_anew)
+{
+    start({trox_test::trace_name, trox_test::slow_name});
+    event records;
+    for (int i = 0; i < 9; ++i) {
+        ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    }
+    reader.clean_up();
+    EXPECT_EQ(reader.get_number_of_files(), 0);
+    EXPECT_EQ(reader.get_number_of_channels(), 0);
+    EXPECT_EQ(reader.get_number_of_events(), 0);
+    EXPECT_EQ(reader.get_number_of_empty_events(), 0);
+    EXPECT_EQ(reader.get_channel_name(0, nullptr), nullptr);
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4);
+    reader.clean_up();
+    start({trox_test::slow_name, trox_test::sparse_name});
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    ASSERT_EQ(records.size(), 1U) << "no slow value is left of the first reading";
+    EXPECT_STREQ(head_of(records[0]).chname, trox_test::sparse_name);
+}
+
+TEST_F(reader_events, reader_may_be_destroyed_while_it_runs)
+{
+    run = trox_test::write_run(dir);
+    auto short_lived = std::make_unique<trox_daq_reader_2010>();
+    channel_list list{trox_test::trace_name};
+    ASSERT_EQ(short_lived->init(run, list.list()), 0);
+    ASSERT_EQ(short_lived->start(), 0);
+    short_lived.reset();
+}
+
+} // namespace
