@@ -205,6 +205,7 @@ private:
     // events
     int ask_channels(search& state);
     int ask_channel(int i, search& state);
+    void fetch_ahead(int i) const;
     bool is_in_range(int i, const search& state) const;
     bool move_channel(int i, const search& state, std::size_t& moves_left);
     void consider(const entry& record, search& state) const;

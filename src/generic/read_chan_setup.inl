@@ -151,6 +151,7 @@ template <class G> void basic_read_chan<G>::clean()
     out_total_ = 0;
     out_allocated_ = 0;
     index_.reset();
+    near_numbers_ = nullptr;
     arenas_.clear();
     basket_.reset();
     chnb_ = nullptr;

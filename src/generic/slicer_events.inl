@@ -71,11 +71,32 @@ template <class G> int basic_slicer<G>::ask_channels(search& state)
 {
     const int count = static_cast<int>(read_chans_.size());
     for (int i = 0; i < count; ++i) {
+        fetch_ahead(i);
         if (const int status = ask_channel(i, state); status != TROX_DAQ_SLICER_OK) {
             return status;
         }
     }
     return TROX_DAQ_SLICER_OK;
+}
+
+/// Fetches what asking the channels behind `i` will look at: with hundreds of channels a reader is out of the cache
+/// when its turn comes, and then what it points at is as well.
+template <class G> void basic_slicer<G>::fetch_ahead(int i) const
+{
+    constexpr int far = 8;
+    constexpr int near = 4;
+    constexpr std::size_t cache_line = 64;
+    constexpr std::size_t lines_used = 3;
+    const int count = static_cast<int>(read_chans_.size());
+    if (i + far < count) {
+        const auto* reader = reinterpret_cast<const char*>(read_chans_[i + far].get());
+        for (std::size_t line = 0; line < lines_used; ++line) {
+            __builtin_prefetch(reader + line * cache_line);
+        }
+    }
+    if (i + near < count && read_chans_[i + near] != nullptr) {
+        read_chans_[i + near]->fetch_ahead();
+    }
 }
 
 template <class G> int basic_slicer<G>::ask_channel(int i, search& state)

@@ -133,6 +133,7 @@ public:
     {
         return channel_->bad_records;
     }
+    void fetch_ahead() const noexcept {}
     int get_chan_data(trox_time_id* id, trox_channel_entry_long** out, int type)
     {
         const bool asks_for_event = id != nullptr;
