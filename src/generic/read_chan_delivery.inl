@@ -19,6 +19,10 @@ template <class G> struct basic_read_chan<G>::reference_event {
 
 template <class G> void basic_read_chan<G>::get_time_limits(time_id* first, time_id* last)
 {
+    std::optional<mutex_holder> lock;
+    if (all_done_.load(std::memory_order_acquire) == 0) {
+        lock.emplace(mx_); // the last worker may determine them anew
+    }
     if (first != nullptr) {
         *first = event_first_;
     }
@@ -36,21 +40,18 @@ template <class G> int basic_read_chan<G>::get_chan_data(time_id* id, entry** ou
     if (out == nullptr || type < TROX_DAQ_READ_CHAN_EVENT_FIRST || type > TROX_DAQ_READ_CHAN_EVENT_LAST) {
         return TROX_DAQ_READ_CHAN_INV_PARAM;
     }
+    std::optional<mutex_holder> lock;
+    if (all_done_.load(std::memory_order_acquire) == 0) {
+        lock.emplace(mx_); // workers may publish, and take bad records out; nobody does any more when all is done
+    }
     reference_event reference;
     if (!choose_reference(id, type, reference)) {
         return TROX_DAQ_READ_CHAN_INV_PARAM;
     }
     int status = TROX_DAQ_READ_CHAN_OK;
-    entry* record = nullptr;
-    {
-        std::optional<mutex_holder> lock;
-        if (all_done_.load(std::memory_order_acquire) == 0) {
-            lock.emplace(mx_); // workers may publish; nobody does any more when all is done
-        }
-        const bool relative = type == TROX_DAQ_READ_CHAN_EVENT_PREV || type == TROX_DAQ_READ_CHAN_EVENT_NEXT;
-        record = reference.number != 0 && (reference.given || !relative) ? find_by_number(reference, type, status)
-                                                                         : find_by_time(reference, type, status);
-    }
+    const bool relative = type == TROX_DAQ_READ_CHAN_EVENT_PREV || type == TROX_DAQ_READ_CHAN_EVENT_NEXT;
+    entry* record = reference.number != 0 && (reference.given || !relative) ? find_by_number(reference, type, status)
+                                                                            : find_by_time(reference, type, status);
     if (record != nullptr) {
         __builtin_prefetch(record + 1); // most callers go on to the next event, and ask other channels before
         event_cur_ = record->event_id;
