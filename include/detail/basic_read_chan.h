@@ -30,8 +30,8 @@ enum class decode_outcome;
 /// beside that thread.
 ///
 /// Life cycle: constructed -> `start` -> wait for the signal -> `get_chan_data` ... -> `clean_descr`, `clean`. A
-/// reader constructed on an unusable loader has null basket pointers or descriptor -1, and `start` answers
-/// NOT_INIT.
+/// reader constructed on an unusable loader has null basket pointers (`start` answers NOT_INIT) or descriptor -1
+/// (`start` answers NOT_FOUND).
 ///
 ///     trox_daq_read_chan_2010 reader(&tables, "LINAC.RF/ADC/TRACE", -1, nullptr);
 ///     pthread_mutex_t* mutex; pthread_cond_t* cond; int* flag;
@@ -88,7 +88,7 @@ public:
     /// Raises the flag and wakes the caller of `start`.
     void signal_master();
     /// What each worker does: decodes records until none is left, the reader is stopped, or (unless bad records are
-    /// skipped) a record fails hard.
+    /// skipped) a record fails hard. Any thread may help; `clean` waits for it.
     void decode_records();
     /// True when all records are decoded.
     bool is_done();
@@ -98,7 +98,7 @@ public:
     int get_number_of_bad_records() const;
     /// Number of records in the array.
     int get_number_of_records() const;
-    /// Stops the workers and waits for them, then releases the records and the basket.
+    /// Stops the workers and waits for them, then releases the records and the basket. Not beside `get_chan_data`.
     void clean();
     /// Releases the bit and dimension descriptions.
     void clean_descr();
@@ -108,7 +108,10 @@ public:
     /// The record of an event. `id` null: the first, last or current record, or the one before or after the
     /// current. With `id`: the record of that event, or of the nearest one at least a step before (PREV) or
     /// behind (NEXT) it. By event number when `id` has one, else by time within the tolerance. `type` is a
-    /// trox_daq_read_chan_request_type. Answers a trox_daq_read_chan_data_status.
+    /// trox_daq_read_chan_request_type. Answers a trox_daq_read_chan_data_status. Without a current record NEXT steps
+    /// from the first event and PREV from the last. A neighbour found by time may come with OUT_OF_WINDOW, and a failed
+    /// search by number hands out the record of zeros with NO_DATA. While bad records are skipped, records handed
+    /// out before the signal do not outlive it.
     int get_chan_data(time_id* id, entry** out, int type);
     /// Finds by number; `type` PREV or NEXT also takes the nearest record below or above. Status through
     /// `status` (may be null). When nothing is found the result is not null but the position before the first
@@ -167,6 +170,9 @@ private:
     struct reference_event;
 
     void copy_description(const chan_descr_2010& descr);
+    void copy_bits(const std::vector<bit_descr*>& bits, std::size_t count);
+    void copy_dims(const std::vector<dim_descr*>& dims, std::size_t count);
+    bool has_description() const;
     int debug() const;
     // start
     int start_checked();
@@ -181,13 +187,16 @@ private:
     int start_workers();
     // workers
     static void* run_worker(void* reader);
+    void work();
     bool take_record(int& index);
     bool settle(decode_outcome outcome, const entry& record, int index);
     bool settle_or_skip(decode_outcome outcome, const entry& record, int index);
     void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
-    void widen_limits_to_all_records();
+    void make_index();
+    bool records_ascend() const;
+    void disown_records_with_damaged_headers();
     // look-up and delivery
     bool is_indexed() const;
     bool scan_by_event_id(event_number id, int type, int& found);
@@ -235,7 +244,7 @@ private:
     unsigned long sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
     std::unique_ptr<basket_copy> basket_; // this channel's basket, a heap copy
-    unsigned char* chn_base_ = nullptr;   // where the basket was mapped; not mapped any more
+    unsigned char* chn_base_ = nullptr;   // start of that copy
     std::uint64_t chn_base_size_ = 0;
     std::uint64_t chn_offset_ = 0;
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
@@ -258,6 +267,7 @@ private:
     std::atomic<bool> stop_{false};
     std::atomic<int> workers_{0}; // alive; a worker lowers it as its last access to the reader
     bool skip_bad_records_;
+    bool skipping_ = false; // since `start`
     std::atomic<int> bad_records_{0};
     chan_descr_2010 descr_;
 };

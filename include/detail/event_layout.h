@@ -430,7 +430,7 @@ static_assert(offsetof(trox_daq_request, ddir) == 128);
 static_assert(offsetof(trox_daq_request, time_diff) == 160);
 static_assert(offsetof(trox_daq_request, period) == 168);
 static_assert(offsetof(trox_daq_request, synch_mode) == 180);
-static_assert(sizeof(trox_daq_request_2024) == 208 && alignof(trox_daq_request_2024) == 8);
+static_assert(sizeof(trox_daq_request_2024) == 200 && alignof(trox_daq_request_2024) == 8);
 static_assert(offsetof(trox_daq_request_2024, start_time) == 0);
 static_assert(offsetof(trox_daq_request_2024, stop_time) == 16);
 static_assert(offsetof(trox_daq_request_2024, run_first) == 32);

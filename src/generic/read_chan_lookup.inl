@@ -71,7 +71,7 @@ template <class G> bool basic_read_chan<G>::scan_by_event_id(event_number id, in
     while (low <= high) {
         const int middle = low + (high - low) / 2;
         const event_number number = out_[middle].event_id.event_number;
-        if (number == id) {
+        if (number == id && id != channel_traits<G>::undecoded) {
             found = middle;
             return true;
         }

@@ -36,12 +36,6 @@ public:
         collect_times(records, static_cast<std::size_t>(total));
     }
 
-    /// True when numbers and times ascend strictly.
-    bool ascends() const noexcept
-    {
-        return !numbers_.empty() && !times_.empty();
-    }
-
     /// True when `find_number` answers like the scans for this number: ascending numbers, and no difference
     /// that a signed comparison would take for negative.
     bool knows_number(event_number id) const noexcept
