@@ -16,7 +16,8 @@ int objects_left = -1;
 
 } // namespace
 
-void* operator new(std::size_t size)
+// Not inlined: GCC would take the pair of malloc and delete for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     if (objects_left == 0) {
         throw std::bad_alloc();
@@ -28,12 +29,12 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* object) noexcept
+[[gnu::noinline]] void operator delete(void* object) noexcept
 {
     std::free(object);
 }
 
-void operator delete(void* object, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* object, std::size_t) noexcept
 {
     std::free(object);
 }
