@@ -40,6 +40,11 @@ template <class G> int basic_slicer<G>::get_data(const time_id* target, std::vec
     if (state.by_time) {
         current_event_id_.event_number = 0;
     }
+    try {
+        result->reserve(read_chans_.size()); // before anything changes, so that the call may be repeated
+    } catch (const std::bad_alloc&) {
+        return TROX_DAQ_SLICER_INTERN_ERROR;
+    }
     // The first call delivers the event that `start` chose.
     state.request = first_event_ != 0 ? static_cast<int>(TROX_DAQ_READ_CHAN_EVENT_CUR) : request;
     result->clear();
@@ -202,14 +207,12 @@ template <class G> bool basic_slicer<G>::move_channel(int i, const search& state
             print<common_slicer_texts, common_slicer_message::loop_trace>(static_cast<int>(moves_left));
         }
         if (const int moved = change_config(i, state.request, 1); moved != TROX_DAQ_SLICER_OK) {
+            // Callers know the text; change_config never answers so today.
             if (slicer_traits<G>::moves_again && moved == TROX_DAQ_SLICER_OUT_OF_WINDOW && nchans_ == 1) {
                 print<common_slicer_texts, common_slicer_message::moving_again>();
                 continue;
             }
-            if (state.debug > 0) {
-                print<common_slicer_texts, common_slicer_message::no_more_files>(channel_name(i), chans_[i]->subchan);
-            }
-            return false;
+            break;
         }
         const int started = start_channel(i, state.request);
         if (started == TROX_DAQ_SLICER_OK) {
@@ -222,6 +225,13 @@ template <class G> bool basic_slicer<G>::move_channel(int i, const search& state
             remove_channel(i);
             return false;
         }
+    }
+    if (state.debug > 0) {
+        print<common_slicer_texts, common_slicer_message::no_more_files>(channel_name(i), chans_[i]->subchan);
+    }
+    // The last file may be one that did not start: its reader would fail every later call.
+    if (read_chans_[i] != nullptr && read_chans_[i]->get_number_of_records() == 0) {
+        remove_channel(i);
     }
     return false;
 }
