@@ -1,4 +1,5 @@
 // Every record of every channel of the sample run beside what an independent writer says it holds.
+#include "captured_stdout.h"
 #include "channel_types.h"
 #include "channel_waiting.h"
 #include "sha256.h"
@@ -8,6 +9,7 @@
 #include <tuple>
 
 using namespace trox_test;
+namespace tw = trox::writer;
 
 namespace
 {
@@ -31,18 +33,37 @@ protected:
                 if (workers != 0) {
                     ASSERT_EQ(reader.set_number_of_threads(workers), 0);
                 }
-                ASSERT_TRUE(start_and_wait(reader));
+                ASSERT_TRUE(start_skipping_unreadable(reader));
                 compare(reader, channel["records"]);
             }
         }
     }
 
-private:
-    void compare(typename T::reader& reader, const nlohmann::json& records)
+    /// Builds without LZO cannot read its records: like those of an unknown compressor they are bad ones.
+    static bool start_skipping_unreadable(typename T::reader& reader)
     {
+        const captured_stdout quiet;
+        reader.set_skip_bad_records(!tw::has_lzo());
+        return start_and_wait(reader);
+    }
+    static nlohmann::json readable(const nlohmann::json& records)
+    {
+        nlohmann::json kept = nlohmann::json::array();
+        for (const auto& record : records) {
+            if (tw::has_lzo() || !record.contains("zip") || record["zip"][0] != trox_zip_lzo) {
+                kept.push_back(record);
+            }
+        }
+        return kept;
+    }
+
+private:
+    void compare(typename T::reader& reader, const nlohmann::json& all)
+    {
+        const nlohmann::json records = readable(all);
         ASSERT_TRUE(reader.is_done());
         ASSERT_EQ(reader.get_number_of_records(), static_cast<int>(records.size()));
-        EXPECT_EQ(reader.get_number_of_bad_records(), 0);
+        EXPECT_EQ(reader.get_number_of_bad_records(), static_cast<int>(all.size() - records.size()));
         for (const auto& expected : records) {
             const time_stamp time{expected["t"][0], expected["t"][1]};
             typename T::time_id id{expected["ev"], time};
@@ -125,11 +146,12 @@ TYPED_TEST(sample_channels, of_one_file_read_equal_side_by_side_on_one_loader)
     for (const auto& channel : dump["channels"]) {
         const auto name = channel["name"].template get<std::string>();
         readers.push_back(std::make_unique<typename TypeParam::reader>(&loader, name.c_str(), -1, nullptr));
+        readers.back()->set_skip_bad_records(!tw::has_lzo());
         ASSERT_EQ(start(*readers.back(), signals.emplace_back()), 0);
     }
     for (std::size_t i = 0; i < readers.size(); ++i) {
         ASSERT_TRUE(signals[i].wait());
-        const auto& records = dump["channels"][i]["records"];
+        const auto records = this->readable(dump["channels"][i]["records"]);
         ASSERT_EQ(readers[i]->get_number_of_records(), static_cast<int>(records.size()));
         typename TypeParam::entry* record = nullptr;
         if (!records.empty()) {

@@ -45,6 +45,8 @@ struct channel_2010 {
     static constexpr std::int32_t update_type = TROX_UPD_BLOCK_2010;
     static constexpr std::size_t spectrum_head_size = 32;
 
+    static constexpr const char* lookup_timing_format = "get_by_event_id()  %f msec event_id:%d\n";
+
     /// An event header and a server block head as in the file, with these values and others of no meaning: event
     /// length 1000, mask 0x55, status -2, 3 blocks; length 640, mask 10, status 11, 2 channels.
     static void append_event_header(byte_builder& bytes, event_number number, time_stamp time)
