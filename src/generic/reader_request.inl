@@ -86,7 +86,7 @@ int basic_reader<Generation>::init(std::vector<std::string> files, std::vector<d
 }
 
 /// Loads the tables of the first file, and releases them when that goes well: the loader's status. While bad files
-/// are passed over, the first one that loads counts.
+/// are passed over, the first one that loads counts. A file that loads, but has none of the channels, is not bad.
 template <class Generation> int basic_reader<Generation>::load_first_file()
 {
     int first_status = 0;
@@ -97,7 +97,7 @@ template <class Generation> int basic_reader<Generation>::load_first_file()
             return 0;
         }
         first_status = first_status != 0 ? first_status : status;
-        if (!skip_bad_records_ || status == TROX_DAQ_READER_NOT_FOUND) {
+        if (!skip_bad_records_ || get_tables_->lacks_listed_channels()) {
             return status;
         }
     }

@@ -1,6 +1,8 @@
 // Channels, init with a list of files, and the checking of a request.
 #include "reader_fixture.h"
 
+#include "failing_calls.h"
+
 #include <ctime>
 
 namespace
@@ -249,6 +251,34 @@ TEST_F(reader_request, init_passes_over_a_bad_first_file_when_asked_to)
         std::filesystem::resize_file(file, 100);
     }
     EXPECT_EQ(tolerant.init(run, nullptr), -9);
+}
+
+TEST_F(reader_request, init_passes_over_a_first_file_whose_event_headers_cannot_be_mapped)
+{
+    // The loader's code for it, -5, is also that of a file without the channels.
+    const auto run = trox_test::write_run(dir);
+    const trox_test::failing_calls system;
+    constexpr int event_headers = 3; // tail, basket head, basket
+    reader.set_skip_bad_records(true);
+    system.maps.fail(event_headers);
+    channel_list channels{trox_test::trace_name};
+    EXPECT_EQ(reader.init(run, channels.list()), 0);
+    trox_daq_reader_2010 strict;
+    system.maps.fail(event_headers);
+    EXPECT_EQ(strict.init(run, channels.list()), -9);
+}
+
+TEST_F(reader_request, init_does_not_pass_over_a_first_file_without_the_channels)
+{
+    trox_test::tw::file_writer first(dir / "linac_main_run7_file0_20120614T092959.raw",
+                                     trox_test::tw::generation::v2010);
+    first.add_channel("OTHER");
+    first.finish();
+    auto run = trox_test::write_run(dir);
+    run.push_back(dir / "linac_main_run7_file0_20120614T092959.raw");
+    reader.set_skip_bad_records(true);
+    channel_list channels{trox_test::trace_name};
+    EXPECT_EQ(reader.init(run, channels.list()), -9);
 }
 
 TEST_F(reader_request, init_of_a_configured_reader_adds)
