@@ -244,11 +244,11 @@ struct trox_event_index_entry_head_2024 {
 
 struct trox_event_index_entry {
     trox_event_index_entry_head head;
-    trox_event_info_entry info[1]; ///< as many as `head.length` counts
+    trox_event_info_entry info[1]; ///< (head.length - sizeof head) / sizeof info[0] of them
 };
 struct trox_event_index_entry_2024 {
     trox_event_index_entry_head_2024 head;
-    trox_event_info_entry_2024 info[1];
+    trox_event_info_entry_2024 info[1]; ///< (head.length - sizeof head) / sizeof info[0] of them
 };
 
 /// Event index table: one entry per event type that has events, one behind the other.

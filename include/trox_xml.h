@@ -30,9 +30,11 @@ bool trox_copy_daq_request_2024(const trox_daq_request_2024* source, trox_daq_re
 ///
 /// 0, or non-zero when `lists` or `cdir` is null, `format` is unknown, the directory cannot be read, nothing
 /// matches, or memory ends: then `key` receives the reason, one line for a person, and the rest is as before.
-/// A damaged catalogue file (not well-formed, incomplete, contrary to its own name, over 8 MiB, no regular file)
-/// is passed over, so that one of them does not hide the other runs; when nothing else matches, the reason names
-/// it. Files under other names are no catalogue files. Only files of the given runs are opened.
+/// A damaged catalogue file (not well-formed, incomplete, of another run, experiment or stream than its name says,
+/// over 8 MiB, no regular file) is passed over, so that one of them does not hide the other runs; when nothing else
+/// matches, the reason names it. The times in its name and in its content are not compared: the name tells whether
+/// a period needs the file, the content tells everything else. Files under other names are no catalogue files. Only
+/// files of the given runs are opened.
 int get_files_for_runs(const std::vector<int>& runs, std::vector<trox_root_xml_files*>* lists, std::string* xml_name,
                        std::string* key, const char* cdir, int format);
 

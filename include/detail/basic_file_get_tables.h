@@ -50,12 +50,15 @@ public:
     /// Releases everything; may be repeated. Keeps `debug` and the description mode.
     void clean_up();
 
-    /// True when the pointers table holds all channels of the file.
+    /// True when the last load failed because the file has none of the listed channels (its code, -5, is also that of
+    /// an event header basket that cannot be mapped).
+    bool lacks_listed_channels() const;
+    /// True when the pointers table holds all channels of the file; also while empty.
     bool is_ecp_tab_full() const;
     /// Column of a channel in a pointers table loaded by list; -1 when it was not listed, or for null.
     int get_ecp_tab_entry_index(const char* name) const;
 
-    /// 0 while a file is loaded, the code of the last failed load, 1 when there was none.
+    /// 0 while a file is loaded, the code of the last failed load, 1 when none was tried since `clean_up`.
     int status() const;
     /// The baskets: head and records as in the file, big-endian, at any address.
     typename Generation::event_header_basket* get_evh_basket() const;
@@ -110,6 +113,7 @@ private:
     std::vector<chan_descr_2010*> descr_list_;
     int descr_mode_;
     int status_ = 1;
+    bool lacks_listed_channels_ = false;
     std::mutex mx_;
     int debug_ = 0;
 };

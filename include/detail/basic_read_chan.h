@@ -30,8 +30,8 @@ enum class decode_outcome;
 /// beside that thread.
 ///
 /// Life cycle: constructed -> `start` -> wait for the signal -> `get_chan_data` ... -> `clean_descr`, `clean`. A
-/// reader constructed on an unusable loader has null basket pointers or descriptor -1, and `start` answers
-/// NOT_INIT.
+/// reader constructed on an unusable loader has null basket pointers (`start` answers NOT_INIT) or descriptor -1
+/// (`start` answers NOT_FOUND).
 ///
 ///     trox_daq_read_chan_2010 reader(&tables, "LINAC.RF/ADC/TRACE", -1, nullptr);
 ///     pthread_mutex_t* mutex; pthread_cond_t* cond; int* flag;
@@ -88,7 +88,7 @@ public:
     /// Raises the flag and wakes the caller of `start`.
     void signal_master();
     /// What each worker does: decodes records until none is left, the reader is stopped, or (unless bad records are
-    /// skipped) a record fails hard.
+    /// skipped) a record fails hard. Any thread may help; `clean` waits for it.
     void decode_records();
     /// True when all records are decoded.
     bool is_done();
@@ -98,7 +98,7 @@ public:
     int get_number_of_bad_records() const;
     /// Number of records in the array.
     int get_number_of_records() const;
-    /// Stops the workers and waits for them, then releases the records and the basket.
+    /// Stops the workers and waits for them, then releases the records and the basket. Not beside `get_chan_data`.
     void clean();
     /// Releases the bit and dimension descriptions.
     void clean_descr();
@@ -108,7 +108,10 @@ public:
     /// The record of an event. `id` null: the first, last or current record, or the one before or after the
     /// current. With `id`: the record of that event, or of the nearest one at least a step before (PREV) or
     /// behind (NEXT) it. By event number when `id` has one, else by time within the tolerance. `type` is a
-    /// trox_daq_read_chan_request_type. Answers a trox_daq_read_chan_data_status.
+    /// trox_daq_read_chan_request_type. Answers a trox_daq_read_chan_data_status. Without a current record NEXT steps
+    /// from the first event and PREV from the last. A neighbour found by time may come with OUT_OF_WINDOW, and a failed
+    /// search by number hands out the record of zeros with NO_DATA. While bad records are skipped, records handed
+    /// out before the signal do not outlive it.
     int get_chan_data(time_id* id, entry** out, int type);
     /// Finds by number; `type` PREV or NEXT also takes the nearest record below or above. Status through
     /// `status` (may be null). When nothing is found the result is not null but the position before the first
@@ -116,6 +119,17 @@ public:
     entry* find_entry_by_event_id(event_number id, int type, int* status);
     /// Finds by time, within the tolerance; `type` PREV or NEXT also takes the nearest record before or behind.
     entry* find_entry_by_time(time_stamp* ts, int type, int* status);
+    /// Fetches into the cache what the request for the next event will look at. Without any other effect.
+    void fetch_ahead() const noexcept
+    {
+        if (out_cur_ != nullptr) {
+            const entry* next = out_cur_ + 1;
+            __builtin_prefetch(next);
+            __builtin_prefetch(&next->sbchdata[0].data); // may lie in the next cache line
+            __builtin_prefetch(near_numbers_);
+            __builtin_prefetch(index_.get());
+        }
+    }
     /// First and last event of the channel in this file, through each non-null argument.
     void get_time_limits(time_id* first, time_id* last);
 
@@ -156,6 +170,9 @@ private:
     struct reference_event;
 
     void copy_description(const chan_descr_2010& descr);
+    void copy_bits(const std::vector<bit_descr*>& bits, std::size_t count);
+    void copy_dims(const std::vector<dim_descr*>& dims, std::size_t count);
+    bool has_description() const;
     int debug() const;
     // start
     int start_checked();
@@ -170,13 +187,16 @@ private:
     int start_workers();
     // workers
     static void* run_worker(void* reader);
+    void work();
     bool take_record(int& index);
     bool settle(decode_outcome outcome, const entry& record, int index);
     bool settle_or_skip(decode_outcome outcome, const entry& record, int index);
     void publish(const entry& record, int index);
     void finish_if_all_are_done();
     void take_out_bad_records();
-    void widen_limits_to_all_records();
+    void make_index();
+    bool records_ascend() const;
+    void disown_records_with_damaged_headers();
     // look-up and delivery
     bool is_indexed() const;
     bool scan_by_event_id(event_number id, int type, int& found);
@@ -192,6 +212,23 @@ private:
     template <class Dump> void print_records(Dump dump);
     void print_time_limit(const time_id& event) const;
 
+    // What every event needs lies together, in few cache lines. Until all records are done, mx_ guards the records
+    // and the first and last event.
+    typename Generation::channel_basket* chnb_ = nullptr; // in basket_
+    entry* out_ = nullptr;
+    entry* out_cur_ = nullptr;
+    const event_number* near_numbers_ = nullptr;      // in index_: where the next search by number looks first
+    std::unique_ptr<record_index<Generation>> index_; // made when all records are done
+    std::atomic<int> all_done_{0};
+    std::atomic<int> out_total_{0}; // records in the array, less those taken out as bad
+    int index_to_start_search_ = -1;
+    bool by_time_fix_ = true;
+    time_id event_first_{};
+    time_id event_last_{};
+    time_id event_cur_{};
+    time_id event_step_{1, {0, 200000}};
+    double time_diff_ = 95000.0;
+
     std::shared_ptr<typename Generation::table_loader> loader_; // keeps a loader of the slicer alive
     std::shared_ptr<const loaded_file<Generation>> file_;       // keeps tables and event baskets alive
     typename Generation::table_loader* cfg_ = nullptr;
@@ -206,45 +243,33 @@ private:
     unsigned char* sbh_base_ = nullptr;
     unsigned long sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
-    std::unique_ptr<basket_copy> basket_;                 // this channel's basket, a heap copy
-    typename Generation::channel_basket* chnb_ = nullptr; // in basket_
-    unsigned char* chn_base_ = nullptr;                   // where the basket was mapped; not mapped any more
+    std::unique_ptr<basket_copy> basket_; // this channel's basket, a heap copy
+    unsigned char* chn_base_ = nullptr;   // start of that copy
     std::uint64_t chn_base_size_ = 0;
     std::uint64_t chn_offset_ = 0;
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
     int cdtl_ = 0;
     int ecpl_ = -1;
     time_stamp event_time_diff_{0, 95000};
-    double time_diff_ = 95000.0;
-    time_id event_step_{1, {0, 200000}};
     std::array<pthread_t, max_threads> tid_;
-    int index_to_start_search_ = -1;
-    bool by_time_fix_ = true;
     std::string chan_;
     int subchan_ = -1;
-    pthread_mutex_t mx_;               // guards what follows, up to event_cur_
+    pthread_mutex_t mx_;               // guards the worker slots, and how many records are taken and done
     std::vector<record_arena> arenas_; // what the records lie in, one per worker that has ended
     void* records_block_ = nullptr;    // guard record and array, one block
-    entry* out_ = nullptr;
-    entry* out_cur_ = nullptr;
-    int out_allocated_ = 0;         // records in the array
-    std::atomic<int> out_total_{0}; // less those taken out as bad
+    int out_allocated_ = 0;            // records in the array
     int out_taken_ = 0;
     int out_done_ = 0;
     int out_failed_ = 0;
-    time_id event_first_{};
-    time_id event_last_{};
-    time_id event_cur_{};
-    std::atomic<int> all_done_{0};
-    std::unique_ptr<record_index<Generation>> index_; // made when all records are done
-    pthread_mutex_t mmx_;                             // guards mcnt_
+    pthread_mutex_t mmx_; // guards mcnt_
     pthread_cond_t mcond_;
     int mcnt_ = 0;
     std::atomic<bool> stop_{false};
     std::atomic<int> workers_{0}; // alive; a worker lowers it as its last access to the reader
     bool skip_bad_records_;
+    bool skipping_ = false; // since `start`
     std::atomic<int> bad_records_{0};
-    chan_descr_2010 descr_; // last: what every event needs lies together
+    chan_descr_2010 descr_;
 };
 
 } // namespace trox_detail

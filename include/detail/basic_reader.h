@@ -123,7 +123,8 @@ public:
     /// is taken as it is; else it is looked for as `set_data_dir` tells, and in the archive last. A file counts
     /// only when its status has not changed for 30 s, unless the environment variable
     /// TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME is set (then nothing is looked up, and of a path list the last
-    /// directory is taken). -7 null or empty, -8 while running, -10 not found, -6 out of memory.
+    /// directory is taken). -7 null or empty, -8 while running, -10 not found, -6 out of memory: then, unless it
+    /// was a path of the search that had no memory, the whole list is emptied.
     int add_file(const char* name, bool at_end);
     /// Takes a path, as `get_file_name` gives it, off the list. -7 null or empty, -8 while running, -10 not listed.
     int remove_file(const std::string& name);
@@ -189,8 +190,9 @@ public:
     // --- reporting --------------------------------------------------------------------------------
 
     /// Span of the request or, when that is open, of the files, in microseconds. Negative: -1 no files, or the
-    /// first name has no time, -2 the file cannot be read, -3 it has no events, -4 no span; 0 when the last
-    /// name has no time.
+    /// first name has no time, -2 the file cannot be read, -3 it has no events (its
+    /// dictionary stays loaded), -4 no span; 0 when the last name has no time. Of several files the first and
+    /// the last name count, as the list stands: one that is not in order gives a negative span.
     double get_time_period_us();
     /// Name of channel `i`, counted from 0, and through `subchan` (may be null) its sub-channel; null when there
     /// is none. Valid until the channel is removed.
@@ -269,7 +271,8 @@ private:
     int scan_for_period(std::vector<std::string>& names, std::string& before);
     void remember_nearest(const scanned_file& file, const scanned_file*& nearest) const;
     bool is_in_span(std::uint32_t second) const;
-    bool reaches_start(const std::string& name) const;
+    bool serves_alone(const std::string& name) const;
+    bool reaches_start(const std::string& name, const std::vector<std::string>& chans) const;
     void add_files(const std::vector<std::string>& names);
     void complete_scanned_files(const std::string& before);
     void add_very_first_file();

@@ -19,9 +19,10 @@ namespace trox_detail
 
 template <class Generation> class basic_slicer;
 
-/// What a slicer and its table-loading thread share. `ready`, `go`, `status` and what stands behind it, and the slots
-/// themselves, are guarded by `tmx`; `tcond` is signalled after each change of them. The other fields do not change
-/// while the thread runs.
+/// What a slicer and its table-loading thread share. `tmx` guards `ready`, `go`, `status`, `loading`, `bad`,
+/// `bad_files` and the slots themselves; `tcond` is broadcast when a load ends, and when the slicer gives a credit or
+/// stops the thread. `next` is changed by the thread alone, under `tmx`, and read by others under `tmx`. `stop` is set
+/// under `tmx` and read without. The other fields do not change while the thread runs.
 template <class Generation> struct basic_get_tables_task {
     basic_slicer<Generation>* slicer = nullptr;      ///< only its debug level is read
     const std::vector<std::string>* files = nullptr; ///< paths of the data files, in reading order
@@ -101,9 +102,12 @@ public:
     /// traces of their own. Messages about channels that fail are printed always. Any thread.
     void set_debug(int level);
     int get_debug() const;
-    /// Whether files whose tables cannot be loaded, and records that cannot be decoded, are passed over. Off: the
-    /// first such file ends the loading of tables, and the wait for such a channel does not end. The environment
-    /// variable TROX_DAQ_READER_SKIP_BAD_RECORDS switches the default on. Takes effect with `start`.
+    /// Whether files whose tables cannot be loaded, and records that cannot be decoded, are passed over. Then a channel
+    /// also passes over files that do not know it, since a damaged dictionary may have lost its name, and those where
+    /// it cannot be started. Off: the first bad file ends the loading of tables, the wait for a channel with such
+    /// records does not end, and a channel is dropped at a file that does not know it or where it cannot be
+    /// started. The environment variable TROX_DAQ_READER_SKIP_BAD_RECORDS switches the default on. Takes effect with
+    /// `start`.
     void set_skip_bad_records(bool skip);
     bool is_skip_bad_records() const;
 
@@ -111,7 +115,8 @@ public:
 
     /// Starts the table-loading thread, then every channel in the first file that has data of it, and puts the
     /// current event to the earliest of their first events. Waits until these channels are decoded. Channels
-    /// that no file can serve are left out, see `get_not_found_channels`. -1 without files or channels, -6 when the
+    /// that no file can serve are left out, see `get_not_found_channels`; with skipping off, so are those that a
+    /// file's dictionary does not know, whatever later files hold. -1 without files or channels, -6 when the
     /// first file's tables cannot be loaded or memory or threads are not to be had (`clean_up`, then `init`, to try
     /// again), -8 when already started.
     int start();
@@ -124,8 +129,11 @@ public:
     /// is emptied and receives the records of all channels that have the chosen event, in channel order; they
     /// belong to the channel readers and live until the next call or `clean_up`. The chosen event becomes the
     /// current one. Channels at the end of their file move to the next (previous, ...) one, which waits for its
-    /// decoding; without such a file they are dropped. 0 (also without records), -3 when no channel is left, -2 a
-    /// channel is not ready, -6 a channel failed, -7 null result or unknown request.
+    /// decoding; without such a file they are dropped. Backwards, that file may have been released, and never comes
+    /// back: the call then waits for ever, or, with an untaken table or with skipping on, the channel stays where it
+    /// is, and its next move drops it with messages that begin "STRANGE". 0 (also without records), -3 when no channel
+    /// is left, -2 a channel is not ready, -6 a channel failed or no memory for `result`, -7 null result or unknown
+    /// request.
     int get_data(const time_id* target, std::vector<entry*>* result, int request);
     /// 1 when two events are the same, else 0; `diff` (may be null) receives the sign of a - b. By number when both
     /// have one, else by time within the tolerance. 0 for null events, and `diff` stays.
@@ -138,14 +146,14 @@ public:
     const char* get_name_of_empty_channel() const;
     /// Records left out since `init` because they could not be decoded, over all channels and files.
     int get_number_of_bad_records() const;
-    /// Files passed over since `init` because their tables could not be loaded.
+    /// Files passed over since `init` because their tables could not be loaded. Any thread.
     int get_number_of_bad_files() const;
 
     // --- single channels and tables ---------------------------------------------------------------
 
     /// Makes a new reader for channel `i` on a loaded table and drops the channel's earlier one; `start_channel`
     /// follows. The loader stays its owner's: of the slots, or of the caller, for as long as the reader. -7 no such
-    /// channel or null, -4 not started.
+    /// channel or null, -4 not started, -6 out of memory or a setting refused (the channel has no reader then).
     int create_channel(int i, table_loader* table);
     /// Starts a channel's reader, waits until it has decoded all records, and puts it to its last event for PREV
     /// and LAST, else to its first. -7 no such channel or direction, -4 not started, -1 no reader or no records, else
@@ -155,13 +163,14 @@ public:
     void remove_channel(int i);
     /// Moves a channel: NEXT and PREV one file on or back, FIRST and LAST to the first and last file, CUR to the
     /// same file anew. Waits for the file's tables; its new reader is to be started. -1 when the file has no
-    /// tables (the reader stays) or there is no such file (the channel is dropped), -4, -7 as above. `flag` is not
+    /// tables (the reader stays) or there is no such file (the channel is dropped), -4, -6, -7 as above. `flag` is not
     /// used.
     int change_config(int i, int direction, int flag);
     /// The loaded tables of a file; null when they cannot be had. Waits for a file that the table-loading thread has
     /// yet to load and reaches before it has three loaded tables that nobody took. Unless bad records are
     /// skipped, it also waits when no loaded table is untaken and no load failed: for ever, for a file that was
-    /// released before. Borrowed until all channels have left the file, or `clean_up`.
+    /// released before, and, with fewer slots than files, for one that no slot comes free for. Borrowed until all
+    /// channels have left the file, or `clean_up`.
     table_loader* find_ready_table(const std::string& name);
     table_loader* find_ready_table(const char* name);
 
@@ -176,9 +185,11 @@ private:
     struct search;
 
     // set-up and tear-down
+    bool copy_lists(const std::vector<std::string>& files, const std::vector<chan_param*>& chans);
     bool copy_channels(const std::vector<chan_param*>& chans);
     int report_missing_lists() const;
     bool is_started() const;
+    int start_all(int debug);
     int start_table_thread();
     void stop_table_thread();
     table_loader* find_first_table();
@@ -205,6 +216,7 @@ private:
     // events
     int ask_channels(search& state);
     int ask_channel(int i, search& state);
+    void fetch_ahead(int i) const;
     bool is_in_range(int i, const search& state) const;
     bool move_channel(int i, const search& state, std::size_t& moves_left);
     void consider(const entry& record, search& state) const;

@@ -33,6 +33,8 @@ struct generation_2010 {
     using file_length = std::int64_t;
     using file_reference_table = trox_file_reference_table_2010;
     using event_index_table = trox_event_index_table_2010;
+    using event_index_head = trox_event_index_entry_head;
+    using event_info = trox_event_info_entry;
     using chan_dictionary_table = trox_chan_dictionary_table_2010;
     using chan_dictionary_entry = trox_chan_dictionary_entry_2010;
     using chan_pointers_table = trox_event_chan_pointers_table;

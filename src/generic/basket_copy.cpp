@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <new>
 #include <sys/types.h>
-#include <thread>
 #include <unistd.h>
 
 namespace trox_detail
@@ -40,6 +39,9 @@ bool basket_copy::open_range(int fd, std::uint64_t file_length, std::uint64_t po
         errno = EINVAL;
         return false;
     }
+    if (!is_still_there(fd, position, length)) {
+        return false;
+    }
     fd_ = fd;
     memory_ = memory_chunk::take(length);
     if (memory_.data() == nullptr) {
@@ -48,7 +50,9 @@ bool basket_copy::open_range(int fd, std::uint64_t file_length, std::uint64_t po
     }
     range_ = {memory_.data(), position, length};
     states_.reset(new (std::nothrow) std::atomic<stripe_state>[stripes()]());
-    return states_ != nullptr;
+    // The ends are read now: the head of the basket is there for who asks for it, and a file that cannot be read
+    // is found out before anybody waits for its records.
+    return states_ != nullptr && fill(0) && fill(stripes() - 1);
 }
 
 const unsigned char* basket_copy::fetch(std::uint64_t at, std::uint64_t size) noexcept
@@ -83,9 +87,10 @@ bool basket_copy::fill(std::uint64_t stripe) noexcept
     if (seen == stripe_state::empty && state.compare_exchange_strong(seen, stripe_state::filling)) {
         seen = read_stripe(stripe) ? stripe_state::filled : stripe_state::unreadable;
         state.store(seen, std::memory_order_release);
+        state.notify_all();
     }
     while (seen == stripe_state::filling) {
-        std::this_thread::yield();
+        state.wait(stripe_state::filling, std::memory_order_acquire);
         seen = state.load(std::memory_order_acquire);
     }
     return seen == stripe_state::filled;

@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <sys/mman.h>
+#include <sys/stat.h>
 
 namespace trox_detail
 {
@@ -48,12 +50,26 @@ bool map_pages(int fd, std::uint64_t file_length, std::uint64_t position, std::u
 
 } // namespace
 
+bool is_still_there(int fd, std::uint64_t position, std::uint64_t length) noexcept
+{
+    struct stat now {
+    };
+    if (::fstat(fd, &now) != 0) {
+        return false;
+    }
+    errno = EIO;
+    return range_fits(position, length, 0, static_cast<std::uint64_t>(now.st_size));
+}
+
 basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape,
                                std::uint64_t& length)
 {
     const std::size_t head = 2 * shape.word;
     if (position == 0 || !range_fits(position, head, 0, file_length)) {
         errno = EINVAL;
+        return basket_status::head_failed;
+    }
+    if (!is_still_there(fd, position, head)) {
         return basket_status::head_failed;
     }
     // The mapping may reach over the file's end, where only its whole pages would fault: read the head alone.
@@ -68,7 +84,8 @@ basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t 
         errno = EBADMSG;
         return basket_status::head_failed;
     }
-    if (length < head || !range_fits(position, length, 0, file_length)) {
+    const std::uint64_t longest = std::numeric_limits<std::int64_t>::max() >> (64 - 8 * shape.word);
+    if (length < head || length > longest || !range_fits(position, length, 0, file_length)) {
         errno = EINVAL;
         return basket_status::body_failed;
     }

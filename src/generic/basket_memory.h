@@ -40,6 +40,9 @@ enum class basket_status {
     body_failed  ///< the length does not fit the file, or mapping or copying failed; errno tells
 };
 
+/// False (and errno set) when a file was cut since its length was taken: its mapping would fault there.
+bool is_still_there(int fd, std::uint64_t position, std::uint64_t length) noexcept;
+
 /// Reads and checks the head of the basket at `position`; `length` receives the bytes of the whole basket.
 basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape,
                                std::uint64_t& length);

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <ctime>
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -18,7 +18,6 @@ namespace trox_detail
 namespace
 {
 
-constexpr std::time_t close_time_s = 30;
 constexpr std::size_t archive_directory_size = 1024;
 constexpr std::string_view file_word = "file";
 
@@ -61,7 +60,7 @@ file_state look_at_file(const char* path)
     if (::stat(path, &status) != 0) {
         return file_state::absent;
     }
-    return status.st_ctime + (close_time_s - 1) < std::time(nullptr) ? file_state::closed : file_state::not_closed;
+    return is_closed(status.st_ctime, std::time(nullptr)) ? file_state::closed : file_state::not_closed;
 }
 
 bool are_files_taken_unseen()
@@ -108,8 +107,13 @@ std::optional<std::vector<std::string>> names_in_directory(const std::string& di
         return std::nullopt;
     }
     std::vector<std::string> names;
-    while (const dirent* found = ::readdir(open.get())) {
+    errno = 0;
+    while (const dirent* found = os().readdir(open.get())) {
         names.emplace_back(found->d_name);
+        errno = 0;
+    }
+    if (errno != 0) {
+        return std::nullopt; // some of the names would pass for all
     }
     std::sort(names.begin(), names.end()); // the same files in whatever order the file system keeps them
     return names;
@@ -139,7 +143,9 @@ numbered_name split_at_file_number(std::string_view base)
     parts.token = base.substr(before + 1, last - before - 1);
     if (parts.token.starts_with(file_word)) {
         const char* digits = parts.token.data() + file_word.size();
-        std::from_chars(digits, parts.token.data() + parts.token.size(), parts.number);
+        int number = 0;
+        std::from_chars(digits, parts.token.data() + parts.token.size(), number);
+        parts.number = number;
     }
     return parts;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -30,7 +31,15 @@ std::string_view base_name(std::string_view path);
 
 enum class file_state { absent, not_closed, closed };
 
-/// Whether a file exists and has not changed its status for 30 s. A file that changed later may still be written.
+/// True when a status change lies 30 s or more in the past (times in seconds). A file that changed later may still
+/// be written.
+constexpr bool is_closed(std::time_t status_change, std::time_t now) noexcept
+{
+    constexpr std::time_t close_time_s = 30;
+    return status_change < now - (close_time_s - 1);
+}
+
+/// Whether a file exists and is closed.
 file_state look_at_file(const char* path);
 
 /// True when the environment says to take files without looking (TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME).
@@ -53,7 +62,7 @@ std::optional<std::uint32_t> second_of_file(const std::string& name);
 struct numbered_name {
     std::string prefix; ///< up to and including the "_" before the token
     std::string token;  ///< between the last two "_": "file12"
-    long number = 0;    ///< 0 when the token has none
+    long number = 0;    ///< 0 when the token has none that an `int` holds
 };
 numbered_name split_at_file_number(std::string_view base);
 

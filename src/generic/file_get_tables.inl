@@ -6,6 +6,7 @@
 #include "event_util.h"
 #include "generation/messages_channel.h"
 #include "generic/clock.h"
+#include "generic/host_order.h"
 #include "generic/loaded_file.h"
 #include "generic/os_calls.h"
 #include "generic/print.h"
@@ -15,8 +16,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <fcntl.h>
+#include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <unordered_set>
 
 namespace trox_detail
 {
@@ -67,6 +70,7 @@ int basic_file_get_tables<G>::get_all_tables(const std::string& file, int mode, 
     const std::string name = file; // `file` and `chans` may be the loader's own, which are emptied now
     std::vector<std::string> names = chans != nullptr ? *chans : std::vector<std::string>();
     clean_up();
+    lacks_listed_channels_ = false;
     descr_mode_ = mode;
     if (name.empty()) {
         return load_no_name;
@@ -93,7 +97,7 @@ template <class G> int basic_file_get_tables<G>::load(loaded_file<G>& file)
         }
         return status;
     };
-    file.fd = os().open(file.name.c_str(), O_RDONLY | O_CLOEXEC);
+    file.fd = os().open(file.name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file.fd < 0) {
         return fail("open", load_open_failed);
     }
@@ -102,12 +106,12 @@ template <class G> int basic_file_get_tables<G>::load(loaded_file<G>& file)
     const long length = static_cast<long>(file.length);
     long delta = 0;
     const long page = trox_get_page_offset(length, length - channel_traits<G>::trailer_size, &delta);
+    if (debug_ != 0) {
+        print<common_channel_texts, common_channel_message::file_mapped>(length - page, page, file.fd);
+    }
     if (page < 0) {
         errno = EINVAL;
         return fail("mmap", load_tail_failed);
-    }
-    if (debug_ != 0) {
-        print<common_channel_texts, common_channel_message::file_mapped>(length - page, page, file.fd);
     }
     const auto tail_length = static_cast<std::size_t>(length - page);
     void* tail = os().mmap(nullptr, tail_length, PROT_READ, MAP_SHARED, file.fd, page);
@@ -178,23 +182,32 @@ template <class G> int basic_file_get_tables<G>::load_tables(loaded_file<G>& fil
     return load_ok;
 }
 
-/// True when one of the channels lies on a fast event type. Only the first fast bit is looked for, and the first
-/// such channel ends the search.
-template <class G>
-bool has_fast_channel(typename G::chan_dictionary_table* dictionary, const std::vector<std::string>& chans)
+inline bool has_fast_event_type(std::uint32_t ev_mask)
 {
-    return std::any_of(chans.begin(), chans.end(), [&](const std::string& chan) {
-        typename G::chan_dictionary_entry* entry = nullptr;
-        if (channel_traits<G>::find_channel(dictionary, chan.c_str(), &entry) < 0) {
-            return false;
+    for (int bit = 0; bit < TROX_EV_EVMAX; ++bit) {
+        if ((ev_mask >> bit & 1U) != 0 && !is_slow_event(bit)) {
+            return true;
         }
-        for (int bit = 0; bit < TROX_EV_EVMAX; ++bit) {
-            if ((entry->ev_mask >> bit & 1U) != 0 && !is_slow_event(bit)) {
-                return true;
-            }
+    }
+    return false;
+}
+
+/// True when one of the listed channels lies on a fast event type. Of entries with one name the first counts.
+template <class G>
+bool has_fast_channel(const typename G::chan_dictionary_table& dictionary, std::unordered_set<std::string_view> wanted)
+{
+    using table_type = typename G::chan_dictionary_table;
+    const auto bytes = static_cast<std::uint64_t>(dictionary.length);
+    constexpr std::size_t head = offsetof(table_type, entries);
+    const std::size_t count = bytes < head ? 0 : (bytes - head) / sizeof(typename G::chan_dictionary_entry);
+    const typename G::chan_dictionary_entry* entries = dictionary.entries;
+    for (std::size_t i = 0; i < count && !wanted.empty(); ++i) {
+        const auto& entry = entries[i];
+        if (wanted.erase({entry.chan_name, text_length(entry.chan_name)}) != 0 && has_fast_event_type(entry.ev_mask)) {
+            return true;
         }
-        return false;
-    });
+    }
+    return false;
 }
 
 template <class G> int basic_file_get_tables<G>::load_pointers_table(loaded_file<G>& file)
@@ -219,6 +232,7 @@ template <class G> int basic_file_get_tables<G>::load_pointers_table(loaded_file
         const int error = traits::read_pointers_table_by_list(length, file.ref_tbl.get(), file.fd, chans_,
                                                               file.cdt_tab.get(), &table);
         if (error != 0) {
+            lacks_listed_channels_ = error == TROX_EVUTL_NO_CHANNEL;
             if (debug_ != 0) {
                 print<channel_texts<G>, channel_message::pointers_table_by_list_failed>(error);
             }
@@ -227,7 +241,7 @@ template <class G> int basic_file_get_tables<G>::load_pointers_table(loaded_file
         file.ecp_columns = chans_.size();
     }
     if constexpr (traits::may_copy_baskets) {
-        file.baskets_copied = has_fast_channel<G>(file.cdt_tab.get(), chans_);
+        file.baskets_copied = has_fast_channel<G>(*file.cdt_tab, {chans_.begin(), chans_.end()});
     }
     file.ecp_tab.reset(table);
     return load_ok;
@@ -294,6 +308,11 @@ template <class G> int basic_file_get_tables<G>::get_ecp_tab_entry_index(const c
     }
     const auto found = std::find(chans_.begin(), chans_.end(), name);
     return found == chans_.end() ? -1 : static_cast<int>(found - chans_.begin());
+}
+
+template <class G> bool basic_file_get_tables<G>::lacks_listed_channels() const
+{
+    return lacks_listed_channels_;
 }
 
 template <class G> int basic_file_get_tables<G>::status() const

@@ -16,6 +16,15 @@ namespace trox_detail
 namespace
 {
 
+// AddressSanitizer watches the bounds of malloc'd blocks only: in its builds every allocation is one.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool separate_blocks = true;
+#elif defined(__has_feature)
+constexpr bool separate_blocks = __has_feature(address_sanitizer);
+#else
+constexpr bool separate_blocks = false;
+#endif
+
 constexpr std::size_t huge_page = std::size_t{2} << 20;
 constexpr std::size_t kept_at_most = std::size_t{64} << 20;
 
@@ -85,9 +94,7 @@ unsigned char* map_huge_pages(std::size_t size) noexcept
     if (front != 0) {
         ::munmap(begin, front);
     }
-    if (slack != front) {
-        ::munmap(begin + front + size, slack - front);
-    }
+    ::munmap(begin + front + size, slack - front); // never empty: front is less than a huge page
     ::madvise(begin + front, size, MADV_HUGEPAGE); // a wish; ordinary pages serve as well
     return begin + front;
 }
@@ -96,7 +103,7 @@ unsigned char* map_huge_pages(std::size_t size) noexcept
 
 memory_chunk memory_chunk::take(std::size_t size) noexcept
 {
-    if (size < huge_page) {
+    if (size < huge_page || separate_blocks) {
         return {static_cast<unsigned char*>(os().malloc(size)), size};
     }
     const std::size_t whole = rounded_up(size, huge_page);
@@ -112,7 +119,7 @@ memory_chunk::~memory_chunk()
     if (data_ == nullptr) {
         return;
     }
-    if (size_ < huge_page) {
+    if (size_ < huge_page || separate_blocks) {
         std::free(data_);
     } else if (!store().keep(data_, size_)) {
         ::munmap(data_, size_);
@@ -137,9 +144,9 @@ try {
     constexpr std::size_t smallest_chunk = 4096;
     constexpr std::size_t largest_chunk = std::size_t{32} << 20;
     const std::size_t wanted = rounded_up(size, alignment);
-    if (chunks_.empty() || wanted > chunks_.back().size() - used_) {
+    if (chunks_.empty() || separate_blocks || wanted > chunks_.back().size() - used_) {
         const std::size_t next = chunks_.empty() ? smallest_chunk : std::min(2 * chunks_.back().size(), largest_chunk);
-        memory_chunk chunk = memory_chunk::take(std::max(next, wanted));
+        memory_chunk chunk = memory_chunk::take(separate_blocks ? size : std::max(next, wanted));
         if (chunk.data() == nullptr) {
             return nullptr;
         }

@@ -19,7 +19,7 @@ int open_file(const char* path, int flags)
 
 os_calls& os() noexcept
 {
-    static os_calls calls{open_file, ::mmap, std::malloc, std::realloc, ::pthread_create};
+    static os_calls calls{open_file, ::mmap, std::malloc, std::realloc, ::pthread_create, ::readdir};
     return calls;
 }
 

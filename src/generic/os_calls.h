@@ -3,6 +3,7 @@
 #define TROX_GENERIC_OS_CALLS_H
 
 #include <cstddef>
+#include <dirent.h>
 #include <pthread.h>
 #include <sys/types.h>
 
@@ -15,6 +16,7 @@ struct os_calls {
     void* (*malloc)(std::size_t size);
     void* (*realloc)(void* block, std::size_t size);
     int (*pthread_create)(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument);
+    dirent* (*readdir)(DIR* directory);
 };
 
 /// The calls in use. Only tests change them, while no reader is at work.

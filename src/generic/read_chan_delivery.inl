@@ -167,10 +167,10 @@ typename G::channel_entry* basic_read_chan<G>::check_against_numbers(entry* reco
     bool inside = false;
     if (type == TROX_DAQ_READ_CHAN_EVENT_PREV && static_cast<event_number>(current - number) > 1) {
         target = current - step;
-        inside = target >= event_first_.event_number;
+        inside = current >= step && target >= event_first_.event_number;
     } else if (type == TROX_DAQ_READ_CHAN_EVENT_NEXT && static_cast<event_number>(number - current) >= 2) {
         target = current + step;
-        inside = target <= event_last_.event_number;
+        inside = target >= step && target <= event_last_.event_number;
     } else {
         return record;
     }
@@ -181,8 +181,13 @@ typename G::channel_entry* basic_read_chan<G>::check_against_numbers(entry* reco
         status = TROX_DAQ_READ_CHAN_OUT_OF_WINDOW;
         return record;
     }
-    entry* by_number = find_entry_by_event_id(target, type, &status);
-    return by_number != nullptr ? by_number : record;
+    int found_status = TROX_DAQ_READ_CHAN_OK;
+    entry* by_number = find_entry_by_event_id(target, type, &found_status);
+    if (by_number == nullptr) {
+        return record; // a search that could not be made says nothing against it
+    }
+    status = found_status;
+    return by_number;
 }
 
 } // namespace trox_detail

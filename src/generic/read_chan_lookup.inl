@@ -38,6 +38,7 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_numb
     int found = -1;
     if (is_indexed() && index_->knows_number(id)) {
         found = index_->find_number(id, type, index_to_start_search_);
+        near_numbers_ = index_->number_at(found);
     } else if (!scan_by_event_id(id, type, found)) {
         result = TROX_DAQ_READ_CHAN_NO_DATA;
         return nullptr;
@@ -70,7 +71,7 @@ template <class G> bool basic_read_chan<G>::scan_by_event_id(event_number id, in
     while (low <= high) {
         const int middle = low + (high - low) / 2;
         const event_number number = out_[middle].event_id.event_number;
-        if (number == id) {
+        if (number == id && id != channel_traits<G>::undecoded) {
             found = middle;
             return true;
         }

@@ -12,18 +12,21 @@ namespace trox_detail
 
 template <class G> void basic_read_chan<G>::print_time_limits()
 {
+    time_id first;
+    time_id last;
+    get_time_limits(&first, &last);
     if (subchan_ >= 0) {
         print<common_channel_texts, common_channel_message::first_of_subchannel>(chan_.c_str(), subchan_);
     } else {
         print<common_channel_texts, common_channel_message::first_of_channel>(chan_.c_str());
     }
-    print_time_limit(event_first_);
+    print_time_limit(first);
     if (subchan_ >= 0) {
         print<common_channel_texts, common_channel_message::last_of_subchannel>(chan_.c_str(), subchan_);
     } else {
         print<common_channel_texts, common_channel_message::last_of_channel>(chan_.c_str());
     }
-    print_time_limit(event_last_);
+    print_time_limit(last);
 }
 
 template <class G> void basic_read_chan<G>::print_time_limit(const time_id& event) const
@@ -43,7 +46,7 @@ template <class G> void basic_read_chan<G>::print_time_limit(const time_id& even
 
 template <class G> void basic_read_chan<G>::print_chan_descr()
 {
-    if (descr_.prop_name[0] == '\0') {
+    if (!has_description()) {
         print<common_channel_texts, common_channel_message::no_description>(chan_.c_str());
         return;
     }

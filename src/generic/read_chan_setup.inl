@@ -95,37 +95,51 @@ template <class G> void basic_read_chan<G>::copy_description(const chan_descr_20
     const auto listed = [](int count, const auto& list) {
         return std::min(static_cast<std::size_t>(std::max(count, 0)), list.size());
     };
-    for (std::size_t i = 0; i < listed(descr.nbits, descr.bits); ++i) {
-        auto* bit = new (std::nothrow) bit_descr(*descr.bits[i]);
-        if (bit == nullptr) {
-            print<common_channel_texts, common_channel_message::bits_allocation_failed>(chan_.c_str());
-            break;
-        }
-        descr_.bits.push_back(bit);
-    }
-    for (std::size_t i = 0; i < listed(descr.ndims, descr.dims); ++i) {
-        const dim_descr& source = *descr.dims[i];
-        auto* dim = new (std::nothrow) dim_descr;
-        if (dim == nullptr) {
-            print<common_channel_texts, common_channel_message::dims_allocation_failed>(chan_.c_str());
-            break;
-        }
-        descr_.dims.push_back(dim);
-        dim->dim = source.dim;
-        copy_text(dim->dim_name, source.dim_name);
-        copy_text(dim->dim_desc, source.dim_desc);
-        copy_text(dim->units, source.units);
-        dim->nstats = source.nstats;
-        for (const stat_descr* stat : source.stats) {
-            dim->stats.push_back(new stat_descr(*stat));
-        }
-    }
+    copy_bits(descr.bits, listed(descr.nbits, descr.bits));
+    copy_dims(descr.dims, listed(descr.ndims, descr.dims));
     copy_text(descr_.sb_name, descr.sb_name);
+}
+
+/// Copies the first `count` bits; where memory ends the copy does.
+template <class G> void basic_read_chan<G>::copy_bits(const std::vector<bit_descr*>& bits, std::size_t count)
+try {
+    descr_.bits.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        descr_.bits.push_back(new bit_descr(*bits[i]));
+    }
+} catch (const std::bad_alloc&) {
+    print<common_channel_texts, common_channel_message::bits_allocation_failed>(chan_.c_str());
+}
+
+template <class G> void basic_read_chan<G>::copy_dims(const std::vector<dim_descr*>& dims, std::size_t count)
+try {
+    descr_.dims.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const dim_descr& source = *dims[i];
+        descr_.dims.push_back(new dim_descr);
+        dim_descr& dim = *descr_.dims.back();
+        dim.dim = source.dim;
+        copy_text(dim.dim_name, source.dim_name);
+        copy_text(dim.dim_desc, source.dim_desc);
+        copy_text(dim.units, source.units);
+        dim.nstats = source.nstats;
+        dim.stats.reserve(source.stats.size());
+        for (const stat_descr* stat : source.stats) {
+            dim.stats.push_back(new stat_descr(*stat));
+        }
+    }
+} catch (const std::bad_alloc&) {
+    print<common_channel_texts, common_channel_message::dims_allocation_failed>(chan_.c_str());
+}
+
+template <class G> bool basic_read_chan<G>::has_description() const
+{
+    return descr_.prop_name[0] != '\0' || descr_.daq_name[0] != '\0';
 }
 
 template <class G> void basic_read_chan<G>::clean_descr()
 {
-    if (descr_.prop_name[0] == '\0') {
+    if (!has_description()) {
         return;
     }
     for (bit_descr* bit : descr_.bits) {
@@ -151,6 +165,7 @@ template <class G> void basic_read_chan<G>::clean()
     out_total_ = 0;
     out_allocated_ = 0;
     index_.reset();
+    near_numbers_ = nullptr;
     arenas_.clear();
     basket_.reset();
     chnb_ = nullptr;
@@ -206,6 +221,7 @@ template <class G> int basic_read_chan<G>::set_number_of_threads(int n)
     if (n < 1 || n > max_threads) {
         return 1;
     }
+    const mutex_holder lock(mx_);
     nthreads_ = n;
     return 0;
 }

@@ -49,7 +49,7 @@ template <class G> int basic_read_chan<G>::start(pthread_mutex_t** mutex, pthrea
         return fail_start(TROX_DAQ_READ_CHAN_NOT_INIT);
     }
     if (records_block_ != nullptr) {
-        return fail_start(TROX_DAQ_READ_CHAN_INTERN_ERROR); // started before: its records are in use
+        return TROX_DAQ_READ_CHAN_INTERN_ERROR; // started before; the signal of that start is not given here
     }
     cdtl_ = file_ == nullptr ? -1 : channel_traits<G>::find_channel(file_->cdt_tab.get(), chan_.c_str(), &cdt_);
     if (cdtl_ < 0) {
@@ -64,12 +64,17 @@ template <class G> int basic_read_chan<G>::start(pthread_mutex_t** mutex, pthrea
         return fail_start(TROX_DAQ_READ_CHAN_OK);
     }
     const int status = start_checked();
-    return status == TROX_DAQ_READ_CHAN_OK ? status : fail_start(status);
+    if (status == TROX_DAQ_READ_CHAN_OK) {
+        return status;
+    }
+    chnb_ = nullptr; // so that the reader answers as not initialised
+    return fail_start(status);
 }
 
 template <class G> int basic_read_chan<G>::start_checked()
 {
     const long begin = now_us();
+    skipping_ = skip_bad_records_;
     int status = allocate_records();
     if (status != TROX_DAQ_READ_CHAN_OK) {
         return status;
@@ -96,7 +101,7 @@ template <class G> int basic_read_chan<G>::allocate_records()
     // else there is no array of that many records to make.
     const auto rows = static_cast<std::uint64_t>(file_->ecp_tab->maxev);
     int total = cdt_->count;
-    if (skip_bad_records_ && static_cast<std::uint64_t>(total) > rows) {
+    if (skipping_ && static_cast<std::uint64_t>(total) > rows) {
         bad_records_ += total - static_cast<int>(rows);
         total = static_cast<int>(rows);
     }
@@ -112,7 +117,7 @@ template <class G> int basic_read_chan<G>::allocate_records()
     out_ = static_cast<entry*>(records_block_) + 1;
     std::memset(static_cast<void*>(out_), 0, static_cast<std::size_t>(total) * channel_traits<G>::cleared_per_record);
     for (int i = 0; i < total; ++i) {
-        out_[i].event_id.event_number = channel_traits<G>::undecoded;
+        out_[i].event_id = {channel_traits<G>::undecoded, {}};
         out_[i].sbchdata[0] = {};
     }
     out_taken_ = 0;
@@ -143,8 +148,8 @@ template <class G> int basic_read_chan<G>::load_basket()
     const std::uint64_t position = subhead < head ? 0 : subhead - head;
     const basket_shape shape{traits::basket_word, sizeof(typename G::channel_basket), traits::channel_basket_pattern};
     const basket_status status = basket_->open(fd_, length, position, shape);
-    const bool usable = status == basket_status::loaded ? !skip_bad_records_ || rows_lie_in_basket() : false;
-    if (!usable && !(skip_bad_records_ && load_basket_from_rows())) {
+    const bool usable = status == basket_status::loaded && (!skipping_ || rows_lie_in_basket());
+    if (!usable && !(skipping_ && load_basket_from_rows())) {
         if (status == basket_status::head_failed) {
             std::perror("mmap");
             print<common_channel_texts, common_channel_message::basket_head_not_mapped>(chan_.c_str());
@@ -161,7 +166,7 @@ template <class G> int basic_read_chan<G>::load_basket()
     chn_offset_ = basket_->position();
     // A small basket is filled here; the workers fill a large one while they decode.
     constexpr std::uint64_t filled_at_once = std::uint64_t{1} << 20;
-    if (basket_->length() <= filled_at_once && !basket_->fetch_all() && !skip_bad_records_) {
+    if (basket_->length() <= filled_at_once && !basket_->fetch_all() && !skipping_) {
         print<common_channel_texts, common_channel_message::basket_not_mapped>(chan_.c_str());
         return TROX_DAQ_READ_CHAN_INTERN_ERROR;
     }
@@ -246,6 +251,7 @@ template <class G> void basic_read_chan<G>::widen_limits(const time_id& event, b
 
 template <class G> void basic_read_chan<G>::choose_number_of_threads()
 {
+    const mutex_holder lock(mx_);
     if (nthreads_ == 0) {
         nthreads_ = std::min(preferred_thread_count(cdt_->dtype_mask, cdt_->ev_mask), nthreadsmax_);
     }
@@ -259,6 +265,7 @@ template <class G> int basic_read_chan<G>::start_workers()
     ::pthread_attr_setscope(&attributes, PTHREAD_SCOPE_SYSTEM);
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     const int wanted = std::min(nthreads_, out_allocated_);
+    arenas_.reserve(static_cast<std::size_t>(wanted)); // so that a worker that ends needs no memory
     int started = 0;
     for (int i = 0; i < wanted; ++i) {
         const mutex_holder lock(mx_); // a worker that ends at once must find its handle
@@ -271,12 +278,12 @@ template <class G> int basic_read_chan<G>::start_workers()
         }
         workers_.fetch_sub(1, std::memory_order_relaxed);
         print<common_channel_texts, common_channel_message::thread_not_started>(i);
-        if (!skip_bad_records_) {
+        if (!skipping_) {
             signal_master();
         }
     }
     ::pthread_attr_destroy(&attributes);
-    return started == 0 && skip_bad_records_ ? TROX_DAQ_READ_CHAN_INTERN_ERROR : TROX_DAQ_READ_CHAN_OK;
+    return started == 0 && skipping_ ? TROX_DAQ_READ_CHAN_INTERN_ERROR : TROX_DAQ_READ_CHAN_OK;
 }
 
 } // namespace trox_detail

@@ -3,9 +3,11 @@
 #define TROX_GENERIC_READ_CHAN_WORKERS_INL
 
 #include "generic/clock.h"
+#include "generic/indexed_events.inl"
 #include "generic/read_chan_setup.inl"
 #include "generic/record_decoder.inl"
 
+#include <new>
 #include <utility>
 
 namespace trox_detail
@@ -30,12 +32,19 @@ template <class G> void basic_read_chan<G>::set_thread_exited(pthread_t id)
 template <class G> void* basic_read_chan<G>::run_worker(void* reader)
 {
     auto* self = static_cast<basic_read_chan*>(reader);
-    self->decode_records();
+    self->work();
     self->workers_.fetch_sub(1, std::memory_order_release); // the last access: the reader may be gone behind it
     return nullptr;
 }
 
+/// For a thread that the reader did not start: counted like one of its own.
 template <class G> void basic_read_chan<G>::decode_records()
+{
+    workers_.fetch_add(1, std::memory_order_relaxed);
+    run_worker(this);
+}
+
+template <class G> void basic_read_chan<G>::work()
 {
     const long begin = now_us();
     if (evh_base_ == nullptr || sbh_base_ == nullptr || chnb_ == nullptr) {
@@ -57,9 +66,14 @@ template <class G> void basic_read_chan<G>::decode_records()
     int index = 0;
     while (!stop_ && take_record(index)) {
         entry record{};
+        const record_arena::mark before = arena.position();
         const decode_outcome outcome = decoder.decode(get_data_table_pointer(index), record);
-        if (!(skip_bad_records_ ? settle_or_skip(outcome, record, index) : settle(outcome, record, index))) {
-            break;
+        if (!skipping_) {
+            if (!settle(outcome, record, index)) {
+                break;
+            }
+        } else if (!settle_or_skip(outcome, record, index)) {
+            arena.rewind(before);
         }
     }
     int done = 0;
@@ -115,7 +129,7 @@ template <class G> bool basic_read_chan<G>::settle_or_skip(decode_outcome outcom
     const mutex_holder lock(mx_);
     ++out_failed_;
     finish_if_all_are_done();
-    return true;
+    return false;
 }
 
 template <class G> void basic_read_chan<G>::publish(const entry& record, int index)
@@ -132,13 +146,13 @@ template <class G> void basic_read_chan<G>::finish_if_all_are_done()
     if (out_done_ + out_failed_ != out_allocated_) {
         return;
     }
+    if (skipping_ && !records_ascend()) {
+        disown_records_with_damaged_headers();
+    }
     if (out_failed_ != 0) {
         take_out_bad_records();
     }
-    index_ = std::make_unique<record_index<G>>(out_, out_total_.load(), channel_traits<G>::undecoded);
-    if (skip_bad_records_ && !index_->ascends()) {
-        widen_limits_to_all_records();
-    }
+    make_index();
     all_done_.store(1, std::memory_order_release);
     signal_master();
 }
@@ -156,6 +170,7 @@ template <class G> void basic_read_chan<G>::take_out_bad_records()
         }
         ++kept;
     }
+    out_cur_ = nullptr; // what was delivered before now may stand elsewhere
     bad_records_ += out_allocated_ - kept;
     out_total_ = kept;
     out_done_ = kept;
@@ -166,25 +181,54 @@ template <class G> void basic_read_chan<G>::take_out_bad_records()
     }
 }
 
-/// Makes the limits enclose all numbers and times, each for itself. A damaged event header may number the earliest
-/// event as the last: a search would then end before it met the events in between.
-template <class G> void basic_read_chan<G>::widen_limits_to_all_records()
+/// Without memory for the index, look-ups scan.
+template <class G> void basic_read_chan<G>::make_index()
+try {
+    index_ = std::make_unique<record_index<G>>(out_, out_total_.load(), channel_traits<G>::undecoded);
+} catch (const std::bad_alloc&) {
+    index_.reset();
+}
+
+/// True when the numbers and the times of the decoded records ascend.
+template <class G> bool basic_read_chan<G>::records_ascend() const
 {
-    for (int i = 0; i < out_total_; ++i) {
+    const entry* last = nullptr;
+    for (int i = 0; i < out_allocated_; ++i) {
+        if (out_[i].sbchdata[0].evhd == 0) {
+            continue;
+        }
         const time_id& event = out_[i].event_id;
-        if (event.event_number != 0 &&
-            (event_first_.event_number == 0 || event.event_number < event_first_.event_number)) {
-            event_first_.event_number = event.event_number;
+        if (last != nullptr && (event.event_number <= last->event_id.event_number ||
+                                microseconds(event.time) <= microseconds(last->event_id.time))) {
+            return false;
         }
-        event_last_.event_number = std::max(event_last_.event_number, event.event_number);
-        const std::uint64_t time = microseconds(event.time);
-        if (event.time.timeup != 0 && (event_first_.time.timeup == 0 || time < microseconds(event_first_.time))) {
-            event_first_.time = event.time;
+        last = out_ + i;
+    }
+    return true;
+}
+
+/// Takes records whose event header contradicts the file's event index for failed ones. A damaged header would
+/// give its event a place far from its neighbours, and a search that starts there would miss these. Records that
+/// are in order need no such doubt, and records that the index confirms may be in any order.
+template <class G> void basic_read_chan<G>::disown_records_with_damaged_headers()
+try {
+    const auto events = indexed_events<G>(file_->eit_tab.get());
+    for (int i = 0; i < out_allocated_; ++i) {
+        const auto* row = get_data_table_pointer(i);
+        if (out_[i].sbchdata[0].evhd == 0 || row == nullptr) {
+            continue;
         }
-        if (time > microseconds(event_last_.time)) {
-            event_last_.time = event.time;
+        const auto known = events.find(static_cast<std::uint64_t>(row->evhd));
+        const time_id& event = out_[i].event_id;
+        if (known == events.end() || known->second.event_number != event.event_number ||
+            !trox_time_stamp_eq(&known->second.time, &event.time)) {
+            out_[i].sbchdata[0] = {};
+            --out_done_;
+            ++out_failed_;
         }
     }
+} catch (const std::bad_alloc&) {
+    return; // read as they are
 }
 
 } // namespace trox_detail

@@ -5,6 +5,8 @@
 #include "generic/reader_settings.inl"
 #include "generic/run_files.h"
 
+#include <limits>
+
 namespace trox_detail
 {
 
@@ -22,18 +24,12 @@ template <class Request> run_files catalogue_of(const Request& request)
     return {request.cdir, std::string(name_in(request.exp_name)), std::string(name_in(request.stream_name))};
 }
 
-/// More runs than this are no request, but would take memory without end.
-inline constexpr int most_runs = 1000000;
-
 // --- the whole list -----------------------------------------------------------------------------------
 
-/// Builds the list of files. 0, or -10 without a file or a readable directory, or -7 for too many runs.
+/// Builds the list of files. 0, or -10 without a file or a readable directory.
 template <class Generation> int basic_reader<Generation>::find_files()
 {
     const run_range runs = runs_of(request_);
-    if (runs.last - runs.first >= most_runs) {
-        return TROX_DAQ_READER_INV_PARAM;
-    }
     set_data_dir(std::string(request_.ddir).c_str());
     found_from_run_catalogue_ = false;
     std::vector<std::string> names;
@@ -162,7 +158,7 @@ int basic_reader<Generation>::scan_for_runs(std::vector<std::string>& names, std
         }
     }
     before = nearest != nullptr ? nearest->name : "";
-    if (names.empty() && reaches_start(before)) {
+    if (names.empty() && serves_alone(before)) {
         names.push_back(before);
     }
     return TROX_DAQ_READER_OK;
@@ -194,7 +190,7 @@ int basic_reader<Generation>::scan_for_period(std::vector<std::string>& names, s
         }
     }
     before = nearest != nullptr ? nearest->name : "";
-    if (names.empty() && reaches_start(before)) {
+    if (names.empty() && serves_alone(before)) {
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::taking_file_before>(before.c_str());
         }
@@ -203,8 +199,16 @@ int basic_reader<Generation>::scan_for_period(std::vector<std::string>& names, s
     return TROX_DAQ_READER_OK;
 }
 
-/// True when the last event of a file before the span lies in or behind the start second.
-template <class Generation> bool basic_reader<Generation>::reaches_start(const std::string& name) const
+/// True when the only file there is reaches into the span. Without the channels it is taken too, so that `init`
+/// can say that they are what is missing.
+template <class Generation> bool basic_reader<Generation>::serves_alone(const std::string& name) const
+{
+    return reaches_start(name, chans_) || (!chans_.empty() && reaches_start(name, {}));
+}
+
+/// True when the last event of a file before the span, which has the channels, lies in or behind the start second.
+template <class Generation>
+bool basic_reader<Generation>::reaches_start(const std::string& name, const std::vector<std::string>& chans) const
 {
     if (name.empty()) {
         return false;
@@ -212,7 +216,7 @@ template <class Generation> bool basic_reader<Generation>::reaches_start(const s
     table_loader tables(0);
     std::uint32_t first_s = 0;
     std::uint32_t last_s = 0;
-    return tables.get_all_tables(request_.ddir + name, 0, &chans_) == 0 && event_span(tables, first_s, last_s) &&
+    return tables.get_all_tables(request_.ddir + name, 0, &chans) == 0 && event_span(tables, first_s, last_s) &&
            last_s >= request_.start_time.time.timeup;
 }
 
@@ -225,7 +229,7 @@ template <class Generation> void basic_reader<Generation>::complete_scanned_file
     if (!starts_before_span()) {
         add_very_first_file();
     }
-    if (!starts_before_span() && reaches_start(before)) {
+    if (!starts_before_span() && reaches_start(before, chans_)) {
         add_file(before.c_str(), false);
         sort_my_files();
     }
@@ -386,6 +390,7 @@ template <class Generation> run_span basic_reader<Generation>::span_of_file_name
     }
     if (first && last && files_.size() > 1) {
         span.stop_s += (span.stop_s - span.start_s) / static_cast<long>(files_.size() - 1);
+        span.stop_s = std::min(span.stop_s, long{std::numeric_limits<std::uint32_t>::max()});
     }
     return span;
 }

@@ -35,15 +35,15 @@ template <class Generation> double basic_reader<Generation>::time_period_of_file
     }
     std::uint32_t first_s = 0;
     std::uint32_t last_s = 0;
-    const bool has_events = event_span(*get_tables_, first_s, last_s);
-    get_tables_->clean_up();
-    if (!has_events) {
+    if (!event_span(*get_tables_, first_s, last_s)) {
+        // The tables stay, so that the dictionary of a file without events can be looked at.
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::no_events_in_index>();
         }
         set_error(TROX_DAQ_READER_NO_DATA);
         return no_events_marker;
     }
+    get_tables_->clean_up();
     return time_period_of(first_s, last_s);
 }
 

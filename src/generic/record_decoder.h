@@ -24,7 +24,7 @@ template <class Generation> struct record_source {
 };
 
 enum class decode_outcome {
-    record,               ///< decoded; the caller owns the record's blocks
+    record,               ///< decoded; its blocks lie in the arena
     record_without_block, ///< a compressed payload did not convert: event header and server block head only
     failed,               ///< not decoded; the next record may be
     failed_hard           ///< not decoded, and a worker gives up

@@ -113,6 +113,9 @@ template <class G> decode_outcome record_decoder<G>::decode_located(const stored
     if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
         return outcome;
     }
+    if (block == nullptr) {
+        arena_.rewind(before_block); // a payload that did not convert
+    }
     if (block != nullptr && !cut_to_subchannel(record.is_zipped(), before_block, block)) {
         return decode_outcome::failed_hard;
     }
@@ -264,8 +267,9 @@ template <class G> decode_outcome record_decoder<G>::convert_plain(const stored&
         return decode_outcome::failed_hard;
     }
     *result = record.head;
-    const unsigned char* data = record.subhead_bytes + sizeof(subhead);
-    if (payload != 0 && trox_convert_data(data, result + 1, record.head.dtype, static_cast<int>(payload)) != 0) {
+    const unsigned char* data = source_.channel->fetch(record.subhead_position + sizeof(subhead), payload);
+    if (payload != 0 &&
+        (data == nullptr || trox_convert_data(data, result + 1, record.head.dtype, static_cast<int>(payload)) != 0)) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
         return decode_outcome::failed_hard;
     }

@@ -36,17 +36,11 @@ public:
         collect_times(records, static_cast<std::size_t>(total));
     }
 
-    /// True when numbers and times ascend strictly.
-    bool ascends() const noexcept
-    {
-        return !numbers_.empty() && !times_.empty();
-    }
-
     /// True when `find_number` answers like the scans for this number: ascending numbers, and no difference
     /// that a signed comparison would take for negative.
     bool knows_number(event_number id) const noexcept
     {
-        return !numbers_.empty() && is_signed_distance(std::min(id, numbers_.front()), std::max(id, numbers_.back()));
+        return !numbers_.empty() && is_signed_distance(std::min(id, first_number_), std::max(id, last_number_));
     }
 
     /// The record with this number, else for PREV the one below (number 0 does not count), for NEXT the one
@@ -64,6 +58,12 @@ public:
             return static_cast<int>(at - 1);
         }
         return -1;
+    }
+
+    /// Where the number of a record is kept, for fetching it ahead.
+    const event_number* number_at(int i) const noexcept
+    {
+        return numbers_.data() + std::max(i, 0);
     }
 
     /// True when `find_time` answers like the scans.
@@ -147,6 +147,8 @@ private:
             }
             numbers_.push_back(number);
         }
+        first_number_ = total > 0 ? numbers_.front() : 0;
+        last_number_ = total > 0 ? numbers_.back() : 0;
     }
 
     void collect_times(const entry* records, std::size_t total)
@@ -167,6 +169,8 @@ private:
     }
 
     std::vector<event_number> numbers_;
+    event_number first_number_ = 0; // here too: the ends of a long table are seldom in the cache
+    event_number last_number_ = 0;
     std::vector<std::uint64_t> times_;
     std::uint64_t smallest_gap_ = std::numeric_limits<std::uint64_t>::max();
     std::size_t time_hint_ = 0;

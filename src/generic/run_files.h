@@ -15,7 +15,8 @@ struct run_range {
     int last = 0;
 };
 
-/// First and last second of a run; `stop_s` 0 for a run that still goes on.
+/// First and last second of a run; `stop_s` 0 for a run that still goes on. A time stamp holds 32 bits of seconds:
+/// a second that needs more counts as unknown, 0.
 struct run_span {
     long start_s = 0;
     long stop_s = 0;
@@ -34,6 +35,9 @@ public:
     std::optional<run_span> span_of(int run) const;
 
 private:
+    std::vector<std::string> of_listed_runs(run_range runs) const;
+    std::vector<std::string> of_wide_range(run_range runs) const;
+
     std::string directory_;
     std::string key_;
 };

@@ -28,6 +28,15 @@ template <class G> int basic_slicer<G>::start()
     if (is_started()) {
         return TROX_DAQ_SLICER_NOT_ALLOWED;
     }
+    try {
+        return start_all(debug);
+    } catch (const std::bad_alloc&) { // what runs by then is ended by clean_up
+        return TROX_DAQ_SLICER_INTERN_ERROR;
+    }
+}
+
+template <class G> int basic_slicer<G>::start_all(int debug)
+{
     if (const int status = start_table_thread(); status != TROX_DAQ_SLICER_OK) {
         return status;
     }
@@ -107,7 +116,8 @@ template <class G> void basic_slicer<G>::start_or_drop(int i, int debug)
 template <class G> bool basic_slicer<G>::goes_to_next_file(int status) const
 {
     return status == TROX_DAQ_SLICER_NO_DATA || status == TROX_DAQ_SLICER_OUT_OF_WINDOW ||
-           (task_.skip && status == TROX_DAQ_SLICER_INTERN_ERROR); // damage, when that is passed over
+           // Damage, when that is passed over; a damaged dictionary may have lost the channel's name.
+           (task_.skip && (status == TROX_DAQ_SLICER_INTERN_ERROR || status == TROX_DAQ_SLICER_NOT_FOUND));
 }
 
 template <class G> void basic_slicer<G>::add_to_not_found(int i)
@@ -190,7 +200,11 @@ template <class G> int basic_slicer<G>::create_channel(int i, table_loader* tabl
     }
     const auto loader = table->weak_from_this().lock(); // the channel's present reader may be its last owner
     remove_channel(i);
-    read_chans_[i] = std::make_unique<channel_reader>(table, channel_name(i), subchan, nullptr);
+    try {
+        read_chans_[i] = std::make_unique<channel_reader>(table, channel_name(i), subchan, nullptr);
+    } catch (const std::bad_alloc&) {
+        return TROX_DAQ_SLICER_INTERN_ERROR; // the channel has no reader now
+    }
     channel_reader& reader = *read_chans_[i];
     if constexpr (slicer_traits<G>::has_by_time_fix) {
         reader.set_by_time_fix(by_time_fix_);
@@ -241,7 +255,12 @@ template <class G> int basic_slicer<G>::start_channel(int i, int direction)
     pthread_mutex_t* mutex = nullptr;
     pthread_cond_t* cond = nullptr;
     int* flag = nullptr;
-    if (const int status = reader.start(&mutex, &cond, &flag); status != TROX_DAQ_READ_CHAN_OK) {
+    int status = TROX_DAQ_READ_CHAN_INTERN_ERROR;
+    try {
+        status = reader.start(&mutex, &cond, &flag);
+    } catch (const std::bad_alloc&) { // like any other lack of memory that the reader reports
+    }
+    if (status != TROX_DAQ_READ_CHAN_OK) {
         print<common_slicer_texts, common_slicer_message::start_failed>(i, channel_name(i), chans_[i]->subchan, status);
         return status;
     }
@@ -256,8 +275,8 @@ template <class G> int basic_slicer<G>::start_channel(int i, int direction)
         print<slicer_texts<G>, slicer_message::position_at_first>(0);
     }
     entry* record = nullptr;
-    const int status = reader.get_chan_data(nullptr, &record,
-                                            from_end ? TROX_DAQ_READ_CHAN_EVENT_LAST : TROX_DAQ_READ_CHAN_EVENT_FIRST);
+    status = reader.get_chan_data(nullptr, &record,
+                                  from_end ? TROX_DAQ_READ_CHAN_EVENT_LAST : TROX_DAQ_READ_CHAN_EVENT_FIRST);
     if constexpr (slicer_traits<G>::has_timing_traces) {
         if (debug < 0) {
             print<common_slicer_texts, common_slicer_message::start_timing>(elapsed_ms(start));
@@ -341,9 +360,9 @@ template <class G> int basic_slicer<G>::change_config(int i, int direction, int 
 template <class G> int basic_slicer<G>::leave_file(int i, table_loader* loader)
 {
     const int debug = get_debug();
-    const std::string name = loader != nullptr ? loader->get_file_name() : "";
+    const char* name = loader != nullptr ? loader->get_file_name() : "";
     if (debug > 0) {
-        print<common_slicer_texts, common_slicer_message::switching_file>(channel_name(i), name.c_str());
+        print<common_slicer_texts, common_slicer_message::switching_file>(channel_name(i), name);
     }
     if (loader != nullptr) {
         loader->inc_client_counter();

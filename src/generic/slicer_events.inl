@@ -40,6 +40,11 @@ template <class G> int basic_slicer<G>::get_data(const time_id* target, std::vec
     if (state.by_time) {
         current_event_id_.event_number = 0;
     }
+    try {
+        result->reserve(read_chans_.size()); // before anything changes, so that the call may be repeated
+    } catch (const std::bad_alloc&) {
+        return TROX_DAQ_SLICER_INTERN_ERROR;
+    }
     // The first call delivers the event that `start` chose.
     state.request = first_event_ != 0 ? static_cast<int>(TROX_DAQ_READ_CHAN_EVENT_CUR) : request;
     result->clear();
@@ -71,11 +76,32 @@ template <class G> int basic_slicer<G>::ask_channels(search& state)
 {
     const int count = static_cast<int>(read_chans_.size());
     for (int i = 0; i < count; ++i) {
+        fetch_ahead(i);
         if (const int status = ask_channel(i, state); status != TROX_DAQ_SLICER_OK) {
             return status;
         }
     }
     return TROX_DAQ_SLICER_OK;
+}
+
+/// Fetches what asking the channels behind `i` will look at: with hundreds of channels a reader is out of the cache
+/// when its turn comes, and then what it points at is as well.
+template <class G> void basic_slicer<G>::fetch_ahead(int i) const
+{
+    constexpr int far = 8;
+    constexpr int near = 4;
+    constexpr std::size_t cache_line = 64;
+    constexpr std::size_t lines_used = 3;
+    const int count = static_cast<int>(read_chans_.size());
+    if (i + far < count) {
+        const auto* reader = reinterpret_cast<const char*>(read_chans_[i + far].get());
+        for (std::size_t line = 0; line < lines_used; ++line) {
+            __builtin_prefetch(reader + line * cache_line);
+        }
+    }
+    if (i + near < count && read_chans_[i + near] != nullptr) {
+        read_chans_[i + near]->fetch_ahead();
+    }
 }
 
 template <class G> int basic_slicer<G>::ask_channel(int i, search& state)
@@ -181,14 +207,12 @@ template <class G> bool basic_slicer<G>::move_channel(int i, const search& state
             print<common_slicer_texts, common_slicer_message::loop_trace>(static_cast<int>(moves_left));
         }
         if (const int moved = change_config(i, state.request, 1); moved != TROX_DAQ_SLICER_OK) {
+            // Callers know the text; change_config never answers so today.
             if (slicer_traits<G>::moves_again && moved == TROX_DAQ_SLICER_OUT_OF_WINDOW && nchans_ == 1) {
                 print<common_slicer_texts, common_slicer_message::moving_again>();
                 continue;
             }
-            if (state.debug > 0) {
-                print<common_slicer_texts, common_slicer_message::no_more_files>(channel_name(i), chans_[i]->subchan);
-            }
-            return false;
+            break;
         }
         const int started = start_channel(i, state.request);
         if (started == TROX_DAQ_SLICER_OK) {
@@ -201,6 +225,13 @@ template <class G> bool basic_slicer<G>::move_channel(int i, const search& state
             remove_channel(i);
             return false;
         }
+    }
+    if (state.debug > 0) {
+        print<common_slicer_texts, common_slicer_message::no_more_files>(channel_name(i), chans_[i]->subchan);
+    }
+    // The last file may be one that did not start: its reader would fail every later call.
+    if (read_chans_[i] != nullptr && read_chans_[i]->get_number_of_records() == 0) {
+        remove_channel(i);
     }
     return false;
 }

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 
 namespace trox_detail
@@ -45,9 +46,11 @@ int basic_slicer<G>::init(const std::vector<std::string>* files, const std::vect
     }
     clean_up();
     bad_records_ = 0;
-    task_.bad_files = 0;
-    files_ = *files;
-    if (!copy_channels(*chans)) {
+    {
+        const mutex_holder lock(tmx_);
+        task_.bad_files = 0;
+    }
+    if (!copy_lists(*files, *chans)) {
         clean_up();
         return TROX_DAQ_SLICER_INTERN_ERROR;
     }
@@ -63,18 +66,35 @@ int basic_slicer<G>::init(const std::vector<std::string>* files, const std::vect
 template <class G>
 int basic_slicer<G>::init(const std::vector<char*>* files, const std::vector<chan_param*>* chans, int mode)
 {
-    if (files == nullptr) {
+    if (files == nullptr || chans == nullptr) {
         return TROX_DAQ_SLICER_INV_PARAM;
     }
     std::vector<std::string> names;
-    names.reserve(files->size());
-    for (const char* file : *files) {
-        if (file == nullptr) {
-            throw std::logic_error("slicer: null file name");
+    try {
+        names.reserve(files->size());
+        for (const char* file : *files) {
+            if (file == nullptr) {
+                throw std::logic_error("slicer: null file name");
+            }
+            names.emplace_back(file);
         }
-        names.emplace_back(file);
+    } catch (const std::bad_alloc&) {
+        clean_up();
+        return TROX_DAQ_SLICER_INTERN_ERROR;
     }
     return init(&names, chans, mode);
+}
+
+/// False when memory is short; part of the lists may be there.
+template <class G>
+bool basic_slicer<G>::copy_lists(const std::vector<std::string>& files, const std::vector<chan_param*>& chans)
+{
+    try {
+        files_ = files;
+        return copy_channels(chans);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 template <class G> bool basic_slicer<G>::copy_channels(const std::vector<chan_param*>& chans)
@@ -85,7 +105,10 @@ template <class G> bool basic_slicer<G>::copy_channels(const std::vector<chan_pa
         }
         param_copy copy(static_cast<chan_param*>(os().malloc(sizeof(chan_param))));
         if (copy == nullptr) {
-            print<slicer_texts<G>, slicer_message::no_channel_memory>(static_cast<const char*>(chan->name));
+            char name[sizeof(chan->name)]; // the caller's need not be terminated
+            std::memcpy(name, chan->name, sizeof(name));
+            name[sizeof(name) - 1] = '\0';
+            print<slicer_texts<G>, slicer_message::no_channel_memory>(static_cast<const char*>(name));
             return false;
         }
         std::memcpy(copy.get(), chan, sizeof(chan_param));

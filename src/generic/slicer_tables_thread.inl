@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <new>
+#include <exception>
 #include <unistd.h>
 
 namespace trox_detail
@@ -99,7 +99,7 @@ template <class G> typename table_thread<G>::loader_ptr table_thread<G>::load() 
         if (loader->get_all_tables((*task_->files)[task_->next], 0, task_->chans) == 0) {
             return loader;
         }
-    } catch (const std::bad_alloc&) { // a table that memory has no room for is like one that is damaged
+    } catch (const std::exception&) { // a table that memory has no room for is like one that is damaged
     }
     return nullptr;
 }

@@ -96,10 +96,74 @@ TEST_F(reader_discovery, several_runs_are_found_and_one_is_taken_for_a_range_tur
     EXPECT_EQ(other.get_file_name(0), dir / run_file_name(9, 1));
 }
 
-TEST_F(reader_discovery, absurdly_many_runs_are_invalid)
+TEST_F(reader_discovery, any_range_of_runs_is_looked_up)
 {
+    for (const int run : {7, 8, 2147483647}) {
+        trox_test::write_run_catalogue(catalogue, 1, run);
+        trox_test::write_file(dir / run_file_name(run, 1), 1000, 1009);
+    }
     set_runs(1, 2147483647);
-    EXPECT_EQ(reader.init(&request, nullptr), -7);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    // All begin in the same second: the names order them.
+    EXPECT_EQ(names(),
+              (std::vector<std::string>{run_file_name(2147483647, 1), run_file_name(7, 1), run_file_name(8, 1)}));
+    trox_daq_reader_2010 other;
+    set_runs(8, 2147483646);
+    ASSERT_EQ(other.init(&request, nullptr), 0);
+    ASSERT_EQ(other.get_number_of_files(), 1) << "both ends bound a wide range";
+    EXPECT_EQ(other.get_file_name(0), dir / run_file_name(8, 1));
+}
+
+TEST_F(reader_discovery, any_range_of_runs_is_scanned_for)
+{
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1009);
+    trox_test::write_file(dir / run_file_name(2147483647, 1), 1000, 1009);
+    set_runs(8, 2147483647);
+    ASSERT_EQ(reader.init(&request, nullptr), 0);
+    EXPECT_EQ(names(), run_names(2147483647, 1, 1));
+}
+
+TEST_F(reader_discovery, wide_range_of_runs_is_limited_to_the_stream)
+{
+    trox_test::write_run(dir);
+    trox_test::write_run_catalogue(catalogue);
+    copy_name(request.stream_name, "side");
+    set_runs(1, 2147483647);
+    request.ddir = empty;
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+}
+
+TEST_F(reader_discovery, runs_and_a_period_without_common_files_find_none)
+{
+    // Both are in the catalogue, each with a file of its own.
+    trox_test::write_run_catalogue(catalogue, 1, 7);
+    const std::uint32_t later = run_second + 1000;
+    trox_test::tw::catalogue_run entry{{"linac", "main", 8}, later, later + 1, {}};
+    entry.files.push_back({run_file_name(8, 1), "raw", later, later + 1});
+    trox_test::tw::write_catalogue(catalogue, entry);
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1009);
+    trox_test::write_file(dir / run_file_name(8, 1), 1000, 1009);
+    set_runs(7, 0);
+    set_times(later, later + 1);
+    EXPECT_EQ(reader.init(&request, nullptr), -10);
+    EXPECT_STREQ(reader.get_last_error(), "Files not found");
+}
+
+TEST_F(reader_discovery, run_seconds_beyond_32_bits_count_as_unknown)
+{
+    trox_test::write_run(dir);
+    for (const char* stop : {"4294967295", "4294967296", "9223372036854775807"}) {
+        std::ofstream(catalogue + "linac_main_run7_20120614T093000_20120614T093003.xml")
+            << "<daq_run number=\"7\" experiment=\"linac\" stream=\"main\" start=\"" << run_second << "\" stop=\""
+            << stop << "\"><file name=\"" << run_file_name(7, 1)
+            << "\" format=\"raw\" start=\"1\" stop=\"2\"/></daq_run>";
+        set_runs(7, 0);
+        trox_daq_reader_2010 other;
+        ASSERT_EQ(other.init(&request, nullptr), 0) << stop;
+        const bool is_known = std::string(stop) == "4294967295";
+        EXPECT_EQ(other.get_start_point()->time.timeup, is_known ? run_second : 0) << stop;
+        EXPECT_EQ(other.get_stop_point()->time.timeup, is_known ? 4294967295U : 0) << stop;
+    }
 }
 
 TEST_F(reader_discovery, runs_with_times_keep_the_files_of_the_period)

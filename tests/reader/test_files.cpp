@@ -3,6 +3,9 @@
 
 #include "failing_calls.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -103,6 +106,16 @@ TEST_F(reader_files, old_file_is_taken)
     reader.set_data_dir(old_directory);
     EXPECT_EQ(reader.add_file(old_name, true), 0);
     EXPECT_EQ(files(), (list{old_file, old_file}));
+}
+
+TEST_F(reader_files, time_of_the_last_write_does_not_count)
+{
+    look_at_close_times();
+    const std::string file = dir.touch("old_content.raw");
+    const timespec long_ago[2] = {{1000, 0}, {1000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), long_ago, 0), 0);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(file.c_str(), true), -10); }),
+              "trox_daq_reader_2010::add_file() file " + file + " skipped (not closed)\n");
 }
 
 TEST_F(reader_files, absent_file_is_not_found)

@@ -138,6 +138,17 @@ TEST(data_file_parts, path_list_is_split_up_to_an_empty_directory)
     EXPECT_EQ(split_path_list(""), list{});
 }
 
+TEST(data_file_parts, file_is_closed_30_seconds_after_its_status_changed)
+{
+    constexpr std::time_t now = 1339666200;
+    EXPECT_FALSE(is_closed(now + 1000, now)) << "a clock that runs ahead";
+    EXPECT_FALSE(is_closed(now, now));
+    EXPECT_FALSE(is_closed(now - 10, now));
+    EXPECT_FALSE(is_closed(now - 29, now));
+    EXPECT_TRUE(is_closed(now - 30, now));
+    EXPECT_TRUE(is_closed(0, now));
+}
+
 TEST(data_file_parts, base_name_stands_behind_the_last_slash)
 {
     EXPECT_EQ(base_name("/a/b.raw"), "b.raw");
@@ -153,6 +164,9 @@ TEST(data_file_parts, file_number_stands_between_the_last_underscores)
     EXPECT_EQ(parts.number, 12);
     EXPECT_EQ(split_at_file_number("a_xfile3_b").number, 0) << "the number follows the word at the start";
     EXPECT_EQ(split_at_file_number("a_file_b").number, 0);
+    EXPECT_EQ(split_at_file_number("a_file2147483647_b").number, 2147483647);
+    EXPECT_EQ(split_at_file_number("a_file2147483648_b").number, 0) << "no int holds it";
+    EXPECT_EQ(split_at_file_number("a_file9223372036854775807_b").number, 0);
     EXPECT_EQ(split_at_file_number("a_b").token, "");
     EXPECT_EQ(split_at_file_number("plain.raw").token, "");
     EXPECT_EQ(split_at_file_number("_").token, "");

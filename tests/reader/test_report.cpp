@@ -153,6 +153,13 @@ TEST_F(reader_report, span_of_two_files_adds_an_average_file)
     EXPECT_EQ(reader.get_time_period_us(), 3.7e7);
 }
 
+TEST_F(reader_report, span_of_files_that_are_not_in_order_is_negative)
+{
+    reader.add_file("/x/linac_main_run1_file2_19700101T001650.raw", true); // 1010 s
+    reader.add_file("/x/linac_main_run1_file1_19700101T001640.raw", true); // 1000 s, and 10 s back
+    EXPECT_EQ(reader.get_time_period_us(), -2.0e7);
+}
+
 TEST_F(reader_report, span_of_files_without_times_tells_first_from_last)
 {
     reader.add_file("/x/linac_main_run1_file1_19700101T001640.raw", true);
@@ -205,6 +212,27 @@ TEST_F(reader_report, span_of_one_file_covers_all_event_types)
     EXPECT_EQ(reader.get_time_period_us(), 3.0e7);
 }
 
+TEST_F(reader_report, event_type_that_begins_at_zero_does_not_begin_the_span)
+{
+    trox_test::tw::file_writer file(dir / "zero.raw", trox_test::tw::generation::v2010);
+    const auto slow = file.add_channel("SLOW");
+    const auto fast = file.add_channel("FAST");
+    const auto add = [&](std::uint32_t number, std::uint32_t second, int type, auto channel, const auto& payload) {
+        file.begin_event({number, {second, 0}, type});
+        file.begin_server_block({"SVR"});
+        file.add_record(channel, payload);
+        file.end_event();
+    };
+    const auto value = trox_test::tw::update_payload(trox_test::tw::generation::v2010, "SLOW", 1, {0, 0});
+    const auto trace = trox_test::tw::spectrum_payload(trox_test::tw::generation::v2010, TROX_BLOCK_1CHAN_2010, {1.0F});
+    add(1, 0, TROX_EV_UPD, slow, value);
+    add(2, 510, TROX_EV_NORMAL, fast, trace);
+    add(3, 530, TROX_EV_NORMAL, fast, trace);
+    file.finish();
+    ASSERT_EQ(reader.add_file((dir / "zero.raw").c_str(), true), 0);
+    EXPECT_EQ(reader.get_time_period_us(), 2.0e7);
+}
+
 TEST_F(reader_report, span_of_one_unreadable_file_is_minus_2)
 {
     ASSERT_EQ(reader.add_file(dir.touch("empty.raw").c_str(), true), 0);
@@ -230,6 +258,30 @@ TEST_F(reader_report, span_of_one_file_without_events_is_minus_3)
     EXPECT_STREQ(reader.get_last_error(), "No required data");
     reader.set_debug(1);
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.get_time_period_us(), -3.0); }), "No events in event index table\n");
+}
+
+TEST_F(reader_report, dictionary_of_a_file_without_events_stays_readable_after_its_span)
+{
+    trox_test::tw::file_writer file(dir / "none.raw", trox_test::tw::generation::v2010);
+    file.add_channel("FIRST");
+    file.add_channel("SECOND");
+    file.finish();
+    ASSERT_EQ(reader.add_file((dir / "none.raw").c_str(), true), 0);
+    ASSERT_EQ(reader.get_time_period_us(), -3.0);
+    int count = 5;
+    int ev_mask = 5;
+    int dtype_mask = 5;
+    EXPECT_STREQ(reader.get_channel_name(0, &count, &ev_mask, &dtype_mask), "FIRST");
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(ev_mask, 0);
+    EXPECT_EQ(dtype_mask, 0);
+    EXPECT_STREQ(reader.get_channel_name(1, nullptr, nullptr, nullptr), "SECOND");
+    // 2 * 272 / 96 is 5, but only two entries are there.
+    for (const int i : {2, 4, 5, -1}) {
+        EXPECT_EQ(reader.get_channel_name(i, nullptr, nullptr, nullptr), nullptr) << i;
+    }
+    reader.clean_up();
+    EXPECT_EQ(reader.get_channel_name(0, nullptr, nullptr, nullptr), nullptr);
 }
 
 TEST_F(reader_report, span_of_a_checked_request_is_that_of_the_request)

@@ -1,6 +1,8 @@
 // The data files of a request that the catalogue does not know: directory scan, neighbours, times.
 #include "discovery_fixture.h"
 
+#include "failing_calls.h"
+
 namespace
 {
 
@@ -20,6 +22,21 @@ TEST_F(reader_discovery, unreadable_directory_ends_the_scan)
     EXPECT_STREQ(reader.get_last_error(), "Files not found");
     request.ddir = "";
     EXPECT_EQ(reader.init(&request, nullptr), -10) << "a path list cannot be scanned";
+}
+
+TEST_F(reader_discovery, directory_that_fails_while_it_is_listed_ends_the_scan)
+{
+    trox_test::write_run(dir);
+    const trox_test::failing_calls system;
+    for (const int run : {0, 7}) {
+        set_runs(run, 0);
+        // Of seven entries four are no data files: the list would not be empty.
+        system.listings.fail(6);
+        trox_daq_reader_2010 other;
+        EXPECT_EQ(other.init(&request, nullptr), -10);
+        EXPECT_EQ(other.get_number_of_files(), 0);
+        EXPECT_STREQ(other.get_last_error(), "Files not found");
+    }
 }
 
 TEST_F(reader_discovery, scan_for_runs_tells_what_it_does)
@@ -164,6 +181,41 @@ TEST_F(reader_discovery, period_within_one_file_takes_that_file)
     EXPECT_EQ(of_runs.get_number_of_files(), 1);
 }
 
+TEST_F(reader_discovery, only_file_that_reaches_the_period_without_the_channels_says_that_they_are_missing)
+{
+    trox_test::write_file(dir / run_file_name(7, 1), 1000, 1049);
+    trox_test::channel_list unknown{"NO/SUCH/CHANNEL"};
+    for (const int run : {0, 7}) {
+        set_runs(run, 0);
+        set_times(run_second + 2, run_second + 3);
+        trox_daq_reader_2010 other;
+        EXPECT_EQ(other.init(&request, unknown.list()), -5) << run;
+        EXPECT_STREQ(other.get_last_error(), "Channel not found");
+        set_times(run_second + 100, run_second + 200);
+        trox_daq_reader_2010 later;
+        EXPECT_EQ(later.init(&request, unknown.list()), -10) << "the file does not reach the period";
+    }
+}
+
+TEST_F(reader_discovery, file_before_the_period_without_the_channels_is_left_out_beside_others)
+{
+    trox_test::write_file(dir / run_file_name(7, 3), 1020, 1029);
+    trox_test::tw::file_writer other(dir / run_file_name(6, 2), trox_test::tw::generation::v2010);
+    const auto channel = other.add_channel("OTHER");
+    for (const std::uint32_t number : {1000U, 1029U}) {
+        other.begin_event({number, trox_test::time_of(number)});
+        other.begin_server_block({"SVR"});
+        other.add_record(
+            channel, trox_test::tw::spectrum_payload(trox_test::tw::generation::v2010, TROX_BLOCK_1CHAN_2010, {1.0F}));
+        other.end_event();
+    }
+    other.finish();
+    set_times(run_second + 2, run_second + 9);
+    trox_test::channel_list channels{trox_test::trace_name};
+    ASSERT_EQ(reader.init(&request, channels.list()), 0);
+    EXPECT_EQ(names(), run_names(7, 3, 3));
+}
+
 TEST_F(reader_discovery, period_behind_all_files_finds_none)
 {
     trox_test::write_run(dir);
@@ -183,6 +235,27 @@ TEST_F(reader_discovery, name_without_file_number_has_no_neighbours)
         << text;
     EXPECT_NE(text.find("trox_daq_reader_2010(): unable to get the name if the very first file\n"), std::string::npos)
         << text;
+}
+
+TEST_F(reader_discovery, file_number_that_no_int_holds_has_no_neighbours)
+{
+    trox_test::write_file(dir / "linac_main_run7_file9223372036854775807_20120614T093000.raw", 1000, 1009);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_NE(text.find("LAST FILE NUMBER: 'file9223372036854775807'\n"
+                        "trox_daq_reader_2010(): unable to get the name if the very first file\n"),
+              std::string::npos)
+        << text;
+    EXPECT_EQ(reader.get_number_of_files(), 1);
+}
+
+TEST_F(reader_discovery, neighbour_of_the_highest_file_number_is_sought_without_overflow)
+{
+    trox_test::write_file(dir / "linac_main_run7_file2147483647_20120614T093000.raw", 1000, 1009);
+    reader.set_debug(-1);
+    const std::string text = printed_by([&] { EXPECT_EQ(reader.init(&request, nullptr), 0); });
+    EXPECT_NE(text.find("PARTIAL FILE NAME: 'linac_main_run7_file2147483646_'\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("PARTIAL FILE NAME: 'linac_main_run7_file2147483648_'\n"), std::string::npos) << text;
 }
 
 TEST_F(reader_discovery, scanned_files_without_times_are_not_taken)

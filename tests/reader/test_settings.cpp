@@ -69,6 +69,21 @@ TEST_F(reader_settings, environment_gives_seconds_and_microseconds_of_the_tolera
     EXPECT_EQ(microseconds.get_time_diff()->timelow, 1250U);
 }
 
+TEST_F(reader_settings, tolerance_from_the_environment_is_bounded_by_its_field)
+{
+    const std::map<const char*, std::uint32_t> taken{
+        {"-1", 0U},       {"4294967295", 4294967295U}, {"4294967296", 4294967295U},
+        {"nonsense", 0U}, {"2000000", 2000000U},       {"99999999999999999999", 4294967295U},
+        {"", 0U}};
+    for (const auto& [text, value] : taken) {
+        env.set("DAQ_MAX_TIME_STEP_SEC", text);
+        env.set("DAQ_MAX_TIME_STEP_USEC", text);
+        trox_daq_reader_2010 reader;
+        EXPECT_EQ(reader.get_time_diff()->timeup, value) << text;
+        EXPECT_EQ(reader.get_time_diff()->timelow, value) << text;
+    }
+}
+
 TEST_F(reader_settings, clean_up_puts_the_defaults_back_without_reading_the_environment)
 {
     env.set("DAQ_MAX_TIME_STEP_USEC", "1250");
@@ -301,12 +316,14 @@ TEST_F(reader_settings, null_data_path_list_changes_nothing)
 TEST_F(reader_settings, running_reader_refuses_changes_of_the_request)
 {
     trox_daq_reader_2010 reader;
-    const std::string file = dir.touch("a.raw");
+    const std::string file = dir.touch(trox_test::run_file_name(1, 1));
     ASSERT_EQ(reader.add_file(file.c_str(), true), 0);
     daq_channel_entry channel{"CH", {}};
     ASSERT_EQ(reader.add_channel(&channel), 0);
     make_run(reader);
 
+    const trox_time_id start = *reader.get_start_point();
+    const trox_time_id stop = *reader.get_stop_point();
     trox_time_id id{1, {2, 3}};
     EXPECT_EQ(reader.set_synch_mode(1), -8);
     EXPECT_STREQ(reader.get_last_error(), "Not allowed");
@@ -317,18 +334,30 @@ TEST_F(reader_settings, running_reader_refuses_changes_of_the_request)
     EXPECT_EQ(reader.set_stream("x"), -8);
     EXPECT_EQ(reader.set_catalog_dir("x"), -8);
     EXPECT_EQ(reader.set_data_dir("x"), -8);
+    EXPECT_EQ(reader.set_data_dir(nullptr), -8);
     EXPECT_EQ(reader.add_file("x", true), -8);
-    EXPECT_EQ(reader.remove_file("x"), -8);
+    EXPECT_EQ(reader.remove_file(file), -8) << "also of a file that is listed";
+    EXPECT_EQ(reader.remove_file(file.c_str()), -8);
     EXPECT_EQ(reader.add_channel(&channel), -8);
     EXPECT_EQ(reader.rem_channel("CH"), -8);
+    trox_test::channel_list more{"OTHER"};
+    EXPECT_EQ(reader.set_channels(more.list()), -8);
+    EXPECT_STREQ(reader.get_last_error(), "Not allowed");
     EXPECT_EQ(reader.get_synch_mode(), 0);
     EXPECT_EQ(reader.get_period()->event_number, 1U);
     EXPECT_EQ(reader.get_period()->time.timelow, 100000U);
+    EXPECT_EQ(reader.get_start_point()->event_number, start.event_number);
+    EXPECT_EQ(reader.get_start_point()->time.timeup, start.time.timeup);
+    EXPECT_EQ(reader.get_stop_point()->event_number, stop.event_number);
+    EXPECT_EQ(reader.get_stop_point()->time.timeup, stop.time.timeup);
     EXPECT_STREQ(reader.get_experiment(), "linac");
     EXPECT_STREQ(reader.get_stream(), "main");
     EXPECT_STREQ(reader.get_catalog_dir(), "/daq/trox/admtemp/");
     EXPECT_STREQ(reader.get_data_dir(), "/daq/trox_ext/LINAC/");
     EXPECT_EQ(reader.get_number_of_channels(), 1);
+    EXPECT_STREQ(reader.get_channel_name(0, nullptr), "CH");
+    ASSERT_EQ(reader.get_number_of_files(), 1);
+    EXPECT_EQ(reader.get_file_name(0), file);
 }
 
 TEST_F(reader_settings, invalid_arguments_count_before_running)

@@ -12,6 +12,8 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -52,8 +54,17 @@ struct fake_world {
         int constructed = 0;
         int questions = 0;
         bool descriptions_cleaned = false;
+        bool construction_throws = false; ///< as if memory were short
+        bool start_throws = false;
+        // What the slicer has set on the channel's last reader.
+        int subchan = 0;
+        bool by_time_fix = false;
+        bool skips = false;
+        time_stamp time_diff{};
+        trox_time_id step{};
     };
     std::map<std::string, channel> channels;
+    std::string file_that_throws; ///< when its tables are loaded
     int set_time_diff_status = 0;
     int set_step_status = 0;
     std::chrono::milliseconds answer_takes{0};
@@ -72,6 +83,9 @@ public:
     }
     int get_all_tables(const std::string& file, int, const std::vector<std::string>*)
     {
+        if (file == world.file_that_throws) {
+            throw std::length_error("fake loader");
+        }
         name_ = file;
         return 0;
     }
@@ -102,20 +116,32 @@ private:
 class fake_reader
 {
 public:
-    fake_reader(fake_loader* loader, const char* name, int, chan_descr_2010*)
+    fake_reader(fake_loader* loader, const char* name, int subchan, chan_descr_2010*)
         : loader_(loader->shared_from_this()), channel_(&world.channels[name])
     {
+        if (channel_->construction_throws) {
+            throw std::bad_alloc();
+        }
+        channel_->subchan = subchan;
         ++channel_->constructed;
         std::this_thread::sleep_for(world.construction_takes);
     }
-    void set_by_time_fix(bool) {}
-    void set_skip_bad_records(bool) {}
-    int set_time_diff(time_stamp*)
+    void set_by_time_fix(bool on)
     {
+        channel_->by_time_fix = on;
+    }
+    void set_skip_bad_records(bool skips)
+    {
+        channel_->skips = skips;
+    }
+    int set_time_diff(time_stamp* diff)
+    {
+        channel_->time_diff = *diff;
         return world.set_time_diff_status;
     }
-    int set_step(trox_time_id*)
+    int set_step(trox_time_id* step)
     {
+        channel_->step = *step;
         return world.set_step_status;
     }
     int start(pthread_mutex_t** mutex, pthread_cond_t** cond, int** flag)
@@ -123,6 +149,9 @@ public:
         *mutex = &mutex_;
         *cond = &cond_;
         *flag = &flag_;
+        if (channel_->start_throws) {
+            throw std::bad_alloc();
+        }
         return next_of(channel_->start_statuses);
     }
     int get_number_of_records() const
@@ -133,6 +162,7 @@ public:
     {
         return channel_->bad_records;
     }
+    void fetch_ahead() const noexcept {}
     int get_chan_data(trox_time_id* id, trox_channel_entry_long** out, int type)
     {
         const bool asks_for_event = id != nullptr;

@@ -1,39 +1,6 @@
 // The slicer on channel readers that answer anything: moves from file to file, start, timing, release.
+#include "allocations.h"
 #include "fake_readers.h"
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
-namespace
-{
-
-std::atomic<long> allocations{0};
-
-} // namespace
-
-// Counts what the program allocates.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    ++allocations;
-    return std::malloc(size != 0 ? size : 1);
-}
-void* operator new(std::size_t size)
-{
-    void* const block = operator new(size, std::nothrow);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    return block;
-}
-void operator delete(void* block) noexcept
-{
-    std::free(block);
-}
-void operator delete(void* block, std::size_t) noexcept
-{
-    std::free(block);
-}
 
 namespace slicer_test
 {

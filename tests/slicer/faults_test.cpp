@@ -1,4 +1,5 @@
 // The slicer when memory and threads are not to be had.
+#include "captured_output.h"
 #include "generic/os_calls.h"
 #include "slicer_files.h"
 
@@ -32,6 +33,9 @@ private:
     void* (*kept_)(std::size_t);
 };
 
+/// What perror makes of a failed malloc.
+const std::string no_memory_text = std::string("malloc: ") + std::strerror(ENOMEM) + "\n";
+
 class slicer_faults : public slicer_files
 {
 protected:
@@ -56,16 +60,30 @@ TEST_F(slicer_faults, no_memory_for_a_channel_ends_init)
     EXPECT_EQ(slicer.start(), -1) << "the lists are empty";
 }
 
+TEST_F(slicer_faults, the_name_of_a_channel_without_memory_is_printed_within_its_field)
+{
+    channel_list longest{"A"};
+    std::memset(longest[0].name, 'n', sizeof(longest[0].name)); // not terminated, as the caller may leave it
+    std::memset(longest[0].nname, 'x', sizeof(longest[0].nname));
+    const std::string text = printed_by([&] {
+        const failing_malloc fails(1);
+        EXPECT_EQ(slicer.init(&files, &longest, 0), -6);
+    });
+    EXPECT_EQ(text, "trox_daq_slicer_2010::init() failed to malloc channel entry for " +
+                        std::string(sizeof(longest[0].name) - 1, 'n') + "\n");
+}
+
 TEST_F(slicer_faults, no_memory_for_the_slots_ends_start)
 {
     ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
     int status = 0;
-    const std::string text = printed_by([&] {
+    const auto printed = trox_test::capture([&] {
         const failing_malloc fails(1);
         status = slicer.start();
     });
     EXPECT_EQ(status, -6);
-    EXPECT_EQ(text, "Failed to allocate get_tables pointers\n");
+    EXPECT_EQ(printed.out, "Failed to allocate get_tables pointers\n");
+    EXPECT_EQ(printed.err, no_memory_text);
     EXPECT_EQ(slicer.start(), 0) << "nothing was begun";
 }
 
@@ -76,14 +94,15 @@ TEST_F(slicer_faults, no_memory_for_the_readers_ends_start)
     for (int n = 2; n < 50 && !found; ++n) {
         ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
         int status = 0;
-        const std::string text = printed_by([&] {
+        const auto printed = trox_test::capture([&] {
             const failing_malloc fails(n);
             status = slicer.start();
             slicer.clean_up();
         });
-        found = text == "Failed to allocate read_chans pointers\n";
+        found = printed.out == "Failed to allocate read_chans pointers\n";
         if (found) {
             EXPECT_EQ(status, -6);
+            EXPECT_EQ(printed.err, no_memory_text);
         }
     }
     EXPECT_TRUE(found);

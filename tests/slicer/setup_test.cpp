@@ -21,6 +21,8 @@ TEST_F(slicer_setup, null_lists_are_invalid)
     EXPECT_EQ(slicer.init(static_cast<const std::vector<char*>*>(nullptr), &channels, 0), -7);
     EXPECT_EQ(slicer.init(&two_names, nullptr, 0), -7);
     EXPECT_EQ(slicer.init(&names, nullptr, 0), -7);
+    names.push_back(nullptr);
+    EXPECT_EQ(slicer.init(&names, nullptr, 0), -7) << "before any name is looked at";
 }
 
 TEST_F(slicer_setup, channels_without_files_print_one_message)

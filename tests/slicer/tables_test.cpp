@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
 
@@ -32,22 +33,31 @@ void let_the_thread_load()
     std::this_thread::sleep_for(150ms);
 }
 
-/// Runs `call` in a process of its own; false when that has to be killed.
-template <class Call> bool ends_soon(Call call)
+/// Runs `prepare` and then `call` in a process of its own. False when `call` has to be killed, `patience` after
+/// it was begun; a failed `prepare` fails the test.
+template <class Prepare, class Call> bool ends_within(std::chrono::milliseconds patience, Prepare prepare, Call call)
 {
+    int pipe_ends[2];
+    if (::pipe(pipe_ends) != 0) {
+        throw std::runtime_error("no pipe");
+    }
     const pid_t child = ::fork();
     if (child == 0) {
-        call();
-        ::_exit(0);
+        ::_exit(prepare() && ::write(pipe_ends[1], "x", 1) == 1 && call() ? 0 : 1);
     }
-    for (int i = 0; i < 60; ++i) {
+    ::close(pipe_ends[1]);
+    char begun = 0;
+    EXPECT_EQ(::read(pipe_ends[0], &begun, 1), 1) << "prepared";
+    ::close(pipe_ends[0]);
+    const auto limit = std::chrono::steady_clock::now() + patience;
+    do {
         int status = 0;
         if (::waitpid(child, &status, WNOHANG) == child) {
             EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
             return true;
         }
         std::this_thread::sleep_for(10ms);
-    }
+    } while (std::chrono::steady_clock::now() < limit);
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
     return false;
@@ -192,16 +202,113 @@ TEST_F(slicer_tables, start_fails_when_no_file_can_be_loaded)
 TEST_F(slicer_tables, the_wait_for_a_released_file_does_not_end)
 {
     add_files(2);
-    const auto ask_for_released = [&](bool skips) {
+    const auto asking_for_released_ends = [&](bool skips, std::chrono::milliseconds patience) {
         trox_daq_slicer_2010 slicer;
         slicer.set_skip_bad_records(skips);
-        slicer.init(&files, &channels, 0);
-        slicer.start();
-        slicer.change_config(0, next, 1); // releases file 0 and takes file 1; nothing is left to be loaded
-        slicer.find_ready_table(files[0]);
+        return ends_within(
+            patience,
+            [&] {
+                // The move releases file 0 and takes file 1; nothing is left to be loaded.
+                return slicer.init(&files, &channels, 0) == 0 && slicer.start() == 0 &&
+                       slicer.change_config(0, next, 1) == 0;
+            },
+            [&] { return slicer.find_ready_table(files[0]) == nullptr; });
     };
-    EXPECT_FALSE(ends_soon([&] { ask_for_released(false); }));
-    EXPECT_TRUE(ends_soon([&] { ask_for_released(true); }));
+    EXPECT_FALSE(asking_for_released_ends(false, 600ms));
+    EXPECT_TRUE(asking_for_released_ends(true, 30s));
+}
+
+TEST_F(slicer_tables, the_wait_for_a_file_that_no_slot_comes_free_for_does_not_end)
+{
+    add_files(3);
+    const auto asking_for_the_last_ends = [&](bool skips, std::chrono::milliseconds patience) {
+        trox_daq_slicer_2010 slicer;
+        slicer.set_skip_bad_records(skips);
+        return ends_within(
+            patience,
+            [&] {
+                return slicer.init(&files, &channels, 0) == 0 && slicer.set_num_of_get_tables(2) == 0 &&
+                       slicer.start() == 0 && slicer.find_ready_table(files[1]) != nullptr;
+            },
+            [&] { return slicer.find_ready_table(files[2]) == nullptr; });
+    };
+    EXPECT_FALSE(asking_for_the_last_ends(false, 600ms));
+    EXPECT_TRUE(asking_for_the_last_ends(true, 30s));
+}
+
+TEST_F(slicer_tables, going_back_to_a_released_file_finds_nothing_and_then_loses_the_channel)
+{
+    add_files(3);
+    // With bad records skipped, or while the table of the file ahead is untaken.
+    for (const auto& [skips, number_of_files] : {std::pair{true, 2}, std::pair{false, 3}}) {
+        trox_daq_slicer_2010 slicer;
+        slicer.set_skip_bad_records(skips);
+        const std::vector<std::string> some(files.begin(), files.begin() + number_of_files);
+        ASSERT_EQ(slicer.init(&some, &channels, 0), 0);
+        ASSERT_EQ(slicer.start(), 0);
+        records found;
+        for (int i = 0; i < 4; ++i) {
+            ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0);
+        }
+        ASSERT_THAT(labels(found), ElementsAre("A@4")) << "the first event of the second file";
+        int status = 1;
+        EXPECT_EQ(printed_by([&] { status = slicer.get_data(nullptr, &found, previous); }), "");
+        EXPECT_EQ(status, 0);
+        EXPECT_THAT(found, IsEmpty());
+        const trox_time_id five{5, time_of(5)};
+        EXPECT_EQ(slicer.get_data(&five, &found, current), 0);
+        EXPECT_THAT(labels(found), ElementsAre("A@5")) << "the channel stays in its file";
+        const trox_time_id four{4, time_of(4)};
+        EXPECT_EQ(printed_by([&] { status = slicer.get_data(&four, &found, previous); }),
+                  "STRANGE trox_file_get_tables not found in the table... removing it anyway\n"
+                  "STRANGE no files found we'll lose the channel[0] A\n");
+        EXPECT_EQ(status, -3);
+    }
+}
+
+TEST_F(slicer_tables, the_debug_level_and_the_count_of_bad_files_are_for_any_thread)
+{
+    add_damaged_file("bad0");
+    add_damaged_file("bad1");
+    add_files(2);
+    add_damaged_file("bad2");
+    add_file("last", {{"A", events(7, 9)}});
+    trox_daq_slicer_2010 slicer;
+    slicer.set_skip_bad_records(true);
+    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    std::atomic<bool> ends{false};
+    std::atomic<int> rounds{0};
+    bool counts_ascend = true;
+    std::thread other([&] {
+        for (int last_count = 0; !ends; ++rounds) {
+            slicer.set_debug(rounds % 2);
+            const int count = slicer.get_number_of_bad_files();
+            counts_ascend = counts_ascend && count >= last_count;
+            last_count = count;
+            std::this_thread::yield();
+        }
+        slicer.set_debug(0);
+    });
+    while (rounds < 2) {
+        std::this_thread::yield();
+    }
+    std::vector<std::uint32_t> numbers;
+    int status = 1;
+    printed_by([&] {
+        status = slicer.start();
+        records found;
+        while (slicer.get_data(nullptr, &found, next) == 0) {
+            if (!found.empty()) {
+                numbers.push_back(found[0]->event_id.event_number);
+            }
+        }
+        ends = true;
+        other.join();
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(numbers, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+    EXPECT_TRUE(counts_ascend);
+    EXPECT_EQ(slicer.get_number_of_bad_files(), 3);
 }
 
 TEST_F(slicer_tables, a_released_file_is_null_while_another_is_untaken)

@@ -54,6 +54,7 @@ public:
         maps.reset();
         allocations.reset();
         threads.reset();
+        listings.reset();
         auto& calls = trox_detail::os();
         system() = kept_;
         calls.open = [](const char* path, int flags) {
@@ -81,6 +82,13 @@ public:
                                   void* argument) {
             return threads.next_fails() ? EAGAIN : system().pthread_create(thread, attributes, entry, argument);
         };
+        calls.readdir = [](DIR* directory) -> dirent* {
+            if (listings.next_fails()) {
+                errno = EIO;
+                return nullptr;
+            }
+            return system().readdir(directory);
+        };
     }
     failing_calls(const failing_calls&) = delete;
     failing_calls& operator=(const failing_calls&) = delete;
@@ -93,6 +101,7 @@ public:
     static inline call_failures maps;
     static inline call_failures allocations;
     static inline call_failures threads;
+    static inline call_failures listings;
 
 private:
     static trox_detail::os_calls& system()

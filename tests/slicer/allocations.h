@@ -1,0 +1,28 @@
+// What the test program allocates with new: counted, and made to fail.
+#ifndef TROX_TEST_ALLOCATIONS_H
+#define TROX_TEST_ALLOCATIONS_H
+
+#include <atomic>
+
+namespace slicer_test
+{
+
+/// Number of allocations so far, of all threads.
+extern std::atomic<long> allocations;
+
+/// Makes the n-th allocation of the calling thread fail, counted from 1, as long as it lives. One at a time.
+class failing_allocation
+{
+public:
+    explicit failing_allocation(long n);
+    failing_allocation(const failing_allocation&) = delete;
+    failing_allocation& operator=(const failing_allocation&) = delete;
+    ~failing_allocation();
+
+    /// Whether there were so many.
+    bool has_failed() const;
+};
+
+} // namespace slicer_test
+
+#endif

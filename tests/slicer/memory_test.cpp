@@ -1,0 +1,110 @@
+// The slicer when any one of its own allocations fails: every call answers, none throws.
+#include "allocations.h"
+#include "slicer_files.h"
+
+namespace slicer_test
+{
+
+class slicer_memory : public slicer_files
+{
+protected:
+    void SetUp() override
+    {
+        slicer_files::SetUp();
+        add_file("0", {{"A", events(1, 3)}, {"B", events(1, 3)}});
+        add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+    }
+
+    /// Calls with the first allocation failing, the second, ..., until there is none left to fail. Answers their
+    /// number.
+    template <class Call> long fail_each_allocation(Call call)
+    {
+        constexpr long bound = 2000;
+        for (long n = 1; n < bound; ++n) {
+            if (!call(n)) {
+                return n - 1;
+            }
+        }
+        ADD_FAILURE() << "no end";
+        return bound;
+    }
+
+    const channel_list channels{"A", "B"};
+};
+
+TEST_F(slicer_memory, init_answers_without_memory_for_its_lists)
+{
+    std::vector<char*> names;
+    for (auto& file : files) {
+        names.push_back(file.data());
+    }
+    const auto each = [&](const auto& list) {
+        return fail_each_allocation([&](long n) {
+            trox_daq_slicer_2010 slicer;
+            bool has_failed = false;
+            int status = 0;
+            {
+                const failing_allocation fails(n);
+                EXPECT_NO_THROW(status = slicer.init(&list, &channels, 0));
+                has_failed = fails.has_failed();
+            }
+            EXPECT_EQ(status, has_failed ? -6 : 0) << "allocation " << n;
+            EXPECT_EQ(slicer.start(), has_failed ? -1 : 0) << "after a failure the lists are empty";
+            return has_failed;
+        });
+    };
+    EXPECT_GE(each(files), 3);
+    EXPECT_GE(each(names), 6);
+}
+
+TEST_F(slicer_memory, start_answers_whichever_allocation_fails)
+{
+    const long number = fail_each_allocation([&](long n) {
+        trox_daq_slicer_2010 slicer;
+        EXPECT_EQ(slicer.init(&files, &channels, 0), 0);
+        bool has_failed = false;
+        int status = 0;
+        printed_by([&] {
+            const failing_allocation fails(n);
+            EXPECT_NO_THROW(status = slicer.start());
+            has_failed = fails.has_failed();
+        });
+        EXPECT_TRUE(status == 0 || (has_failed && status == -6)) << "allocation " << n << ", answer " << status;
+        const bool is_complete = status == 0 && slicer.get_not_found_channels() == std::string();
+        EXPECT_NE(is_complete, has_failed) << "allocation " << n;
+        return has_failed;
+    });
+    EXPECT_GE(number, 3) << "the list of bad files, and one reader for each channel";
+}
+
+TEST_F(slicer_memory, get_data_answers_whichever_allocation_fails)
+{
+    const long number = fail_each_allocation([&](long n) {
+        trox_daq_slicer_2010 slicer;
+        EXPECT_EQ(slicer.init(&files, &channels, 0), 0);
+        EXPECT_EQ(slicer.start(), 0);
+        bool has_failed = false;
+        std::size_t delivered = 0;
+        printed_by([&] {
+            const failing_allocation fails(n);
+            records found;
+            for (int status = 0; status != -3;) {
+                EXPECT_NO_THROW(status = slicer.get_data(nullptr, &found, next));
+                if (status != 0 && status != -3 && !(status == -6 && fails.has_failed())) {
+                    ADD_FAILURE() << "allocation " << n << ", answer " << status;
+                    break;
+                }
+                delivered += found.size();
+            }
+            has_failed = fails.has_failed();
+        });
+        EXPECT_LE(delivered, 12U);
+        if (!has_failed) {
+            EXPECT_EQ(delivered, 12U);
+        }
+        return has_failed;
+    });
+    EXPECT_GE(number, 3) << "the result, and one reader for each channel";
+}
+
+} // namespace slicer_test
