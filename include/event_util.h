@@ -6,6 +6,10 @@
 //
 // All functions are thread-safe: they keep no state but the two format switches, which are atomic. None
 // throws. None looks outside the memory or the file that its arguments describe.
+//
+// The linker knows a function by its parameter types, so those here are the ones that every library of this
+// interface has: some take what they only read through a pointer to non-const. Overloads at the end of this
+// header take the same arguments as const.
 #ifndef TROX_EVENT_UTIL_H
 #define TROX_EVENT_UTIL_H
 
@@ -28,7 +32,7 @@ enum trox_evutl_status : int {
     TROX_EVUTL_READ_ERROR = 2,    ///< a read failed; errno is kept
     TROX_EVUTL_BAD_PATTERN = 3,   ///< wrong pattern, or wrong checksum in the trailer
     TROX_EVUTL_DOES_NOT_FIT = 4,  ///< a position, length or count that does not fit the file
-    TROX_EVUTL_OUT_OF_MEMORY = 5, ///<
+    TROX_EVUTL_OUT_OF_MEMORY = 5, ///< a block could not be allocated
     TROX_EVUTL_NO_CHANNEL = -5    ///< no listed channel is in the dictionary
 };
 
@@ -110,18 +114,19 @@ int trox_get_chan_descr_table_m_2024(std::size_t filelen, trox_file_reference_ta
                                      trox_xml_chan_descr_header_2024** table);
 
 /// Decodes XML channel descriptions and appends one record per channel, owned by the caller, to `list`; on
-/// failure `list` is as before. An empty table gives 0 and adds nothing. Text too long is cut.
-int trox_load_chan_descr(const trox_xml_chan_descr_header* table, std::vector<chan_descr_2010*>* list);
-int trox_load_chan_descr(const trox_xml_chan_descr_header_2010* table, std::vector<chan_descr_2010*>* list);
-int trox_load_chan_descr(const trox_xml_chan_descr_header_2024* table, std::vector<chan_descr_2010*>* list);
+/// failure `list` is as before. An empty table gives 0 and adds nothing. Text too long is cut. The table is
+/// only read.
+int trox_load_chan_descr(trox_xml_chan_descr_header* table, std::vector<chan_descr_2010*>* list);
+int trox_load_chan_descr(trox_xml_chan_descr_header_2010* table, std::vector<chan_descr_2010*>* list);
+int trox_load_chan_descr(trox_xml_chan_descr_header_2024* table, std::vector<chan_descr_2010*>* list);
 
 /// Index of the dictionary entry named `name`, and a pointer to it through `entry` (may be null); negative,
-/// and `entry` untouched, when there is none. Borrowed: valid as long as the dictionary.
-int trox_find_channel_by_name(const trox_chan_dictionary_table* dictionary, const char* name,
+/// and `entry` untouched, when there is none. Borrowed: valid as long as the dictionary, which is only read.
+int trox_find_channel_by_name(trox_chan_dictionary_table* dictionary, const char* name,
                               trox_chan_dictionary_entry** entry);
-int trox_find_channel_by_name_2010(const trox_chan_dictionary_table_2010* dictionary, const char* name,
+int trox_find_channel_by_name_2010(trox_chan_dictionary_table_2010* dictionary, const char* name,
                                    trox_chan_dictionary_entry_2010** entry);
-int trox_find_channel_by_name_2024(const trox_chan_dictionary_table_2024* dictionary, const char* name,
+int trox_find_channel_by_name_2024(trox_chan_dictionary_table_2024* dictionary, const char* name,
                                    trox_chan_dictionary_entry_2024** entry);
 
 /// The largest page-aligned offset not above `pos`, and through `delta` the rest; -1 when `pos` is below 0 or
@@ -132,9 +137,9 @@ long trox_get_page_offset(long len, long pos, long* delta);
 // Byte order and conversion
 // ---------------------------------------------------------------------------------------------------
 
-/// Copies `nwords` 32-bit words from `source` to `destination`, each with its bytes reversed. Any alignment;
-/// the two may be equal but must not overlap otherwise.
-void trox_swap4(const void* source, void* destination, int nwords);
+/// Copies `nwords` 32-bit words from `source` to `destination`, each with its bytes reversed. Any alignment:
+/// the words are moved as bytes. The two may be equal but must not overlap otherwise; else `source` is only read.
+void trox_swap4(int* source, int* destination, int nwords);
 
 /// The same for `n` 64-bit words.
 void swap8bytes(const void* source, void* destination, int n);
@@ -148,8 +153,9 @@ void trox_convert_event_serv_block_head(const void* source, void* destination);
 /// Brings a payload of block type `dtype` (its low 16 bits count) and `len` bytes into host order; in place
 /// allowed. 0, or non-zero with nothing written for a null pointer, a negative length, an unassigned type
 /// or a length below the type's fixed head. A length of 0 of an assigned type is 0 and writes nothing. A
-/// count inside the payload that runs past its end converts what lies inside.
-int trox_convert_data(const void* source, void* destination, int dtype, int len);
+/// count inside the payload that runs past its end converts what lies inside. Any alignment; `source` is only
+/// read, unless it is `destination`.
+int trox_convert_data(void* source, void* destination, int dtype, int len);
 
 /// Process-wide switches: which generation's layout the print functions assume where a record does not tell.
 void set_data_format_2010(bool on);
@@ -165,17 +171,17 @@ bool is_slow_event(int type);
 /// How an event type's channels are laid out: a TROX_EV_STRUCT_TYPE.
 int get_event_struct_type(int type);
 
-/// True when the two stamps are equal in both words. False for a null argument.
-bool trox_time_stamp_eq(const time_stamp* a, const time_stamp* b);
+/// True when the two stamps are equal in both words. False for a null argument. The stamps are only read.
+bool trox_time_stamp_eq(time_stamp* a, time_stamp* b);
 
 /// True when |a - b| <= `tolerance_us` microseconds. `sign` receives 0 then, else -1 when `a` lies before `b`
 /// and +1 when it lies behind; `distance_us` receives |a - b|. Each output may be null.
-bool trox_time_stamp_eq(const time_stamp* a, const time_stamp* b, double tolerance_us, int* sign, double* distance_us);
+bool trox_time_stamp_eq(time_stamp* a, time_stamp* b, double tolerance_us, int* sign, double* distance_us);
 
 /// The event number at a time, from the machine clock in the environment variable TROX_EVENT_CLOCK,
 /// "SECONDS:EVENT:HZ": event number EVENT at SECONDS, HZ events a second, rounded down. 0 without a valid
-/// clock, before SECONDS, and for a null or zero time.
-unsigned long trox_get_event_id(const time_stamp* time);
+/// clock, before SECONDS, and for a null or zero time. The time is only read.
+unsigned long trox_get_event_id(time_stamp* time);
 
 // ---------------------------------------------------------------------------------------------------
 // Block types. All look at the low 16 bits of `dtype`; a `dtype` with upper bits set marks a block that was
@@ -212,9 +218,10 @@ int get_spect_code_description_2010(const trox_serv_block_subhead_2010* subhead)
 /// sub-head named `<chname>:<subchan>`, head with one member, its statistics when present, its floats. A
 /// window keeps samples start, start + inc, ... (length of them) and adjusts the axis; null keeps all.
 /// Non-zero, with nothing written, for a type without members, a member out of range, or a payload too short.
-int device_to_one_channel(const trox_serv_block_subhead* block, int subchan, const trox_chan_prms* window, int* length,
+/// The block given is only read.
+int device_to_one_channel(trox_serv_block_subhead* block, int subchan, const trox_chan_prms* window, int* length,
                           trox_serv_block_subhead** result);
-int device_to_one_channel_2010(const trox_serv_block_subhead_2010* block, int subchan, const trox_chan_prms* window,
+int device_to_one_channel_2010(trox_serv_block_subhead_2010* block, int subchan, const trox_chan_prms* window,
                                int* length, trox_serv_block_subhead_2010** result);
 
 // ---------------------------------------------------------------------------------------------------
@@ -256,5 +263,99 @@ int get_time_from_file_name(const char* name, time_stamp* time);
 void sort_files(std::vector<std::string>& files);
 
 #pragma GCC visibility pop
+
+// ---------------------------------------------------------------------------------------------------
+// The same functions for const arguments. Each hands its arguments on to the library's function above, which
+// only reads them. They are no part of the library: a program that uses them needs nothing more of it. To take
+// the address of one of these functions, name the type of the pointer.
+// ---------------------------------------------------------------------------------------------------
+
+namespace trox_detail
+{
+
+/// A pointer to const on its way to a function that lacks the const but only reads. Being made from a pointer
+/// is a conversion that a call uses last: pointers to non-const and null go to the library's function directly.
+template <class Type> class read_only
+{
+public:
+    read_only(const Type* pointer) noexcept : pointer_(pointer) {}
+
+    Type* get() const noexcept
+    {
+        return const_cast<Type*>(pointer_);
+    }
+
+private:
+    const Type* pointer_;
+};
+
+} // namespace trox_detail
+
+/// Plain pointers here, since one head is the base of another.
+inline int trox_load_chan_descr(const trox_xml_chan_descr_header* table, std::vector<chan_descr_2010*>* list)
+{
+    return trox_load_chan_descr(const_cast<trox_xml_chan_descr_header*>(table), list);
+}
+inline int trox_load_chan_descr(const trox_xml_chan_descr_header_2010* table, std::vector<chan_descr_2010*>* list)
+{
+    return trox_load_chan_descr(const_cast<trox_xml_chan_descr_header_2010*>(table), list);
+}
+inline int trox_load_chan_descr(const trox_xml_chan_descr_header_2024* table, std::vector<chan_descr_2010*>* list)
+{
+    return trox_load_chan_descr(const_cast<trox_xml_chan_descr_header_2024*>(table), list);
+}
+
+inline int trox_find_channel_by_name(trox_detail::read_only<trox_chan_dictionary_table> dictionary, const char* name,
+                                     trox_chan_dictionary_entry** entry)
+{
+    return trox_find_channel_by_name(dictionary.get(), name, entry);
+}
+inline int trox_find_channel_by_name_2010(trox_detail::read_only<trox_chan_dictionary_table_2010> dictionary,
+                                          const char* name, trox_chan_dictionary_entry_2010** entry)
+{
+    return trox_find_channel_by_name_2010(dictionary.get(), name, entry);
+}
+inline int trox_find_channel_by_name_2024(trox_detail::read_only<trox_chan_dictionary_table_2024> dictionary,
+                                          const char* name, trox_chan_dictionary_entry_2024** entry)
+{
+    return trox_find_channel_by_name_2024(dictionary.get(), name, entry);
+}
+
+/// Takes words of any type and alignment.
+inline void trox_swap4(trox_detail::read_only<void> source, void* destination, int nwords)
+{
+    trox_swap4(static_cast<int*>(source.get()), static_cast<int*>(destination), nwords);
+}
+
+inline int trox_convert_data(trox_detail::read_only<void> source, void* destination, int dtype, int len)
+{
+    return trox_convert_data(source.get(), destination, dtype, len);
+}
+
+inline bool trox_time_stamp_eq(trox_detail::read_only<time_stamp> a, trox_detail::read_only<time_stamp> b)
+{
+    return trox_time_stamp_eq(a.get(), b.get());
+}
+inline bool trox_time_stamp_eq(trox_detail::read_only<time_stamp> a, trox_detail::read_only<time_stamp> b,
+                               double tolerance_us, int* sign, double* distance_us)
+{
+    return trox_time_stamp_eq(a.get(), b.get(), tolerance_us, sign, distance_us);
+}
+
+inline unsigned long trox_get_event_id(trox_detail::read_only<time_stamp> time)
+{
+    return trox_get_event_id(time.get());
+}
+
+inline int device_to_one_channel(trox_detail::read_only<trox_serv_block_subhead> block, int subchan,
+                                 const trox_chan_prms* window, int* length, trox_serv_block_subhead** result)
+{
+    return device_to_one_channel(block.get(), subchan, window, length, result);
+}
+inline int device_to_one_channel_2010(trox_detail::read_only<trox_serv_block_subhead_2010> block, int subchan,
+                                      const trox_chan_prms* window, int* length, trox_serv_block_subhead_2010** result)
+{
+    return device_to_one_channel_2010(block.get(), subchan, window, length, result);
+}
 
 #endif

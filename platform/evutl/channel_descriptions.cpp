@@ -192,17 +192,17 @@ int load_description_table(const typename Generation::description_table* table,
 
 } // namespace trox_evutl
 
-int trox_load_chan_descr(const trox_xml_chan_descr_header* table, std::vector<chan_descr_2010*>* list)
+int trox_load_chan_descr(trox_xml_chan_descr_header* table, std::vector<chan_descr_2010*>* list)
 {
     return trox_evutl::load_description_table<trox_evutl::generation_legacy>(table, list);
 }
 
-int trox_load_chan_descr(const trox_xml_chan_descr_header_2010* table, std::vector<chan_descr_2010*>* list)
+int trox_load_chan_descr(trox_xml_chan_descr_header_2010* table, std::vector<chan_descr_2010*>* list)
 {
     return trox_evutl::load_description_table<trox_evutl::generation_2010>(table, list);
 }
 
-int trox_load_chan_descr(const trox_xml_chan_descr_header_2024* table, std::vector<chan_descr_2010*>* list)
+int trox_load_chan_descr(trox_xml_chan_descr_header_2024* table, std::vector<chan_descr_2010*>* list)
 {
     return trox_evutl::load_description_table<trox_evutl::generation_2024>(table, list);
 }

@@ -158,7 +158,7 @@ void convert_payload(payload_layout layout, converter& payload) noexcept
 
 } // namespace trox_evutl
 
-void trox_swap4(const void* source, void* destination, int nwords)
+void trox_swap4(int* source, int* destination, int nwords)
 {
     if (source != nullptr && destination != nullptr && nwords > 0) {
         trox_evutl::swap_words_4(source, destination, static_cast<std::size_t>(nwords));
@@ -197,7 +197,7 @@ void trox_convert_event_serv_block_head(const void* source, void* destination)
     record.words((sizeof(head) - offsetof(head, tmask)) / sizeof(std::uint32_t));
 }
 
-int trox_convert_data(const void* source, void* destination, int dtype, int len)
+int trox_convert_data(void* source, void* destination, int dtype, int len)
 {
     using namespace trox_evutl;
     const payload_layout layout = layout_of(dtype);

@@ -104,12 +104,12 @@ int get_event_struct_type(int type)
     return type == TROX_EV_HB || type >= TROX_EV_28 ? TROX_EV_STRUCT_UNDEF : TROX_EV_STRUCT_LOCAL;
 }
 
-bool trox_time_stamp_eq(const time_stamp* a, const time_stamp* b)
+bool trox_time_stamp_eq(time_stamp* a, time_stamp* b)
 {
     return a != nullptr && b != nullptr && a->timeup == b->timeup && a->timelow == b->timelow;
 }
 
-bool trox_time_stamp_eq(const time_stamp* a, const time_stamp* b, double tolerance_us, int* sign, double* distance_us)
+bool trox_time_stamp_eq(time_stamp* a, time_stamp* b, double tolerance_us, int* sign, double* distance_us)
 {
     if (a == nullptr || b == nullptr) {
         return false;
@@ -126,7 +126,7 @@ bool trox_time_stamp_eq(const time_stamp* a, const time_stamp* b, double toleran
     return is_equal;
 }
 
-unsigned long trox_get_event_id(const time_stamp* time)
+unsigned long trox_get_event_id(time_stamp* time)
 {
     using namespace trox_evutl;
     if (time == nullptr || (time->timeup == 0 && time->timelow == 0)) {

@@ -244,13 +244,13 @@ int get_spect_code_description_2010(const trox_serv_block_subhead_2010* subhead)
     return shape ? shape->head.code : -1;
 }
 
-int device_to_one_channel(const trox_serv_block_subhead* block, int subchan, const trox_chan_prms* window, int* length,
+int device_to_one_channel(trox_serv_block_subhead* block, int subchan, const trox_chan_prms* window, int* length,
                           trox_serv_block_subhead** result)
 {
     return trox_evutl::cut_to_member<spectrum_legacy>(block, subchan, window, length, result);
 }
 
-int device_to_one_channel_2010(const trox_serv_block_subhead_2010* block, int subchan, const trox_chan_prms* window,
+int device_to_one_channel_2010(trox_serv_block_subhead_2010* block, int subchan, const trox_chan_prms* window,
                                int* length, trox_serv_block_subhead_2010** result)
 {
     return trox_evutl::cut_to_member<spectrum_2010>(block, subchan, window, length, result);

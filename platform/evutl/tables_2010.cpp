@@ -54,7 +54,7 @@ int trox_get_event_chan_pointers_table_by_list_m_2010(unsigned long filelen, tro
     });
 }
 
-int trox_find_channel_by_name_2010(const trox_chan_dictionary_table_2010* dictionary, const char* name,
+int trox_find_channel_by_name_2010(trox_chan_dictionary_table_2010* dictionary, const char* name,
                                    trox_chan_dictionary_entry_2010** entry)
 {
     return trox_evutl::find_channel(dictionary, name, entry);

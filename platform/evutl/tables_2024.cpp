@@ -54,7 +54,7 @@ int trox_get_event_chan_pointers_table_by_list_m_2024(std::size_t filelen, trox_
     });
 }
 
-int trox_find_channel_by_name_2024(const trox_chan_dictionary_table_2024* dictionary, const char* name,
+int trox_find_channel_by_name_2024(trox_chan_dictionary_table_2024* dictionary, const char* name,
                                    trox_chan_dictionary_entry_2024** entry)
 {
     return trox_evutl::find_channel(dictionary, name, entry);

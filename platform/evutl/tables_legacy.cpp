@@ -54,7 +54,7 @@ int trox_get_event_chan_pointers_table_by_list_m(unsigned long filelen, trox_fil
     });
 }
 
-int trox_find_channel_by_name(const trox_chan_dictionary_table* dictionary, const char* name,
+int trox_find_channel_by_name(trox_chan_dictionary_table* dictionary, const char* name,
                               trox_chan_dictionary_entry** entry)
 {
     return trox_evutl::find_channel(dictionary, name, entry);

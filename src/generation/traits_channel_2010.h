@@ -48,8 +48,10 @@ template <> struct channel_traits<generation_2010> {
     static constexpr auto read_pointers_table_by_list = trox_get_event_chan_pointers_table_by_list_m_2010;
     static constexpr auto read_env_dictionary = trox_get_env_index_dictionary_table_m_2010;
     static constexpr auto read_descriptions = trox_get_chan_descr_table_m_2010;
-    static constexpr auto find_channel = trox_find_channel_by_name_2010;
-    static constexpr auto cut_to_one_channel = device_to_one_channel_2010;
+    static constexpr int (*find_channel)(generation::chan_dictionary_table*, const char*,
+                                         generation::chan_dictionary_entry**) = trox_find_channel_by_name_2010;
+    static constexpr int (*cut_to_one_channel)(generation::subhead*, int, const trox_chan_prms*, int*,
+                                               generation::subhead**) = device_to_one_channel_2010;
 
     static void load(const void* source, generation::event_header& header)
     {

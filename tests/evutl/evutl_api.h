@@ -46,7 +46,8 @@ struct api_legacy {
     static constexpr auto read_pointers_by_list = &trox_get_event_chan_pointers_table_by_list_m;
     static constexpr auto read_environment = &trox_get_env_index_dictionary_table_m;
     static constexpr auto read_descriptions = &trox_get_chan_descr_table_m;
-    static constexpr auto find_channel = &trox_find_channel_by_name;
+    static constexpr int (*find_channel)(dictionary_table*, const char*,
+                                         dictionary_entry**) = &trox_find_channel_by_name;
 };
 
 struct api_2010 {
@@ -74,7 +75,8 @@ struct api_2010 {
     static constexpr auto read_pointers_by_list = &trox_get_event_chan_pointers_table_by_list_m_2010;
     static constexpr auto read_environment = &trox_get_env_index_dictionary_table_m_2010;
     static constexpr auto read_descriptions = &trox_get_chan_descr_table_m_2010;
-    static constexpr auto find_channel = &trox_find_channel_by_name_2010;
+    static constexpr int (*find_channel)(dictionary_table*, const char*,
+                                         dictionary_entry**) = &trox_find_channel_by_name_2010;
 };
 
 struct api_2024 {
@@ -102,7 +104,8 @@ struct api_2024 {
     static constexpr auto read_pointers_by_list = &trox_get_event_chan_pointers_table_by_list_m_2024;
     static constexpr auto read_environment = &trox_get_env_index_dictionary_table_m_2024;
     static constexpr auto read_descriptions = &trox_get_chan_descr_table_m_2024;
-    static constexpr auto find_channel = &trox_find_channel_by_name_2024;
+    static constexpr int (*find_channel)(dictionary_table*, const char*,
+                                         dictionary_entry**) = &trox_find_channel_by_name_2024;
 };
 
 using all_generations = ::testing::Types<api_legacy, api_2010, api_2024>;

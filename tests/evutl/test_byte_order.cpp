@@ -86,7 +86,11 @@ TEST_P(swapping, does_nothing_for_no_words_and_null)
 }
 
 INSTANTIATE_TEST_SUITE_P(functions, swapping,
-                         ::testing::Values(swap_case{"trox_swap4", &trox_swap4, 4},
+                         ::testing::Values(swap_case{"trox_swap4",
+                                                     [](const void* source, void* destination, int count) {
+                                                         trox_swap4(source, destination, count);
+                                                     },
+                                                     4},
                                            swap_case{"swap8bytes", &swap8bytes, 8}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
