@@ -209,6 +209,21 @@ TYPED_TEST(damaged_layout, loses_a_record_whose_length_passes_other_baskets)
     }
 }
 
+TYPED_TEST(damaged_layout, loses_a_record_whose_length_passes_into_the_server_blocks)
+{
+    tw::layout_options layout;
+    layout.baskets = tw::arrangement::reversed; // so that no other channel's basket follows
+    this->use(layout);
+    const auto all = this->whole(plain_channel);
+    const auto basket = this->scenario_.file().map().channels[plain_channel];
+    ASSERT_EQ(basket.position + basket.length, this->scenario_.file().map().server_blocks.position);
+    const auto rest = basket.position + basket.length - this->subhead(plain_channel, 9);
+    for (const std::uint64_t length : {rest + 1, rest + 100, std::uint64_t{0x7FFFFFFF}}) {
+        this->scenario_.file().put(this->ldata(plain_channel, 9), static_cast<std::int32_t>(length));
+        this->expect_all_but(plain_channel, all, {9});
+    }
+}
+
 TYPED_TEST(damaged_channel, loses_records_with_impossible_lengths)
 {
     const auto all = this->whole(plain_channel);
@@ -274,6 +289,22 @@ TYPED_TEST(damaged_channel, loses_slow_values_whose_data_lie_outside)
         this->change_row(channel, 8, [](row_positions& row) { row.data = 0xFFFFFFFF; });
         this->expect_all_but(channel, all, {2, 8});
     }
+}
+
+TYPED_TEST(damaged_channel, loses_a_record_whose_event_number_means_not_decoded)
+{
+    const auto all = this->whole(plain_channel);
+    const auto number_at =
+        this->scenario_.file().row(plain_channel, 5).evhd + offsetof(typename TypeParam::event_header, event_number);
+    this->scenario_.file().put(number_at, TypeParam::undecoded);
+    this->expect_all_but(plain_channel, all, {5});
+    // Without skipping it counts as decoded, and look-ups end at it.
+    open_channel<TypeParam> open(this->scenario_.path(), "TEST/PLAIN");
+    EXPECT_EQ(open.reader.get_number_of_records(), scenario_events);
+    int status = 0;
+    EXPECT_NE(open.reader.find_entry_by_event_id(event_number_of(1), 0, &status), nullptr);
+    EXPECT_EQ(open.reader.find_entry_by_event_id(77, TROX_DAQ_READ_CHAN_EVENT_NEXT, &status), nullptr);
+    EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NO_DATA);
 }
 
 TYPED_TEST(damaged_channel, has_no_more_records_than_the_table_has_rows)

@@ -213,6 +213,10 @@ TYPED_TEST(delivery, by_number_of_a_step_past_the_ends_is_out_of_window_and_deli
     EXPECT_EQ(this->by_number(0xFFFFFFFF, next), out_of_window) << "a step above the largest number";
     EXPECT_EQ(this->by_number(109, next), found(110));
     EXPECT_EQ(this->by_number(102, prev), found(101));
+    typename TypeParam::time_id step{5, {1, 0}};
+    this->reader().set_step(&step);
+    EXPECT_EQ(this->by_number(3, prev), out_of_window);
+    EXPECT_EQ(this->by_number(106, next), out_of_window);
 }
 
 TYPED_TEST(delivery, by_number_outside_is_out_of_window_for_the_current_event_only)
@@ -390,6 +394,16 @@ TYPED_TEST(delivery, delivers_a_neighbour_by_time_with_out_of_window_where_the_n
     this->open({110, 101, 108}, {{1000, 0}, {1000, 200000}, {1000, 400000}});
     EXPECT_EQ(this->ask(last), found(108));
     EXPECT_EQ(this->ask(prev), (answer{TROX_DAQ_READ_CHAN_OUT_OF_WINDOW, 101})) << "107 is below 110, the first's";
+}
+
+TYPED_TEST(delivery, does_not_check_the_neighbouring_number_whatever_the_step)
+{
+    this->open();
+    typename TypeParam::time_id step{3, {0, 200000}};
+    this->reader().set_step(&step);
+    EXPECT_EQ(this->by_number(104, cur), found(104));
+    EXPECT_EQ(this->ask(next), found(105)) << "not 107";
+    EXPECT_EQ(this->ask(prev), found(104)) << "not 102";
 }
 
 TYPED_TEST(delivery, measures_skipped_numbers_without_sign)
