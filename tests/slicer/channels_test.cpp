@@ -207,28 +207,6 @@ TEST_F(slicer_channels, files_that_do_not_know_a_channel_are_passed_over_when_ba
     EXPECT_STREQ(slicer.get_not_found_channels(), "C");
 }
 
-TEST_F(slicer_channels, without_data_in_the_last_file_a_channel_is_dropped_by_last)
-{
-    add_file("0", {{"A", events(1, 3)}, {"B", events(1, 3)}});
-    add_file("1", {{"A", events(4, 6)}, {"B", {}}});
-    trox_daq_slicer_2010 slicer;
-    slicer.set_skip_bad_records(true); // the last file is released when it is left for itself
-    start(slicer, {"A", "B"});
-    records found;
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0);
-    }
-    ASSERT_THAT(labels(found), ElementsAre("A@3", "B@3"));
-    const trox_time_id three{3, time_of(3)};
-    int status = 1;
-    printed_by([&] { status = slicer.get_data(&three, &found, last); });
-    EXPECT_EQ(status, 0);
-    EXPECT_STREQ(slicer.get_name_of_empty_channel(), "B");
-    EXPECT_EQ(slicer.start_channel(1, first), -1);
-    EXPECT_EQ(printed_by([&] { status = slicer.get_data(nullptr, &found, next); }), "");
-    EXPECT_EQ(status, 0);
-}
-
 TEST_F(slicer_channels, directions_lead_to_their_files)
 {
     add_three_files();
