@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <optional>
 
 namespace trox_detail
 {
@@ -129,32 +130,46 @@ int basic_reader<Generation>::get_data(time_id* target, std::vector<entry*>* res
     return set_error(TROX_DAQ_READER_OK);
 }
 
-/// How often in a row the slicer may answer without data or with the same event outside the range. It moves on
-/// with every answer, but not for an explicit target or for the current event: then the wait would not end.
+/// How often in a row the slicer may answer without data, or with an event outside the range that lies no farther in
+/// the requested direction than one before. It moves on with nearly every answer, but not for an explicit target or
+/// for the current event: then the wait would not end.
 inline constexpr int most_answers_in_place = 1000;
+
+/// Whether an event lies farther in the direction of a request than another. Nothing is farther for the current one.
+template <class TimeId> bool is_farther(const TimeId& event, const TimeId& than, int type)
+{
+    if (type == TROX_DAQ_READ_CHAN_EVENT_CUR) {
+        return false;
+    }
+    const bool forward = type > TROX_DAQ_READ_CHAN_EVENT_CUR;
+    if (event.event_number != 0 && than.event_number != 0) {
+        return forward ? event.event_number > than.event_number : event.event_number < than.event_number;
+    }
+    return forward ? us_of(event.time) > us_of(than.time) : us_of(event.time) < us_of(than.time);
+}
 
 /// Asks until an event in the range comes, whose records are then in `cur_res_`; else a status.
 template <class Generation> int basic_reader<Generation>::find_event(time_id* target, int type)
 {
     int answers_in_place = 0;
-    time_id last{};
+    std::optional<time_id> farthest;
     for (;;) {
         if (const int status = ask_slicer(target, type)) {
             return slicer_failure(status);
         }
-        time_id event{};
+        bool moved = false;
         if (cur_res_.empty()) {
             ++evs_empty_;
             if (debug_ >= 1) {
                 print<common_reader_texts, common_reader_message::empty_event>(request_.synch_mode);
             }
         } else {
+            const time_id event = reference_entry().event_id;
             if (request_.synch_mode != TROX_DAQ_SLICER_SYNCH_MODE_EVID &&
                 request_.synch_mode != TROX_DAQ_SLICER_SYNCH_MODE_TIME) {
                 print<common_reader_texts, common_reader_message::unknown_synch_mode>(request_.synch_mode);
                 return set_error(TROX_DAQ_READER_INTERN_ERROR);
             }
-            event = reference_entry().event_id;
             const bool belongs = is_in_range(event);
             if (debug_ > 1) {
                 print<common_reader_texts, common_reader_message::belongs>(belongs ? 1 : 0);
@@ -162,13 +177,15 @@ template <class Generation> int basic_reader<Generation>::find_event(time_id* ta
             if (belongs) {
                 return TROX_DAQ_READER_OK;
             }
+            moved = !farthest || is_farther(event, *farthest, type);
+            if (moved) {
+                farthest = event;
+            }
         }
-        const bool stays = event.event_number == last.event_number && trox_time_stamp_eq(&event.time, &last.time);
-        answers_in_place = stays ? answers_in_place + 1 : 0;
+        answers_in_place = moved ? 0 : answers_in_place + 1;
         if (answers_in_place == most_answers_in_place) {
             return set_error(TROX_DAQ_READER_NO_DATA);
         }
-        last = event;
     }
 }
 
@@ -296,7 +313,7 @@ template <class Generation> int basic_reader<Generation>::take_over(const entry&
     if (pointers.chhd == 0) {
         return TROX_DAQ_READER_OK;
     }
-    // Published blocks are malloc'd and in host order: the head may be read in place.
+    // Published blocks are aligned and in host order: the head may be read in place.
     const auto& head = *reinterpret_cast<const subhead*>(pointers.chhd);
     const int found = find_result(head);
     if (debug_ > 1) {

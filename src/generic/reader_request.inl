@@ -231,6 +231,7 @@ template <class Generation> int basic_reader<Generation>::add_channel(daq_channe
     if (!name.empty() && find_channel(name, text.subchan) >= 0) {
         return TROX_DAQ_READER_OK; // there already: the last error stays too
     }
+    results_.reserve(results_.size() + 1); // so that both lists grow, or none
     chans_.emplace_back(name);
     results_.push_back(std::move(result));
     ++nchans_;
