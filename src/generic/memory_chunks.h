@@ -1,4 +1,4 @@
-// Memory for decoded records and basket copies: large pieces, kept for reuse.
+// Memory for decoded records and basket copies.
 #ifndef TROX_GENERIC_MEMORY_CHUNKS_H
 #define TROX_GENERIC_MEMORY_CHUNKS_H
 
@@ -8,9 +8,8 @@
 namespace trox_detail
 {
 
-/// A piece of memory; gives itself back when it ends. Large pieces lie on huge pages and go to a process-wide
-/// store of bounded size, from which the next large piece comes: pages that are touched for the first time cost
-/// as much as copying into them. Content is unspecified. Pieces are independent; any thread may take and end one.
+/// A piece of memory in whole pages; gives itself back when it ends. Content is unspecified. Pieces are independent;
+/// any thread may take and end one.
 class memory_chunk
 {
 public:
@@ -57,6 +56,8 @@ public:
     void rewind(mark to) noexcept;
 
 private:
+    std::size_t next_chunk(std::size_t wanted) const noexcept;
+
     std::vector<memory_chunk> chunks_; // the last one is in use
     std::size_t used_ = 0;             // bytes of it
 };

@@ -1,5 +1,7 @@
 #include "generic/os_calls.h"
 
+#include "generic/page_pool.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -19,7 +21,7 @@ int open_file(const char* path, int flags)
 
 os_calls& os() noexcept
 {
-    static os_calls calls{open_file, ::mmap, std::malloc, std::realloc, ::pthread_create, ::readdir};
+    static os_calls calls{open_file, ::mmap, std::malloc, take_pages, std::realloc, ::pthread_create, ::readdir};
     return calls;
 }
 

@@ -14,6 +14,7 @@ struct os_calls {
     int (*open)(const char* path, int flags);
     void* (*mmap)(void* address, std::size_t length, int protection, int flags, int fd, off_t offset);
     void* (*malloc)(std::size_t size);
+    void* (*take_pages)(std::size_t& size);
     void* (*realloc)(void* block, std::size_t size);
     int (*pthread_create)(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument);
     dirent* (*readdir)(DIR* directory);

@@ -106,7 +106,9 @@ template <class G> int basic_read_chan<G>::allocate_records()
         total = static_cast<int>(rows);
     }
     const std::size_t guarded = static_cast<std::size_t>(total) + 1;
-    records_block_ = static_cast<std::uint64_t>(total) > rows ? nullptr : os().malloc(guarded * sizeof(entry));
+    if (static_cast<std::uint64_t>(total) <= rows) {
+        records_block_ = arenas_.emplace_back().allocate(guarded * sizeof(entry));
+    }
     if (records_block_ == nullptr) {
         print<common_channel_texts, common_channel_message::no_records_memory>(chan_.c_str(),
                                                                                static_cast<int>(cdt_->count));
@@ -265,7 +267,7 @@ template <class G> int basic_read_chan<G>::start_workers()
     ::pthread_attr_setscope(&attributes, PTHREAD_SCOPE_SYSTEM);
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     const int wanted = std::min(nthreads_, out_allocated_);
-    arenas_.reserve(static_cast<std::size_t>(wanted)); // so that a worker that ends needs no memory
+    arenas_.reserve(1 + static_cast<std::size_t>(wanted)); // so that a worker that ends needs no memory
     int started = 0;
     for (int i = 0; i < wanted; ++i) {
         const mutex_holder lock(mx_); // a worker that ends at once must find its handle

@@ -78,6 +78,9 @@ public:
             }
             return system().malloc(size);
         };
+        calls.take_pages = [](std::size_t& size) -> void* {
+            return allocations.next_fails() ? nullptr : system().take_pages(size);
+        };
         calls.pthread_create = [](pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
                                   void* argument) {
             return threads.next_fails() ? EAGAIN : system().pthread_create(thread, attributes, entry, argument);
