@@ -79,8 +79,30 @@ bool basket_copy::fetch_all() noexcept
     return all;
 }
 
-/// Fills a stripe, or waits for the thread that does.
+/// Fills a stripe, or waits for the thread that does; meanwhile it fills one of the next, which will be wanted.
 bool basket_copy::fill(std::uint64_t stripe) noexcept
+{
+    constexpr std::uint64_t ahead = 8;
+    if (try_fill(stripe) == stripe_state::filling) {
+        const std::uint64_t end = std::min(stripe + 1 + ahead, stripes());
+        for (std::uint64_t next = stripe + 1; next < end; ++next) {
+            if (states_[next].load(std::memory_order_relaxed) == stripe_state::empty) {
+                try_fill(next);
+                break;
+            }
+        }
+    }
+    std::atomic<stripe_state>& state = states_[stripe];
+    stripe_state seen = state.load(std::memory_order_acquire);
+    while (seen == stripe_state::filling) {
+        state.wait(stripe_state::filling, std::memory_order_acquire);
+        seen = state.load(std::memory_order_acquire);
+    }
+    return seen == stripe_state::filled;
+}
+
+/// Fills a stripe that nobody has begun; its state.
+basket_copy::stripe_state basket_copy::try_fill(std::uint64_t stripe) noexcept
 {
     std::atomic<stripe_state>& state = states_[stripe];
     stripe_state seen = state.load(std::memory_order_acquire);
@@ -89,11 +111,7 @@ bool basket_copy::fill(std::uint64_t stripe) noexcept
         state.store(seen, std::memory_order_release);
         state.notify_all();
     }
-    while (seen == stripe_state::filling) {
-        state.wait(stripe_state::filling, std::memory_order_acquire);
-        seen = state.load(std::memory_order_acquire);
-    }
-    return seen == stripe_state::filled;
+    return seen;
 }
 
 bool basket_copy::read_stripe(std::uint64_t stripe) noexcept

@@ -51,6 +51,7 @@ private:
     enum class stripe_state : unsigned char { empty, filling, filled, unreadable };
 
     bool fill(std::uint64_t stripe) noexcept;
+    stripe_state try_fill(std::uint64_t stripe) noexcept;
     bool read_stripe(std::uint64_t stripe) noexcept;
     std::uint64_t stripes() const noexcept;
 
