@@ -67,11 +67,14 @@ private:
     std::vector<trox_channel_entry_long*> result_;
 };
 
-/// The payloads of the same file, decoded by channel readers, and their plain copying event by event.
+/// What plain copying moves of a record: what a program wants, or all that an event loop must keep of it.
+enum class copied { payload, whole_record };
+
+/// The records of the same file, decoded by channel readers, and their plain copying event by event.
 class plain_delivery
 {
 public:
-    plain_delivery(const std::string& path, const file_shape& shape) : shape_(shape)
+    plain_delivery(const std::string& path, const file_shape& shape, copied what) : shape_(shape), what_(what)
     {
         if (tables_.get_all_tables(path, 0, nullptr) != 0) {
             throw std::runtime_error("the tables of " + path + " do not load");
@@ -80,7 +83,7 @@ public:
             readers_.push_back(
                 std::make_unique<trox_daq_read_chan_2010>(&tables_, channel_name(i).c_str(), -1, nullptr));
             collect(*readers_.back());
-            buffers_.emplace_back(shape.payload);
+            buffers_.emplace_back(heads + shape.payload);
         }
     }
 
@@ -88,13 +91,31 @@ public:
     {
         for (std::size_t event = 0; event < shape_.events; ++event) {
             for (std::size_t i = 0; i < shape_.channels; ++i) {
-                std::memcpy(buffers_[i].data(), payloads_[i * shape_.events + event], shape_.payload);
+                copy(*records_[i * shape_.events + event], buffers_[i].data());
             }
         }
         keep(buffers_.back()[0]);
     }
 
 private:
+    static constexpr std::size_t heads =
+        sizeof(trox_eventheader) + sizeof(trox_serv_block_head_2010) + sizeof(trox_serv_block_subhead_2010);
+
+    void copy(const trox_channel_entry_long& record, unsigned char* to) const
+    {
+        const auto& blocks = record.sbchdata[0];
+        const auto move = [&](std::uint64_t from, std::size_t size) {
+            std::memcpy(to, reinterpret_cast<const void*>(from), size);
+            to += size;
+        };
+        if (what_ == copied::whole_record) {
+            move(blocks.evhd, sizeof(trox_eventheader));
+            move(blocks.sbhd, sizeof(trox_serv_block_head_2010));
+            move(blocks.chhd, sizeof(trox_serv_block_subhead_2010) + shape_.payload);
+        } else {
+            move(blocks.data, shape_.payload);
+        }
+    }
     void collect(trox_daq_read_chan_2010& reader)
     {
         pthread_mutex_t* mutex = nullptr;
@@ -111,19 +132,20 @@ private:
         trox_channel_entry_long* record = nullptr;
         int status = reader.get_chan_data(nullptr, &record, TROX_DAQ_READ_CHAN_EVENT_FIRST);
         while (status == 0) {
-            payloads_.push_back(reinterpret_cast<const unsigned char*>(record->sbchdata[0].data));
+            records_.push_back(record);
             trox_time_id id = record->event_id;
             status = reader.get_chan_data(&id, &record, TROX_DAQ_READ_CHAN_EVENT_NEXT);
         }
-        if (payloads_.size() % shape_.events != 0) {
+        if (records_.size() % shape_.events != 0) {
             throw std::runtime_error("a channel does not deliver all its records");
         }
     }
 
     file_shape shape_;
+    copied what_;
     trox_file_get_tables_2010 tables_{0};
     std::vector<std::unique_ptr<trox_daq_read_chan_2010>> readers_;
-    std::vector<const unsigned char*> payloads_;
+    std::vector<const trox_channel_entry_long*> records_;
     std::vector<std::vector<unsigned char>> buffers_;
 };
 
@@ -134,7 +156,7 @@ void beside_copying(const file_shape& shape, int rounds)
     const scratch_directory directory;
     const std::string path = directory.data_file(1);
     write_file(path, shape);
-    plain_delivery plain(path, shape);
+    plain_delivery plain(path, shape, copied::payload);
     event_loop loop(path, shape);
     char heading[160];
     std::snprintf(heading, sizeof heading, "Event loop: %zu channels, %zu events, payloads of %zu bytes",
@@ -151,7 +173,13 @@ void beside_copying(const file_shape& shape, int rounds)
     print_ratio("time / plain copy", times[0] / times[1], shape.payload >= goal_from ? at_most(most) : goal{});
 }
 
-/// Cost per channel and event of a small and a large shape, in the same rounds.
+double cost_ns(double seconds, const file_shape& shape)
+{
+    return seconds / static_cast<double>(shape.channels * shape.events) * 1e9;
+}
+
+/// Cost per channel and event of a small and a large shape, in the same rounds. Beside it that of plain copying of the
+/// same records in the same order: what the machine's caches allow.
 void growth(const char* name, const file_shape& small, const file_shape& large, int rounds)
 {
     constexpr double most = 1.5;
@@ -162,17 +190,23 @@ void growth(const char* name, const file_shape& small, const file_shape& large, 
     write_file(large_path, large);
     event_loop small_loop(small_path, small);
     event_loop large_loop(large_path, large);
+    plain_delivery small_plain(small_path, small, copied::whole_record);
+    plain_delivery large_plain(large_path, large, copied::whole_record);
     print_heading(name);
     const auto times = interleaved_medians({{"small", [&] { small_loop.prepare(); }, [&] { small_loop.run(); }},
-                                            {"large", [&] { large_loop.prepare(); }, [&] { large_loop.run(); }}},
+                                            {"large", [&] { large_loop.prepare(); }, [&] { large_loop.run(); }},
+                                            {"small, copied", {}, [&] { small_plain.run(); }},
+                                            {"large, copied", {}, [&] { large_plain.run(); }}},
                                            rounds);
-    const double small_cost = times[0] / static_cast<double>(small.channels * small.events);
-    const double large_cost = times[1] / static_cast<double>(large.channels * large.events);
-    std::printf("    %zu channels, %zu records: %.0f ns per channel and event\n", small.channels, small.events,
-                small_cost * 1e9);
-    std::printf("    %zu channels, %zu records: %.0f ns per channel and event\n", large.channels, large.events,
-                large_cost * 1e9);
-    print_ratio("growth of the cost per channel and event", large_cost / small_cost, at_most(most));
+    const double costs[] = {cost_ns(times[0], small), cost_ns(times[1], large), cost_ns(times[2], small),
+                            cost_ns(times[3], large)};
+    std::printf("    per channel and event                     event loop   plain copying of the records\n");
+    std::printf("    %4zu channels, %6zu records %18.0f ns %18.0f ns\n", small.channels, small.events, costs[0],
+                costs[2]);
+    std::printf("    %4zu channels, %6zu records %18.0f ns %18.0f ns\n", large.channels, large.events, costs[1],
+                costs[3]);
+    print_ratio("growth of plain copying", costs[3] / costs[2], goal{});
+    print_ratio("growth of the event loop", costs[1] / costs[0], at_most(most));
 }
 
 } // namespace

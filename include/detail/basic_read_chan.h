@@ -119,6 +119,11 @@ public:
     entry* find_entry_by_event_id(event_number id, int type, int* status);
     /// Finds by time, within the tolerance; `type` PREV or NEXT also takes the nearest record before or behind.
     entry* find_entry_by_time(time_stamp* ts, int type, int* status);
+    /// True when the request for the current event is known to answer this record; false when it would have to look.
+    bool is_current(const entry& record) const noexcept
+    {
+        return finds_current_ && &record == out_cur_ && record.event_id.event_number != 0;
+    }
     /// Fetches into the cache what the request for the next event will look at. Without any other effect.
     void fetch_ahead() const noexcept
     {
@@ -126,8 +131,6 @@ public:
             const entry* next = out_cur_ + 1;
             __builtin_prefetch(next);
             __builtin_prefetch(&next->sbchdata[0].data); // may lie in the next cache line
-            __builtin_prefetch(near_numbers_);
-            __builtin_prefetch(index_.get());
         }
     }
     /// First and last event of the channel in this file, through each non-null argument.
@@ -198,7 +201,8 @@ private:
     bool records_ascend() const;
     void disown_records_with_damaged_headers();
     // look-up and delivery
-    bool is_indexed() const;
+    bool has_all_records() const;
+    bool is_near(event_number id, int& found) const;
     bool scan_by_event_id(event_number id, int type, int& found);
     int nearest_by_event_id(event_number id, int type) const;
     int scan_by_time(const time_stamp& ts, int type) const;
@@ -217,11 +221,13 @@ private:
     typename Generation::channel_basket* chnb_ = nullptr; // in basket_
     entry* out_ = nullptr;
     entry* out_cur_ = nullptr;
-    const event_number* near_numbers_ = nullptr;      // in index_: where the next search by number looks first
     std::unique_ptr<record_index<Generation>> index_; // made when all records are done
     std::atomic<int> all_done_{0};
     std::atomic<int> out_total_{0}; // records in the array, less those taken out as bad
     int index_to_start_search_ = -1;
+    // Known when all records are done.
+    bool numbers_ascend_ = false; // strictly
+    bool finds_current_ = false;  // and lie within the first and the last event
     bool by_time_fix_ = true;
     time_id event_first_{};
     time_id event_last_{};
@@ -255,8 +261,8 @@ private:
     std::string chan_;
     int subchan_ = -1;
     pthread_mutex_t mx_;               // guards the worker slots, and how many records are taken and done
-    std::vector<record_arena> arenas_; // what the records lie in, one per worker that has ended
-    void* records_block_ = nullptr;    // guard record and array, one block
+    std::vector<record_arena> arenas_; // what the array and the records lie in: one for it and one per ended worker
+    void* records_block_ = nullptr;    // guard record and array, one block in the first arena
     int out_allocated_ = 0;            // records in the array
     int out_taken_ = 0;
     int out_done_ = 0;

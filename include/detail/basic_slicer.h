@@ -183,6 +183,10 @@ protected:
 private:
     using param_copy = std::unique_ptr<chan_param, block_deleter>;
     struct search;
+    struct answer {
+        entry* record = nullptr;
+        time_id event{}; // the record's
+    };
 
     // set-up and tear-down
     bool copy_lists(const std::vector<std::string>& files, const std::vector<chan_param*>& chans);
@@ -222,6 +226,7 @@ private:
     void consider(const entry& record, search& state) const;
     bool is_better(const entry& record, const search& state) const;
     int collect(const search& state, std::vector<entry*>& result);
+    answer current_record(int i);
     int report_channel(int i, int status) const;
     void trace_asking(int i, const search& state) const;
     void trace_answer(int i, const entry* record, const search& state) const;
@@ -235,6 +240,7 @@ private:
     int get_tables_num_ = 0;
     malloc_array<std::shared_ptr<table_loader>> get_tables_; // guarded by tmx_; exists once started
     malloc_array<std::unique_ptr<channel_reader>> read_chans_;
+    std::vector<answer> answers_; // of the event being looked for, where the second pass need not ask again
     int nchans_ = 0;
     int mode_ = 0;
     time_id current_event_id_{};

@@ -6,6 +6,7 @@
 #include "generic/clock.h"
 #include "generic/read_chan_setup.inl"
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -36,9 +37,10 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_numb
     }
     result = TROX_DAQ_READ_CHAN_OK;
     int found = -1;
-    if (is_indexed() && index_->knows_number(id)) {
+    if (has_all_records() && numbers_ascend_ && is_near(id, found)) {
+        // As a search over all records would have answered: there is one record of a number.
+    } else if (has_all_records() && index_ != nullptr && index_->knows_number(id)) {
         found = index_->find_number(id, type, index_to_start_search_);
-        near_numbers_ = index_->number_at(found);
     } else if (!scan_by_event_id(id, type, found)) {
         result = TROX_DAQ_READ_CHAN_NO_DATA;
         return nullptr;
@@ -56,9 +58,22 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_numb
     return out_cur_;
 }
 
-template <class G> bool basic_read_chan<G>::is_indexed() const
+template <class G> bool basic_read_chan<G>::has_all_records() const
 {
-    return all_done_.load(std::memory_order_acquire) != 0 && index_ != nullptr;
+    return all_done_.load(std::memory_order_acquire) != 0;
+}
+
+/// Whether the record behind the one found last, or that one, has a number.
+template <class G> bool basic_read_chan<G>::is_near(event_number id, int& found) const
+{
+    const int total = out_total_.load(std::memory_order_relaxed);
+    for (const int i : {index_to_start_search_ + 1, index_to_start_search_}) { // the next event is asked for most
+        if (i >= 0 && i < total && out_[i].event_id.event_number == id) {
+            found = i;
+            return true;
+        }
+    }
+    return false;
 }
 
 /// Searches records that may be unordered or incomplete: a binary search that trusts their order, then a scan,
@@ -134,9 +149,10 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_time(time_stamp* ts
         result = TROX_DAQ_READ_CHAN_NOT_INIT;
         return nullptr;
     }
-    const int found = out_total_ == 0                         ? -1
-                      : is_indexed() && index_->knows_times() ? index_->find_time(*ts, type, time_diff_)
-                                                              : scan_by_time(*ts, type);
+    const bool is_indexed = has_all_records() && index_ != nullptr && index_->knows_times();
+    const int found = out_total_ == 0 ? -1
+                      : is_indexed    ? index_->find_time(*ts, type, time_diff_)
+                                      : scan_by_time(*ts, type);
     if (found < 0) {
         result = TROX_DAQ_READ_CHAN_NO_DATA;
         return nullptr;

@@ -158,14 +158,14 @@ template <class G> void basic_read_chan<G>::clean()
     while (workers_.load(std::memory_order_acquire) > 0) {
         std::this_thread::yield(); // does not sleep: workers end within one record
     }
-    std::free(records_block_);
     records_block_ = nullptr;
     out_ = nullptr;
     out_cur_ = nullptr;
     out_total_ = 0;
     out_allocated_ = 0;
     index_.reset();
-    near_numbers_ = nullptr;
+    numbers_ascend_ = false;
+    finds_current_ = false;
     arenas_.clear();
     basket_.reset();
     chnb_ = nullptr;

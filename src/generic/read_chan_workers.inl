@@ -185,6 +185,9 @@ template <class G> void basic_read_chan<G>::take_out_bad_records()
 template <class G> void basic_read_chan<G>::make_index()
 try {
     index_ = std::make_unique<record_index<G>>(out_, out_total_.load(), channel_traits<G>::undecoded);
+    numbers_ascend_ = index_->numbers_ascend();
+    finds_current_ = numbers_ascend_ && out_[0].event_id.event_number >= event_first_.event_number &&
+                     out_[out_total_ - 1].event_id.event_number <= event_last_.event_number;
 } catch (const std::bad_alloc&) {
     index_.reset();
 }

@@ -60,10 +60,10 @@ public:
         return -1;
     }
 
-    /// Where the number of a record is kept, for fetching it ahead.
-    const event_number* number_at(int i) const noexcept
+    /// True when the numbers ascend strictly, and all are there.
+    bool numbers_ascend() const noexcept
     {
-        return numbers_.data() + std::max(i, 0);
+        return !numbers_.empty();
     }
 
     /// True when `find_time` answers like the scans.

@@ -40,8 +40,9 @@ template <class G> int basic_slicer<G>::get_data(const time_id* target, std::vec
     if (state.by_time) {
         current_event_id_.event_number = 0;
     }
-    try {
-        result->reserve(read_chans_.size()); // before anything changes, so that the call may be repeated
+    try { // before anything changes, so that the call may be repeated
+        result->reserve(read_chans_.size());
+        answers_.assign(read_chans_.size(), {});
     } catch (const std::bad_alloc&) {
         return TROX_DAQ_SLICER_INTERN_ERROR;
     }
@@ -88,8 +89,8 @@ template <class G> int basic_slicer<G>::ask_channels(search& state)
 /// when its turn comes, and then what it points at is as well.
 template <class G> void basic_slicer<G>::fetch_ahead(int i) const
 {
-    constexpr int far = 8;
-    constexpr int near = 4;
+    constexpr int far = 20;
+    constexpr int near = 10;
     constexpr std::size_t cache_line = 64;
     constexpr std::size_t lines_used = 3;
     const int count = static_cast<int>(read_chans_.size());
@@ -121,6 +122,9 @@ template <class G> int basic_slicer<G>::ask_channel(int i, search& state)
                 trace_answer(i, record, state);
             }
             if (record != nullptr) {
+                if (read_chans_[i]->is_current(*record)) {
+                    answers_[i] = {record, record->event_id};
+                }
                 consider(*record, state);
             }
             return TROX_DAQ_SLICER_OK;
@@ -316,21 +320,34 @@ template <class G> int basic_slicer<G>::collect(const search& state, std::vector
         if (state.debug >= 2) {
             print<slicer_texts<G>, slicer_message::second_pass>();
         }
-        entry* record = nullptr;
-        const int status = read_chans_[i]->get_chan_data(nullptr, &record, TROX_DAQ_READ_CHAN_EVENT_CUR);
-        if (status != TROX_DAQ_READ_CHAN_OK || record == nullptr) {
+        const answer current = current_record(i);
+        if (current.record == nullptr) {
             continue;
         }
-        if (is_event_id_eq(&current_event_id_, &record->event_id, nullptr) != 0) {
-            result.push_back(record);
+        if (is_event_id_eq(&current_event_id_, &current.event, nullptr) != 0) {
+            result.push_back(current.record);
             if (state.debug >= 3) {
                 print<slicer_texts<G>, slicer_message::match>();
             }
         } else if (state.debug >= 2) {
-            trace_empty(i, *record);
+            trace_empty(i, *current.record);
         }
     }
     return channels;
+}
+
+/// A channel's current record; none in the answer when it has none.
+template <class G> typename basic_slicer<G>::answer basic_slicer<G>::current_record(int i)
+{
+    if (answers_[i].record != nullptr) {
+        return answers_[i]; // the records of hundreds of channels are no longer in the cache
+    }
+    entry* record = nullptr;
+    const int status = read_chans_[i]->get_chan_data(nullptr, &record, TROX_DAQ_READ_CHAN_EVENT_CUR);
+    if (status != TROX_DAQ_READ_CHAN_OK || record == nullptr) {
+        return {};
+    }
+    return {record, record->event_id};
 }
 
 template <class G> void basic_slicer<G>::trace_asking(int i, const search& state) const

@@ -162,6 +162,10 @@ public:
     {
         return channel_->bad_records;
     }
+    bool is_current(const trox_channel_entry_long&) const noexcept
+    {
+        return false;
+    }
     void fetch_ahead() const noexcept {}
     int get_chan_data(trox_time_id* id, trox_channel_entry_long** out, int type)
     {
