@@ -221,6 +221,8 @@ protected:
     /// Whether neighbours found by time are checked against the event numbers. Also while running.
     void set_by_time_fix(bool on);
     bool is_by_time_fix() const;
+    /// Index of each channel by its full name.
+    const typename Generation::channel_index& get_channel_index() const;
 
 private:
     using result_entry = typename Generation::result_entry;
@@ -309,6 +311,7 @@ private:
     std::vector<std::string> files_;
     std::vector<owned_result> results_;
     std::vector<std::string> chans_;
+    typename Generation::channel_index chan_name_map_;
     int nchans_ = 0;
     request request_;
     double time_start_ = 0;

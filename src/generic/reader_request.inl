@@ -233,6 +233,7 @@ template <class Generation> int basic_reader<Generation>::add_channel(daq_channe
     }
     results_.reserve(results_.size() + 1); // so that both lists grow, or none
     chans_.emplace_back(name);
+    chan_name_map_.add(*result, nchans_);
     results_.push_back(std::move(result));
     ++nchans_;
     return set_error(TROX_DAQ_READER_OK);
@@ -266,6 +267,7 @@ template <class Generation> int basic_reader<Generation>::rem_channel(const char
     if (found < 0) {
         return set_error(TROX_DAQ_READER_NOT_FOUND);
     }
+    chan_name_map_.remove(*results_[static_cast<std::size_t>(found)]);
     results_.erase(results_.begin() + found);
     chans_.erase(chans_.begin() + found);
     --nchans_;

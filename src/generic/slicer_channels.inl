@@ -272,7 +272,7 @@ template <class G> int basic_slicer<G>::start_channel(int i, int direction)
     if (debug > 1 && from_end) {
         print<common_slicer_texts, common_slicer_message::position_at_last>();
     } else if (debug > 1) {
-        print<slicer_texts<G>, slicer_message::position_at_first>(0);
+        slicer_traits<G>::tell_position_at_first(TROX_DAQ_READ_CHAN_OK);
     }
     entry* record = nullptr;
     status = reader.get_chan_data(nullptr, &record,
@@ -385,7 +385,7 @@ template <class G> int basic_slicer<G>::leave_file(int i, table_loader* loader)
         }
     }
     if (debug > 0) {
-        print<slicer_texts<G>, slicer_message::leaving_file>(i, file);
+        slicer_traits<G>::tell_leaving_file(i, channel_name(i), file);
     }
     return file;
 }
