@@ -143,7 +143,7 @@ TEST_F(legacy_table_task, waits_for_a_slot_without_looking_for_it_time_and_again
         call();
         ::pthread_mutex_unlock(&mutex);
     };
-    std::this_thread::sleep_for(30ms); // it waits by now
+    std::this_thread::sleep_for(200ms); // it waits by now
     without_signal([&] { slots[0].reset(); });
     std::this_thread::sleep_for(50ms);
     without_signal([&] { EXPECT_EQ(task.ready, 1); });
