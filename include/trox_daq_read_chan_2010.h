@@ -4,9 +4,8 @@
 
 #include "detail/basic_file_get_tables.h"
 #include "detail/basic_read_chan.h"
+#include "detail/decompressors.h"
 #include "detail/generation_2010.h"
-
-#include <vector>
 
 #pragma GCC visibility push(default)
 
@@ -26,6 +25,8 @@ class trox_daq_read_chan_2010 : public trox_detail::basic_read_chan<trox_detail:
 public:
     using basic_read_chan::basic_read_chan;
 
+    using basic_read_chan::find_entry_by_event_id;
+
     /// Whether a neighbour found by time is checked against the event numbers (default on).
     using basic_read_chan::is_by_time_fix;
     using basic_read_chan::set_by_time_fix;
@@ -39,13 +40,6 @@ public:
 
 /// Entry of a decompression worker; `reader` is a trox_daq_read_chan_2010.
 void* unzip_thread_2010(void* reader);
-
-/// Decompresses one zlib stream of `length` bytes. On entry `*out_length` is the room at `out`; on success it
-/// becomes the length produced and the result is 0. Any failure is 1, with a line on standard output.
-/// Thread-safe. Shared by all generations.
-int make_zlib(unsigned char* in, int length, unsigned char* out, int* out_length);
-/// The same for LZO1X. `work` must not be null; it is not used. Without LZO in this build the result is 1.
-int make_lzo(unsigned char* in, int length, unsigned char* out, int* out_length, unsigned char* work);
 
 #pragma GCC visibility pop
 

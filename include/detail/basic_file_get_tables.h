@@ -68,8 +68,8 @@ public:
     unsigned char* get_sbh_base() const;
     /// File position that corresponds to the start of the in-memory data: a file position X of the basket lies at
     /// X - offset from the base of a mapped basket, or from the basket itself when it was copied.
-    unsigned long get_evh_offset() const;
-    unsigned long get_sbh_offset() const;
+    typename Generation::file_offset get_evh_offset() const;
+    typename Generation::file_offset get_sbh_offset() const;
     /// True when the baskets were copied to the heap: so for a list with a channel on a fast event type.
     bool are_baskets_copied() const;
 

@@ -65,9 +65,11 @@ public:
     /// Tolerance for matching by time; -7 for null, else 0.
     int set_time_diff(time_stamp* diff);
     time_stamp* get_time_diff();
+    const time_stamp* get_time_diff() const;
     /// Expected step between events, in number and time; -7 for null, else 0.
     int set_step(time_id* step);
     time_id* get_step();
+    const time_id* get_step() const;
     /// Number of workers, 1 to 10, used as it is; 1 and no change for any other value.
     int set_number_of_threads(int n);
     /// Bound of the number of workers that `start` chooses, 1 to 10; 1 and no change for any other value.
@@ -113,10 +115,6 @@ public:
     /// search by number hands out the record of zeros with NO_DATA. While bad records are skipped, records handed
     /// out before the signal do not outlive it.
     int get_chan_data(time_id* id, entry** out, int type);
-    /// Finds by number; `type` PREV or NEXT also takes the nearest record below or above. Status through
-    /// `status` (may be null). When nothing is found the result is not null but the position before the first
-    /// record, which holds zeros; rely on the status.
-    entry* find_entry_by_event_id(event_number id, int type, int* status);
     /// Finds by time, within the tolerance; `type` PREV or NEXT also takes the nearest record before or behind.
     entry* find_entry_by_time(time_stamp* ts, int type, int* status);
     /// True when the request for the current event is known to answer this record; false when it would have to look.
@@ -134,12 +132,12 @@ public:
         }
     }
     /// First and last event of the channel in this file, through each non-null argument.
-    void get_time_limits(time_id* first, time_id* last);
+    void get_time_limits(time_id* first, time_id* last) const;
 
     // --- accessors --------------------------------------------------------------------------------
 
     /// The channel's name; its sub-channel through `subchan` when that is not null.
-    const char* get_chan_name(int* subchan);
+    const char* get_chan_name(int* subchan) const;
     typename Generation::table_loader* get_cfg() const;
     typename Generation::event_header_basket* get_evh_basket() const;
     typename Generation::server_block_basket* get_sbh_basket() const;
@@ -147,12 +145,12 @@ public:
     unsigned char* get_evh_base() const;
     unsigned char* get_sbh_base() const;
     unsigned char* get_chn_base() const;
-    unsigned long get_evh_offset() const;
-    unsigned long get_sbh_offset() const;
-    unsigned long get_chn_offset() const;
+    typename Generation::file_offset get_evh_offset() const;
+    typename Generation::file_offset get_sbh_offset() const;
+    typename Generation::file_offset get_chn_offset() const;
     int get_file_descr() const;
     /// Row `i` of the channel's column of the pointers table; null when there is no such row.
-    typename Generation::chan_ptr_entry* get_data_table_pointer(int i);
+    typename Generation::chan_ptr_entry* get_data_table_pointer(int i) const;
 
     // --- printing, on standard output -------------------------------------------------------------
 
@@ -162,6 +160,10 @@ public:
     void print_event_chan_pointers_entry();
 
 protected:
+    /// Finds by number; `type` PREV or NEXT also takes the nearest record below or above. Status through
+    /// `status` (may be null). When nothing is found the result is not null but the position before the first
+    /// record, which holds zeros; rely on the status.
+    entry* find_entry_by_event_id(event_number id, int type, int* status);
     void set_by_time_fix(bool on);
     bool is_by_time_fix() const;
     void print_event_headers();
@@ -180,6 +182,7 @@ private:
     // start
     int start_checked();
     int fail_start(int status);
+    void trace_start(double took_ms) const;
     int allocate_records();
     int load_basket();
     bool rows_lie_in_basket();
@@ -240,19 +243,18 @@ private:
     typename Generation::table_loader* cfg_ = nullptr;
     std::string file_name_;
     int fd_ = -1;
-    int len_ = 0; // the file's length cut to 32 bits; only tested for 0
+    typename Generation::reader_length len_ = 0; // the file's length; only tested for 0
     int nthreads_ = 0;
     int nthreadsmax_ = max_threads;
     unsigned char* evh_base_ = nullptr;
-    unsigned long evh_offset_ = 0;
+    typename Generation::file_offset evh_offset_ = 0;
     typename Generation::event_header_basket* evhb_ = nullptr;
     unsigned char* sbh_base_ = nullptr;
-    unsigned long sbh_offset_ = 0;
+    typename Generation::file_offset sbh_offset_ = 0;
     typename Generation::server_block_basket* sbhb_ = nullptr;
-    std::unique_ptr<basket_copy> basket_; // this channel's basket, a heap copy
-    unsigned char* chn_base_ = nullptr;   // start of that copy
-    std::uint64_t chn_base_size_ = 0;
-    std::uint64_t chn_offset_ = 0;
+    std::unique_ptr<basket_copy> basket_; // this channel's basket
+    unsigned char* chn_base_ = nullptr;   // start of its copy, or of its mapping
+    typename Generation::file_offset chn_offset_ = 0;
     typename Generation::chan_dictionary_entry* cdt_ = nullptr;
     int cdtl_ = 0;
     int ecpl_ = -1;
@@ -260,7 +262,7 @@ private:
     std::array<pthread_t, max_threads> tid_;
     std::string chan_;
     int subchan_ = -1;
-    pthread_mutex_t mx_;               // guards the worker slots, and how many records are taken and done
+    mutable pthread_mutex_t mx_;       // guards the worker slots, and how many records are taken and done
     std::vector<record_arena> arenas_; // what the array and the records lie in: one for it and one per ended worker
     void* records_block_ = nullptr;    // guard record and array, one block in the first arena
     int out_allocated_ = 0;            // records in the array

@@ -1,4 +1,4 @@
-// The types and constants of the 2010 generation: what the generic layers are instantiated with.
+// The types of the 2010 generation: what the generic layers are instantiated with.
 #ifndef TROX_DETAIL_GENERATION_2010_H
 #define TROX_DETAIL_GENERATION_2010_H
 
@@ -31,6 +31,8 @@ struct generation_2010 {
 
     // File structures.
     using file_length = std::int64_t;
+    using reader_length = int; // what a channel reader keeps of the length: the low 32 bits
+    using file_offset = unsigned long;
     using file_reference_table = trox_file_reference_table_2010;
     using event_index_table = trox_event_index_table_2010;
     using event_index_head = trox_event_index_entry_head;

@@ -22,9 +22,11 @@ enum class channel_message {
     get_data_not_initialized,
     channel_not_found,
     cut_failed,
+    lookup_without_records,
     lookup_met_end,
     lookup_timing,
     time_limit,
+    record_line,
     count
 };
 
@@ -70,7 +72,6 @@ enum class common_channel_message {
     first_of_subchannel,
     last_of_channel,
     last_of_subchannel,
-    record_line,
     event_headers_begin,
     event_headers_end,
     server_blocks_begin,
@@ -123,7 +124,6 @@ struct common_channel_texts {
         "%s:%d First: ",
         "%s Last : ",
         "%s:%d Last : ",
-        "%d %d:%d\n",
         "=================EVENT HEADERS======\n",
         "==========END=OF=EVENT=HEADERS=======\n",
         "=================SB HEADERS======\n",

@@ -22,9 +22,11 @@ template <> struct channel_texts<generation_2010> {
         "trox_daq_read_chan_2010:get_chan_data() %s  not initialized\n",
         "trox_daq_read_chan_2010: channel not found\n",
         "device_to_one_channel_2010() failed for %s:%d\n",
+        "", // says nothing
         "HERE STATUS NO_DATA...\n",
         "get_by_event_id()  %f msec event_id:%d\n",
         " EventID: %u Time: %s : %u\n",
+        "%d %d:%d\n",
     }};
     static constexpr const char* text(channel_message row)
     {

@@ -5,6 +5,7 @@
 #include "detail/generation_2010.h"
 #include "event_util.h"
 #include "generation/messages_channel_2010.h"
+#include "generation/traits_channel_common.h"
 #include "generic/host_order.h"
 
 #include <cstddef>
@@ -13,15 +14,10 @@
 namespace trox_detail
 {
 
-template <class Generation> struct channel_traits;
-
-template <> struct channel_traits<generation_2010> {
+template <> struct channel_traits<generation_2010> : channel_traits_since_2010 {
     using generation = generation_2010;
 
     static constexpr long trailer_size = 12;
-    static constexpr std::uint64_t event_header_basket_pattern = 0xEBAEBAF3;
-    static constexpr std::uint64_t server_block_basket_pattern = 0xBBABBAF3;
-    static constexpr std::uint64_t channel_basket_pattern = 0xCBACBAF3;
     static constexpr std::size_t basket_word = sizeof(std::uint32_t);
 
     /// Event number of a record that is not decoded yet.
@@ -30,16 +26,8 @@ template <> struct channel_traits<generation_2010> {
     /// behind the first are not in use, and clearing them would cost more than decoding a small record.
     static constexpr std::size_t cleared_per_record = 140;
 
-    /// Baskets are copied to the heap when a listed channel lies on a fast event type.
-    static constexpr bool may_copy_baskets = true;
-    /// A neighbour found by time can be checked against the event numbers.
-    static constexpr bool has_by_time_fix = true;
-
-    static constexpr int published_update_type = TROX_UPD_BLOCK_2010;
-    static constexpr bool is_update_type(int type)
-    {
-        return type == TROX_UPD_BLOCK_2010 || type == TROX_BOR_BLOCK_2010 || type == TROX_EOR_BLOCK_2010;
-    }
+    /// Longest channel name that a reader holds.
+    static constexpr std::size_t longest_name = any_length;
 
     static constexpr auto read_reference_table = get_trox_file_reference_table_m_2010;
     static constexpr auto read_event_index = trox_get_event_index_table_m_2010;

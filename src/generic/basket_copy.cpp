@@ -23,6 +23,12 @@ std::uint64_t basket_copy::stripes() const noexcept
     return (range_.length + stripe_size - 1) / stripe_size;
 }
 
+std::uint64_t basket_copy::base_size() const noexcept
+{
+    return kind_ == basket_kind::mapped ? mapping_.base_size()
+                                        : length() + position() % static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+}
+
 basket_status basket_copy::open(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape)
 {
     std::uint64_t length = 0;
@@ -42,6 +48,11 @@ bool basket_copy::open_range(int fd, std::uint64_t file_length, std::uint64_t po
     if (!is_still_there(fd, position, length)) {
         return false;
     }
+    if (kind_ == basket_kind::mapped) {
+        const bool is_mapped = mapping_.map_range(fd, position, length);
+        range_ = mapping_.range();
+        return is_mapped;
+    }
     fd_ = fd;
     memory_ = memory_chunk::take(length);
     if (memory_.data() == nullptr) {
@@ -58,7 +69,7 @@ bool basket_copy::open_range(int fd, std::uint64_t file_length, std::uint64_t po
 const unsigned char* basket_copy::fetch(std::uint64_t at, std::uint64_t size) noexcept
 {
     const unsigned char* bytes = range_.find(at, size);
-    if (bytes == nullptr || size == 0) {
+    if (bytes == nullptr || size == 0 || kind_ == basket_kind::mapped) {
         return bytes;
     }
     const std::uint64_t begin = at - range_.position;
@@ -73,7 +84,7 @@ const unsigned char* basket_copy::fetch(std::uint64_t at, std::uint64_t size) no
 bool basket_copy::fetch_all() noexcept
 {
     bool all = true;
-    for (std::uint64_t stripe = 0; stripe < stripes(); ++stripe) {
+    for (std::uint64_t stripe = 0; kind_ == basket_kind::copied && stripe < stripes(); ++stripe) {
         all = fill(stripe) && all;
     }
     return all;

@@ -112,8 +112,9 @@ void basket_memory::release() noexcept
     copied_ = false;
 }
 
-bool basket_memory::map(int fd, std::uint64_t position, std::uint64_t length)
+bool basket_memory::map_range(int fd, std::uint64_t position, std::uint64_t length)
 {
+    release();
     page_mapping mapping;
     if (!map_pages(fd, position + length, position, length, mapping)) {
         return false;
@@ -121,6 +122,8 @@ bool basket_memory::map(int fd, std::uint64_t position, std::uint64_t length)
     base_ = mapping.start;
     base_size_ = mapping.size;
     data_ = base_ + mapping.delta;
+    position_ = position;
+    length_ = length;
     return true;
 }
 
@@ -140,9 +143,9 @@ basket_status basket_memory::load_mapped(int fd, std::uint64_t file_length, std:
                                          const basket_shape& shape)
 {
     release();
-    const basket_status status = read_basket_head(fd, file_length, position, shape, length_);
-    position_ = position;
-    if (status == basket_status::loaded && !map(fd, position_, length_)) {
+    std::uint64_t length = 0;
+    const basket_status status = read_basket_head(fd, file_length, position, shape, length);
+    if (status == basket_status::loaded && !map_range(fd, position, length)) {
         return basket_status::body_failed;
     }
     return status;

@@ -59,6 +59,8 @@ public:
     /// Brings the basket at `position` into memory, mapped or as a copy.
     basket_status load_mapped(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape);
     basket_status load_copy(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape);
+    /// Maps [position, position + length) of a file, whatever lies there; false, and errno, when it cannot.
+    bool map_range(int fd, std::uint64_t position, std::uint64_t length);
     void release() noexcept;
 
     /// Start of the mapping; after a copy the place where it was.
@@ -90,7 +92,6 @@ public:
     }
 
 private:
-    bool map(int fd, std::uint64_t position, std::uint64_t length);
     bool copy_from_mapping();
 
     unsigned char* base_ = nullptr;

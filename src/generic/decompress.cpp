@@ -1,7 +1,5 @@
-#include "trox_daq_read_chan_2010.h"
-
-#include "generation/messages_channel.h"
 #include "generic/decompress.h"
+#include "generation/messages_channel.h"
 #include "generic/print.h"
 
 #include <memory>

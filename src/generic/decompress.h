@@ -1,6 +1,8 @@
-// Decompressors of channel records, shared by all generations (see make_zlib and make_lzo).
+// What this build's decompressors can do.
 #ifndef TROX_GENERIC_DECOMPRESS_H
 #define TROX_GENERIC_DECOMPRESS_H
+
+#include "detail/decompressors.h"
 
 #include <cstdint>
 
@@ -15,8 +17,5 @@ bool has_lzo() noexcept;
 bool can_expand_to(std::uint64_t zipped, std::uint64_t original, bool lzo) noexcept;
 
 } // namespace trox_detail
-
-int make_zlib(unsigned char* in, int length, unsigned char* out, int* out_length);
-int make_lzo(unsigned char* in, int length, unsigned char* out, int* out_length, unsigned char* work);
 
 #endif

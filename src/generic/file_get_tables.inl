@@ -340,12 +340,12 @@ template <class G> unsigned char* basic_file_get_tables<G>::get_sbh_base() const
     return file_ ? file_->server_blocks.base() : nullptr;
 }
 
-template <class G> unsigned long basic_file_get_tables<G>::get_evh_offset() const
+template <class G> typename G::file_offset basic_file_get_tables<G>::get_evh_offset() const
 {
     return file_ ? file_->event_headers.offset() : 0;
 }
 
-template <class G> unsigned long basic_file_get_tables<G>::get_sbh_offset() const
+template <class G> typename G::file_offset basic_file_get_tables<G>::get_sbh_offset() const
 {
     return file_ ? file_->server_blocks.offset() : 0;
 }

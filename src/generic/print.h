@@ -67,14 +67,17 @@ template <class... Arguments> constexpr bool format_takes(std::string_view forma
 
 /// Prints row `Row` of a message table on standard output:
 ///     print<slicer_texts<Generation>, slicer_message::no_files>();
-/// `Table` is a type with `static constexpr const char* text(Message)`.
-template <class Table, auto Row, class... Arguments> void print(Arguments... arguments)
+/// `Table` is a type with `static constexpr const char* text(Message)`. A generation that does not say something has
+/// an empty text, and prints nothing.
+template <class Table, auto Row, class... Arguments> void print([[maybe_unused]] Arguments... arguments)
 {
-    static_assert(format_takes<Arguments...>(Table::text(Row)), "the text does not take these arguments");
-    if constexpr (sizeof...(Arguments) == 0) {
-        std::fputs(Table::text(Row), stdout);
-    } else {
-        std::printf(Table::text(Row), arguments...);
+    if constexpr (!std::string_view(Table::text(Row)).empty()) {
+        static_assert(format_takes<Arguments...>(Table::text(Row)), "the text does not take these arguments");
+        if constexpr (sizeof...(Arguments) == 0) {
+            std::fputs(Table::text(Row), stdout);
+        } else {
+            std::printf(Table::text(Row), arguments...);
+        }
     }
 }
 

@@ -17,7 +17,7 @@ template <class G> struct basic_read_chan<G>::reference_event {
     bool given = false; ///< by the caller
 };
 
-template <class G> void basic_read_chan<G>::get_time_limits(time_id* first, time_id* last)
+template <class G> void basic_read_chan<G>::get_time_limits(time_id* first, time_id* last) const
 {
     std::optional<mutex_holder> lock;
     if (all_done_.load(std::memory_order_acquire) == 0) {

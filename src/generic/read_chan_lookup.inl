@@ -20,7 +20,8 @@ template <class G>
 typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_number id, int type, int* status)
 {
     const int level = debug();
-    const long begin = level < 0 ? now_us() : 0;
+    const bool is_timed = channel_traits<G>::has_lookup_timing && level < 0;
+    const long begin = is_timed ? now_us() : 0;
     int ignored = 0;
     int& result = status != nullptr ? *status : ignored;
     if (id == 0) {
@@ -32,6 +33,9 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_numb
         return nullptr;
     }
     if (out_total_ == 0) {
+        if (level != 0) {
+            print<channel_texts<G>, channel_message::lookup_without_records>();
+        }
         result = TROX_DAQ_READ_CHAN_NO_DATA;
         return nullptr;
     }
@@ -52,8 +56,10 @@ typename G::channel_entry* basic_read_chan<G>::find_entry_by_event_id(event_numb
     }
     index_to_start_search_ = found;
     out_cur_ = out_ + found;
-    if (level < 0 && elapsed_ms(begin) > slow_call_ms) {
-        print<channel_texts<G>, channel_message::lookup_timing>(elapsed_ms(begin), channel_traits<G>::printed(id));
+    if constexpr (channel_traits<G>::has_lookup_timing) {
+        if (is_timed && elapsed_ms(begin) > slow_call_ms) {
+            print<channel_texts<G>, channel_message::lookup_timing>(elapsed_ms(begin), channel_traits<G>::printed(id));
+        }
     }
     return out_cur_;
 }

@@ -85,9 +85,9 @@ template <class G> template <class Dump> void basic_read_chan<G>::print_records(
     const int total = std::min(static_cast<int>(cdt_->count), out_total_.load());
     for (int i = 0; i < total; ++i) {
         const entry& record = out_[i];
-        print<common_channel_texts, common_channel_message::record_line>(
-            static_cast<int>(record.event_id.event_number), static_cast<int>(record.event_id.time.timeup),
-            static_cast<int>(record.event_id.time.timelow));
+        print<channel_texts<G>, channel_message::record_line>(channel_traits<G>::printed(record.event_id.event_number),
+                                                              static_cast<int>(record.event_id.time.timeup),
+                                                              static_cast<int>(record.event_id.time.timelow));
         dump(record.sbchdata[0]);
     }
 }

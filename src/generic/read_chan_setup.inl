@@ -44,7 +44,7 @@ basic_read_chan<G>::basic_read_chan(typename G::table_loader* cfg, const char* c
     if (sbhb_ == nullptr) {
         return;
     }
-    len_ = static_cast<int>(cfg->get_file_len());
+    len_ = static_cast<typename G::reader_length>(cfg->get_file_len());
     fd_ = cfg->get_file_descr();
     if (cfg->get_file_len() == 0 || fd_ < 0) {
         return;
@@ -58,7 +58,7 @@ basic_read_chan<G>::basic_read_chan(typename G::table_loader* cfg, const char* c
     sbh_base_ = cfg->are_baskets_copied() ? file_->server_blocks.data() : cfg->get_sbh_base();
     evh_offset_ = cfg->get_evh_offset();
     sbh_offset_ = cfg->get_sbh_offset();
-    chan_ = chan;
+    chan_.assign(chan, std::min(std::strlen(chan), channel_traits<G>::longest_name));
     subchan_ = subchan;
     if (descr != nullptr) {
         copy_description(*descr);
@@ -170,7 +170,6 @@ template <class G> void basic_read_chan<G>::clean()
     basket_.reset();
     chnb_ = nullptr;
     chn_base_ = nullptr;
-    chn_base_size_ = 0;
     evhb_ = nullptr;
     evh_base_ = nullptr;
     sbhb_ = nullptr;
@@ -202,6 +201,11 @@ template <class G> time_stamp* basic_read_chan<G>::get_time_diff()
     return &event_time_diff_;
 }
 
+template <class G> const time_stamp* basic_read_chan<G>::get_time_diff() const
+{
+    return &event_time_diff_;
+}
+
 template <class G> int basic_read_chan<G>::set_step(time_id* step)
 {
     if (step == nullptr) {
@@ -212,6 +216,11 @@ template <class G> int basic_read_chan<G>::set_step(time_id* step)
 }
 
 template <class G> typename G::time_id* basic_read_chan<G>::get_step()
+{
+    return &event_step_;
+}
+
+template <class G> const typename G::time_id* basic_read_chan<G>::get_step() const
 {
     return &event_step_;
 }
@@ -265,7 +274,7 @@ template <class G> bool basic_read_chan<G>::is_by_time_fix() const
     return by_time_fix_;
 }
 
-template <class G> const char* basic_read_chan<G>::get_chan_name(int* subchan)
+template <class G> const char* basic_read_chan<G>::get_chan_name(int* subchan) const
 {
     if (subchan != nullptr) {
         *subchan = subchan_;
@@ -308,17 +317,17 @@ template <class G> unsigned char* basic_read_chan<G>::get_chn_base() const
     return chn_base_;
 }
 
-template <class G> unsigned long basic_read_chan<G>::get_evh_offset() const
+template <class G> typename G::file_offset basic_read_chan<G>::get_evh_offset() const
 {
     return evh_offset_;
 }
 
-template <class G> unsigned long basic_read_chan<G>::get_sbh_offset() const
+template <class G> typename G::file_offset basic_read_chan<G>::get_sbh_offset() const
 {
     return sbh_offset_;
 }
 
-template <class G> unsigned long basic_read_chan<G>::get_chn_offset() const
+template <class G> typename G::file_offset basic_read_chan<G>::get_chn_offset() const
 {
     return chn_offset_;
 }
@@ -328,7 +337,7 @@ template <class G> int basic_read_chan<G>::get_file_descr() const
     return fd_;
 }
 
-template <class G> typename G::chan_ptr_entry* basic_read_chan<G>::get_data_table_pointer(int i)
+template <class G> typename G::chan_ptr_entry* basic_read_chan<G>::get_data_table_pointer(int i) const
 {
     if (file_ == nullptr || file_->ecp_tab == nullptr || i < 0) {
         return nullptr;

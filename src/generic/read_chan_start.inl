@@ -84,15 +84,25 @@ template <class G> int basic_read_chan<G>::start_checked()
         return status;
     }
     if (debug() < 0) {
-        print<channel_texts<G>, channel_message::start_timing>(
-            elapsed_ms(begin), file_name_.c_str(), channel_traits<G>::printed_basket_size(basket_->length()),
-            static_cast<unsigned long>(chn_base_size_), static_cast<int>(cdt_->count));
+        trace_start(elapsed_ms(begin));
     }
     if (!find_event_limits()) {
         return TROX_DAQ_READ_CHAN_INTERN_ERROR;
     }
     choose_number_of_threads();
     return start_workers();
+}
+
+template <class G> void basic_read_chan<G>::trace_start(double took_ms) const
+{
+    const auto mapped = static_cast<unsigned long>(basket_->base_size());
+    const auto records = static_cast<int>(cdt_->count);
+    if constexpr (channel_traits<G>::has_basket_size_in_timing) {
+        print<channel_texts<G>, channel_message::start_timing>(
+            took_ms, file_name_.c_str(), channel_traits<G>::printed_basket_size(basket_->length()), mapped, records);
+    } else {
+        print<channel_texts<G>, channel_message::start_timing>(took_ms, file_name_.c_str(), mapped, records);
+    }
 }
 
 template <class G> int basic_read_chan<G>::allocate_records()
@@ -134,16 +144,11 @@ template <class G> int basic_read_chan<G>::allocate_records()
     return TROX_DAQ_READ_CHAN_OK;
 }
 
-inline std::uint64_t page_size() noexcept
-{
-    return static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
-
 template <class G> int basic_read_chan<G>::load_basket()
 {
     using traits = channel_traits<G>;
     constexpr std::uint64_t head = 2 * traits::basket_word;
-    basket_ = std::make_unique<basket_copy>();
+    basket_ = std::make_unique<basket_copy>(traits::keeps_basket_as);
     const auto length = static_cast<std::uint64_t>(file_->length);
     const auto* row = get_data_table_pointer(0);
     const std::uint64_t subhead = row == nullptr ? 0 : static_cast<std::uint64_t>(row->chhd);
@@ -163,9 +168,8 @@ template <class G> int basic_read_chan<G>::load_basket()
         }
     }
     chnb_ = reinterpret_cast<typename G::channel_basket*>(basket_->data());
-    chn_base_ = basket_->data();
-    chn_base_size_ = basket_->length() + basket_->position() % page_size();
-    chn_offset_ = basket_->position();
+    chn_base_ = basket_->base();
+    chn_offset_ = static_cast<typename G::file_offset>(basket_->offset());
     // A small basket is filled here; the workers fill a large one while they decode.
     constexpr std::uint64_t filled_at_once = std::uint64_t{1} << 20;
     if (basket_->length() <= filled_at_once && !basket_->fetch_all() && !skipping_) {
@@ -209,7 +213,7 @@ template <class G> bool basic_read_chan<G>::load_basket_from_rows()
     }
     const byte_range announced = basket_->data() != nullptr ? basket_->range() : byte_range{};
     const file_span span = extent.enclosing({announced.position, announced.position + announced.length});
-    auto wider = std::make_unique<basket_copy>();
+    auto wider = std::make_unique<basket_copy>(channel_traits<G>::keeps_basket_as);
     if (span.end <= span.begin ||
         !wider->open_range(fd_, static_cast<std::uint64_t>(file_->length), span.begin, span.end - span.begin)) {
         return false;
