@@ -263,10 +263,10 @@ template <class G> int basic_file_get_tables<G>::load_pointers_table(loaded_file
         }
         file.ecp_columns = chans_.size();
     }
+    file.ecp_tab.reset(table);
     if constexpr (traits::may_copy_baskets) {
         file.baskets_copied = has_fast_channel<G>(*file.cdt_tab, {chans_.begin(), chans_.end()});
     }
-    file.ecp_tab.reset(table);
     return load_ok;
 }
 
