@@ -5,6 +5,8 @@
 namespace slicer_test
 {
 
+using trox_test::failing_allocation;
+
 template <class T> class slicer_memory : public slicer_files<T>
 {
 protected:
