@@ -1,6 +1,8 @@
 // Texts that no test can make the library print: pinned where they are kept.
 #include "channel_types.h"
 #include "generation/messages_channel_2010.h"
+#include "generation/messages_channel_2024.h"
+#include "generation/messages_channel_legacy.h"
 
 using namespace trox_test;
 using trox_detail::channel_message;
