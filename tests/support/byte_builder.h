@@ -51,7 +51,7 @@ public:
 
     byte_builder& fill(std::size_t count, std::uint8_t value = 0)
     {
-        bytes_.insert(bytes_.end(), count, value);
+        bytes_.resize(bytes_.size() + count, value);
         return *this;
     }
 
