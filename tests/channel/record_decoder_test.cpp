@@ -54,9 +54,9 @@ TYPED_TEST(decoded_record, of_a_row_that_points_outside_fails)
     ASSERT_EQ(this->decode(), decode_outcome::record);
     using position = decltype(good.evhd);
     const auto last_header = static_cast<position>(headers_at + this->basket_head);
-    for (const position wrong : {position{0}, static_cast<position>(headers_at - 1),
-                                 static_cast<position>(last_header + 1), static_cast<position>(0xFFFFFFFF),
-                                 static_cast<position>(-1)}) {
+    for (const position wrong :
+         {position{0}, static_cast<position>(headers_at - 1), static_cast<position>(last_header + 1),
+          static_cast<position>(0xFFFFFFFF), static_cast<position>(-1)}) {
         this->row_ = good;
         this->row_.evhd = wrong;
         this->expect_failure(decode_outcome::failed_hard, no_pointer);

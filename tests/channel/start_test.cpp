@@ -178,10 +178,10 @@ TYPED_TEST(channel_start, tells_the_time_taken_when_timings_are_traced)
                                     reader.clean(); // waits for the worker's own line
                                 }).out;
     const auto& basket = this->scenario_.file().map().channels[plain_channel];
-    EXPECT_THAT(printed, ::testing::MatchesRegex(
-                             TypeParam::start_timing(this->scenario_.path(), basket.length,
-                                                     basket.length + basket.position % 4096, scenario_events) +
-                             "thread: finished [0-9]+  10  in [0-9.]+ msec\n"));
+    EXPECT_THAT(printed, ::testing::MatchesRegex(TypeParam::start_timing(this->scenario_.path(), basket.length,
+                                                                         basket.length + basket.position % 4096,
+                                                                         scenario_events) +
+                                                 "thread: finished [0-9]+  10  in [0-9.]+ msec\n"));
 }
 
 TYPED_TEST(channel_start, keeps_the_channels_basket_with_its_position)

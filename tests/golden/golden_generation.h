@@ -88,8 +88,8 @@ struct golden_legacy : trox_detail::generation_legacy {
     static int read_axis(const subhead& block, int member, spectrum_axis& axis)
     {
         void* head_address = nullptr;
-        const int status = get_spect_params_for_data_type_2009(&block, &axis.start, &axis.inc, &head_address,
-                                                               &axis.samples, member);
+        const int status =
+            get_spect_params_for_data_type_2009(&block, &axis.start, &axis.inc, &head_address, &axis.samples, member);
         if (status == 0) {
             axis.members = trox_detail::load_record<trox_spect_head>(head_address).nmemb;
         }

@@ -217,7 +217,8 @@ TYPED_TEST(failing_load, accepts_a_basket_that_ends_with_the_file_and_one_withou
     auto& file = this->scenario_.file();
     const auto position = file.map().event_headers.position;
     typename TypeParam::loader loader(0);
-    for (const std::uint64_t length : {file.map().file_size - position, std::uint64_t{2 * sizeof(typename TypeParam::word)}}) {
+    for (const std::uint64_t length :
+         {file.map().file_size - position, std::uint64_t{2 * sizeof(typename TypeParam::word)}}) {
         file.put_word(position + sizeof(typename TypeParam::word), length);
         this->scenario_.rewrite();
         EXPECT_EQ(loader.get_all_tables(this->scenario_.path(), 0, nullptr), 0);
