@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <regex>
 #include <string>
 
 namespace trox_test
@@ -55,6 +56,8 @@ struct channel_legacy : channel_records<trox_detail::generation_legacy> {
     static constexpr bool maps_channel_baskets = true;
     static constexpr bool checks_neighbours = false; ///< found by time, against the event numbers
     static constexpr bool dumps_records = false;
+    static constexpr bool has_lookup_timing = false;
+    static constexpr bool clears_all_records = false; ///< before they are decoded
     static constexpr std::size_t longest_name = 79;
     static constexpr std::uint32_t event_header_pattern = 0xFFEEFFEE;
     static constexpr event_number undecoded = 0xFFFFFFFF;
@@ -149,6 +152,7 @@ template <class Generation> struct channel_since_2010 : channel_records<Generati
     static constexpr bool maps_channel_baskets = false;
     static constexpr bool checks_neighbours = true;
     static constexpr bool dumps_records = true;
+    static constexpr bool has_lookup_timing = true;
     static constexpr std::int32_t trace_type = TROX_BLOCK_1CHAN_2010;
     static constexpr std::int32_t four_member_type = TROX_BLOCK_4CHAN_2010;
     static constexpr std::int32_t update_type = TROX_UPD_BLOCK_2010;
@@ -179,6 +183,7 @@ struct channel_2010 : channel_since_2010<trox_detail::generation_2010> {
     static constexpr auto format = trox::writer::generation::v2010;
     static constexpr auto samples = sample_generation::g2010;
     static constexpr auto run_worker = unzip_thread_2010;
+    static constexpr bool clears_all_records = false;
 
     static constexpr std::size_t trailer_size = 12;
     static constexpr std::size_t longest_name = std::string::npos; // any
@@ -249,6 +254,7 @@ struct channel_2024 : channel_since_2010<trox_detail::generation_2024> {
     static constexpr auto format = trox::writer::generation::v2024;
     static constexpr auto samples = sample_generation::g2024;
     static constexpr auto run_worker = unzip_thread_2024;
+    static constexpr bool clears_all_records = true;
 
     static constexpr std::size_t trailer_size = 24;
     static constexpr std::size_t longest_name = 255;
@@ -317,6 +323,12 @@ struct channel_2024 : channel_since_2010<trox_detail::generation_2024> {
 /// The generations that the layer is there for, and those with the checks and dumps that came with 2010.
 using channel_generations = ::testing::Types<channel_legacy, channel_2010, channel_2024>;
 using channel_generations_since_2010 = ::testing::Types<channel_2010, channel_2024>;
+
+/// What was printed but for the lines of workers, which may end any time after the last record is done.
+inline std::string without_worker_lines(const std::string& text)
+{
+    return std::regex_replace(text, std::regex("thread: finished [^\n]*\n"), "");
+}
 
 /// Switches the check of neighbours against the event numbers off, where there is one.
 template <class Reader> void do_not_check_neighbours(Reader& reader)
