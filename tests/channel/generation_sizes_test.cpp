@@ -99,6 +99,19 @@ protected:
         return {position / page * page, position % page + length};
     }
 
+    /// Where overflows are looked for, each block of a record is a separate one.
+#if defined(__SANITIZE_ADDRESS__)
+    static constexpr bool blocks_lie_together = false;
+#else
+    static constexpr bool blocks_lie_together = true;
+#endif
+    static bool is_untouched(std::uint64_t begin, std::uint64_t end)
+    {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(begin);
+        return std::all_of(bytes, bytes + (end - begin),
+                           [](unsigned char byte) { return byte == watched_calls::filling; });
+    }
+
     scenario_file<T> scenario_;
     watched_calls calls_;
     typename T::loader loader_{0};
@@ -198,7 +211,6 @@ TYPED_TEST(sizes_of_generation, of_heads_are_those_of_the_copies_that_are_handed
     EXPECT_EQ(sizeof(typename TypeParam::server_block_head), size.server_block_head);
     EXPECT_EQ(sizeof(TypeParam::server_block_head::server), size.server_name);
     EXPECT_EQ(sizeof(typename TypeParam::subhead), size.subhead);
-    // Each copy ends before memory that nobody wrote to, or another copy begins.
     open_channel<TypeParam> open(this->scenario_.path(), "TEST/UPDATE", -1, nullptr,
                                  [](auto& reader) { reader.set_number_of_threads(1); });
     typename TypeParam::entry* record = nullptr;
@@ -206,6 +218,14 @@ TYPED_TEST(sizes_of_generation, of_heads_are_those_of_the_copies_that_are_handed
     EXPECT_EQ(block_of<TypeParam>(*record)->ldata, static_cast<int>(size.update_block));
     EXPECT_EQ(record->sbchdata[0].data - record->sbchdata[0].chhd, size.subhead);
     EXPECT_STREQ(server_block_of<TypeParam>(*record)->server, "TEST.SVR");
+    if (this->blocks_lie_together) {
+        const auto rounded = [](std::uint64_t bytes) { return (bytes + 7) / 8 * 8; };
+        const auto& at = record->sbchdata[0];
+        ASSERT_EQ(at.sbhd - at.evhd, rounded(size.event_header));
+        ASSERT_EQ(at.chhd - at.sbhd, rounded(size.server_block_head));
+        EXPECT_TRUE(this->is_untouched(at.evhd + size.event_header, at.sbhd)) << "nothing is written behind a copy";
+        EXPECT_TRUE(this->is_untouched(at.sbhd + size.server_block_head, at.chhd));
+    }
 }
 
 TYPED_TEST(sizes_of_generation, of_slow_values_are_the_same_for_environment_values)

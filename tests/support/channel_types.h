@@ -66,8 +66,6 @@ struct channel_legacy : channel_records<trox_detail::generation_legacy> {
     static constexpr std::int32_t update_type = TROX_UPD_BLOCK;
     static constexpr std::size_t spectrum_head_size = 16;
 
-    static constexpr const char* lookup_timing_format = ""; // there is none
-
     /// An event header and a server block head as in the file, with these values and others of no meaning: event
     /// length 1000, mask 0x55, status -2, 3 blocks; length 640, mask 10, status 11, 2 channels.
     static void append_event_header(byte_builder& bytes, event_number number, time_stamp time)
@@ -190,8 +188,6 @@ struct channel_2010 : channel_since_2010<trox_detail::generation_2010> {
     static constexpr std::uint32_t event_header_pattern = 0xFFEEFF10;
     static constexpr event_number undecoded = 0xFFFFFFFF;
 
-    static constexpr const char* lookup_timing_format = "get_by_event_id()  %f msec event_id:%d\n";
-
     static void append_event_header(byte_builder& bytes, event_number number, time_stamp time)
     {
         bytes.word(event_header_pattern).word(1000).word(number).word(TROX_EV_NORMAL);
@@ -260,8 +256,6 @@ struct channel_2024 : channel_since_2010<trox_detail::generation_2024> {
     static constexpr std::size_t longest_name = 255;
     static constexpr std::uint32_t event_header_pattern = 0xFFEEFF24;
     static constexpr event_number undecoded = 0xFFFFFFFFFFFFFFFF;
-
-    static constexpr const char* lookup_timing_format = "get_by_event_id()  %f msec event_id:%ld\n";
 
     static void append_event_header(byte_builder& bytes, event_number number, time_stamp time)
     {
