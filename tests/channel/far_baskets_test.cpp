@@ -27,8 +27,8 @@ public:
         for (int i = 0; i < scenario_events; ++i) {
             options.numbers.push_back(first_number + static_cast<typename T::event_number>(i));
         }
-        const scenario_file<T> near_file(options);
-        near_ = data_file<T>(near_file.path(), read_map(options));
+        const std::string near_path = directory_.file("near.raw");
+        near_ = data_file<T>(near_path, write_scenario<T>(near_path, options));
         place(size);
         move_references();
         write();
@@ -76,11 +76,6 @@ private:
         tw::file_range from;
         std::uint64_t to;
     };
-
-    tw::file_map read_map(const scenario_options<T>& options)
-    {
-        return write_scenario<T>(directory_.file("near.raw"), options);
-    }
 
     /// Each basket and table far from the others, at odd positions.
     void place(std::uint64_t size)
