@@ -189,6 +189,7 @@ private:
     };
 
     // set-up and tear-down
+    bool add_name(const char* file, std::vector<std::string>& names) const;
     bool copy_lists(const std::vector<std::string>& files, const std::vector<chan_param*>& chans);
     bool copy_channels(const std::vector<chan_param*>& chans);
     int report_missing_lists() const;

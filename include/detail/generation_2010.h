@@ -3,6 +3,7 @@
 #define TROX_DETAIL_GENERATION_2010_H
 
 #include "../event.h"
+#include "channel_index.h"
 
 #include <cstdint>
 
@@ -28,6 +29,7 @@ struct generation_2010 {
     using chan_param = trox_daq_chan_param_2010;
     using result_entry = trox_daq_reader_result_entry_2010;
     using request = trox_daq_request;
+    using channel_index = no_channel_index;
 
     // File structures.
     using file_length = std::int64_t;

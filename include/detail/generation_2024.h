@@ -3,6 +3,7 @@
 #define TROX_DETAIL_GENERATION_2024_H
 
 #include "../event.h"
+#include "channel_index.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -30,6 +31,7 @@ struct generation_2024 {
     using chan_param = trox_daq_chan_param_2010;
     using result_entry = trox_daq_reader_result_entry_2024;
     using request = trox_daq_request_2024;
+    using channel_index = channel_name_index;
 
     // File structures.
     using file_length = std::size_t;

@@ -3,6 +3,7 @@
 #define TROX_DETAIL_GENERATION_LEGACY_H
 
 #include "../event.h"
+#include "channel_index.h"
 
 #include <cstdint>
 
@@ -28,6 +29,7 @@ struct generation_legacy {
     using chan_param = trox_daq_chan_param;
     using result_entry = trox_daq_reader_result_entry;
     using request = trox_daq_request;
+    using channel_index = no_channel_index;
 
     // File structures.
     using file_length = std::int64_t;

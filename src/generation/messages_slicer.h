@@ -10,9 +10,12 @@ namespace trox_detail
 /// Texts that the generations word differently.
 enum class slicer_message {
     no_channel_memory,
+    no_name_memory,
+    missing_lists,
     creating_channel,
     leaving_file,
     position_at_first,
+    input,
     start_of_pass_timing,
     candidate,
     answer,

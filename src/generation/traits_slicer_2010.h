@@ -3,33 +3,19 @@
 #define TROX_GENERATION_TRAITS_SLICER_2010_H
 
 #include "generation/messages_slicer_2010.h"
+#include "generation/traits_slicer_common.h"
 #include "trox_daq_slicer_2010.h"
 
 namespace trox_detail
 {
 
-template <class Generation> struct slicer_traits;
-
-template <> struct slicer_traits<generation_2010> {
+template <> struct slicer_traits<generation_2010> : slicer_traits_since_2010<slicer_texts<generation_2010>> {
     static constexpr auto table_thread = get_table_thread_2010;
 
-    /// Type of the update blocks that channel readers deliver.
-    static constexpr int update_type = TROX_UPD_BLOCK_2010;
-
-    /// Channel readers take `by_time_fix`.
-    static constexpr bool has_by_time_fix = true;
-
-    /// The table-loading thread keeps at most three loaded tables ahead, and stays until it is stopped.
-    static constexpr bool bounds_read_ahead = true;
-    static constexpr bool table_thread_stays = true;
-
-    /// A single channel that cannot be moved because it is out of window is moved once more.
-    static constexpr bool moves_again = true;
-
-    // Traces that not every generation has, or whose arguments differ.
-    static constexpr bool has_timing_traces = true;
-    static constexpr bool has_life_cycle_traces = true;
-
+    static void tell_start_of_pass(double took_ms, int /*channel*/)
+    {
+        print<slicer_texts<generation_2010>, slicer_message::start_of_pass_timing>(took_ms);
+    }
     /// An event number as the texts print it.
     static int printed(generation_2010::event_number number)
     {

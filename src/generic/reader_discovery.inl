@@ -73,7 +73,7 @@ template <class Generation> bool basic_reader<Generation>::find_files_of_runs(st
         }
         return false;
     }
-    found_from_run_catalogue_ = true;
+    found_from_run_catalogue_ = reader_traits<Generation>::trusts_run_catalogue;
     if (request_.start_time.time.timeup != 0 && request_.stop_time.time.timeup != 0) {
         keep_files_of_period(names);
     }
@@ -111,7 +111,7 @@ template <class Generation> bool basic_reader<Generation>::find_files_of_period(
         }
         return false;
     }
-    found_from_run_catalogue_ = true;
+    found_from_run_catalogue_ = reader_traits<Generation>::trusts_run_catalogue;
     return true;
 }
 

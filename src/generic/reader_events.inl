@@ -64,7 +64,7 @@ template <class Generation> int basic_reader<Generation>::set_up_slicer()
     for (const auto& result : results_) {
         params.push_back(&result->chan);
     }
-    if (const int status = slicer_->init(&files_, &params, 0)) {
+    if (const int status = reader_traits<Generation>::init_slicer(*slicer_, files_, params)) {
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::slicer_init_failed>(status);
         }
@@ -435,6 +435,7 @@ template <class Generation> void basic_reader<Generation>::clean_up()
     cur_res_.clear();
     results_.clear();
     chans_.clear();
+    chan_name_map_.clear();
     nchans_ = 0;
     lookup_.reset();
     deliveries_.clear();

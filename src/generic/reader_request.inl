@@ -202,7 +202,7 @@ template <class Generation> void basic_reader<Generation>::drop_files_outside_ra
 template <class Generation> int basic_reader<Generation>::find_channel(std::string_view name, int subchan) const
 {
     for (std::size_t i = 0; i < results_.size(); ++i) {
-        if (chans_[i] == name && results_[i]->chan.subchan == subchan) {
+        if (name_in(results_[i]->chan.name) == name && results_[i]->chan.subchan == subchan) {
             return static_cast<int>(i);
         }
     }
@@ -233,6 +233,7 @@ template <class Generation> int basic_reader<Generation>::add_channel(daq_channe
     }
     results_.reserve(results_.size() + 1); // so that both lists grow, or none
     chans_.emplace_back(name);
+    chan_name_map_.add(*result, nchans_);
     results_.push_back(std::move(result));
     ++nchans_;
     return set_error(TROX_DAQ_READER_OK);
@@ -266,8 +267,11 @@ template <class Generation> int basic_reader<Generation>::rem_channel(const char
     if (found < 0) {
         return set_error(TROX_DAQ_READER_NOT_FOUND);
     }
+    chan_name_map_.remove(*results_[static_cast<std::size_t>(found)]);
     results_.erase(results_.begin() + found);
-    chans_.erase(chans_.begin() + found);
+    if (found < static_cast<int>(chans_.size())) { // a look at one channel has left that one there
+        chans_.erase(chans_.begin() + found);
+    }
     --nchans_;
     return set_error(TROX_DAQ_READER_OK);
 }

@@ -188,6 +188,12 @@ template <class Generation> bool basic_reader<Generation>::is_by_time_fix() cons
 }
 
 template <class Generation>
+const typename Generation::channel_index& basic_reader<Generation>::get_channel_index() const
+{
+    return chan_name_map_;
+}
+
+template <class Generation>
 template <std::size_t Size>
 int basic_reader<Generation>::set_name(char (&field)[Size], const char* name)
 {

@@ -3,6 +3,7 @@
 #define TROX_GENERIC_SLICER_CHANNELS_INL
 
 #include "generic/clock.h"
+#include "generic/reader_signal.h"
 #include "generic/slicer_tables_thread.inl"
 
 #include <string_view>
@@ -228,16 +229,6 @@ template <class G> int basic_slicer<G>::create_channel(int i, table_loader* tabl
     return TROX_DAQ_SLICER_OK;
 }
 
-/// The reader's one signal: all records are decoded.
-inline void wait_for_reader(pthread_mutex_t& mutex, pthread_cond_t& cond, int& flag)
-{
-    const mutex_holder lock(mutex);
-    while (flag == 0) {
-        ::pthread_cond_wait(&cond, &mutex);
-    }
-    flag = 0;
-}
-
 template <class G> int basic_slicer<G>::start_channel(int i, int direction)
 {
     const int debug = get_debug();
@@ -272,7 +263,7 @@ template <class G> int basic_slicer<G>::start_channel(int i, int direction)
     if (debug > 1 && from_end) {
         print<common_slicer_texts, common_slicer_message::position_at_last>();
     } else if (debug > 1) {
-        print<slicer_texts<G>, slicer_message::position_at_first>(0);
+        slicer_traits<G>::tell_position_at_first(TROX_DAQ_READ_CHAN_OK);
     }
     entry* record = nullptr;
     status = reader.get_chan_data(nullptr, &record,
@@ -385,7 +376,7 @@ template <class G> int basic_slicer<G>::leave_file(int i, table_loader* loader)
         }
     }
     if (debug > 0) {
-        print<slicer_texts<G>, slicer_message::leaving_file>(i, file);
+        slicer_traits<G>::tell_leaving_file(i, channel_name(i), file);
     }
     return file;
 }

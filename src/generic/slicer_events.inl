@@ -53,6 +53,11 @@ template <class G> int basic_slicer<G>::get_data(const time_id* target, std::vec
     if (state.by_time) {
         state.target.event_number = 0;
     }
+    if (state.debug >= 1) {
+        print<slicer_texts<G>, slicer_message::input>(slicer_traits<G>::printed(current_event_id_.event_number),
+                                                      current_event_id_.time.timeup, current_event_id_.time.timelow,
+                                                      synch_mode_);
+    }
     if (const int status = ask_channels(state); status != TROX_DAQ_SLICER_OK) {
         return status;
     }
@@ -248,7 +253,7 @@ template <class G> void basic_slicer<G>::consider(const entry& record, search& s
     }
     if (state.debug >= 1) {
         print<slicer_texts<G>, slicer_message::candidate>(slicer_traits<G>::printed(record.event_id.event_number),
-                                                          slicer_traits<G>::printed(state.chosen.event_number));
+                                                          static_cast<int>(state.chosen.event_number));
     }
     state.chosen = record.event_id;
     if (state.by_time) {
@@ -324,10 +329,10 @@ template <class G> int basic_slicer<G>::collect(const search& state, std::vector
         if (current.record == nullptr) {
             continue;
         }
-        if (is_event_id_eq(&current_event_id_, &current.event, nullptr) != 0) {
+        if (const int same = is_event_id_eq(&current_event_id_, &current.event, nullptr); same != 0) {
             result.push_back(current.record);
             if (state.debug >= 3) {
-                print<slicer_texts<G>, slicer_message::match>();
+                slicer_traits<G>::tell_match(same);
             }
         } else if (state.debug >= 2) {
             trace_empty(i, *current.record);
@@ -363,12 +368,12 @@ template <class G> void basic_slicer<G>::trace_asking(int i, const search& state
     }
 }
 
-template <class G> void basic_slicer<G>::trace_answer(int i, const entry* record, const search& state) const
+template <class G>
+void basic_slicer<G>::trace_answer([[maybe_unused]] int i, const entry* record, const search& state) const
 {
-    static_cast<void>(i);
     if constexpr (slicer_traits<G>::has_timing_traces) {
         if (state.debug < 0 && elapsed_ms(state.start) > traced_from_ms) {
-            print<slicer_texts<G>, slicer_message::start_of_pass_timing>(elapsed_ms(state.start));
+            slicer_traits<G>::tell_start_of_pass(elapsed_ms(state.start), i);
         }
     }
     if (state.debug < 2) {

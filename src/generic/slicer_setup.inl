@@ -3,7 +3,7 @@
 #define TROX_GENERIC_SLICER_SETUP_INL
 
 #include "detail/basic_slicer.h"
-#include "generation/messages_slicer.h"
+#include "generation/traits_slicer_common.h"
 #include "generic/mutex_holder.h"
 #include "generic/os_calls.h"
 #include "generic/print.h"
@@ -16,8 +16,6 @@
 
 namespace trox_detail
 {
-
-template <class Generation> struct slicer_traits;
 
 /// True for a trox_daq_read_chan_request_type.
 constexpr bool is_request(int type)
@@ -73,10 +71,10 @@ int basic_slicer<G>::init(const std::vector<char*>* files, const std::vector<cha
     try {
         names.reserve(files->size());
         for (const char* file : *files) {
-            if (file == nullptr) {
-                throw std::logic_error("slicer: null file name");
+            if (!add_name(file, names)) {
+                clean_up();
+                return TROX_DAQ_SLICER_INTERN_ERROR;
             }
-            names.emplace_back(file);
         }
     } catch (const std::bad_alloc&) {
         clean_up();
@@ -85,12 +83,40 @@ int basic_slicer<G>::init(const std::vector<char*>* files, const std::vector<cha
     return init(&names, chans, mode);
 }
 
+/// False when a name cannot be copied.
+template <class G> bool basic_slicer<G>::add_name(const char* file, std::vector<std::string>& names) const
+{
+    if constexpr (slicer_traits<G>::copies_names) {
+        if (file == nullptr || *file == '\0') {
+            return true;
+        }
+        // A buffer for each, whose failure has a text of its own.
+        const std::size_t length = std::strlen(file);
+        const std::unique_ptr<char, block_deleter> copy(static_cast<char*>(os().malloc(length + 1)));
+        if (copy == nullptr) {
+            print<slicer_texts<G>, slicer_message::no_name_memory>(static_cast<int>(length + 1), file);
+            return false;
+        }
+        std::memcpy(copy.get(), file, length + 1);
+        names.emplace_back(copy.get(), length);
+    } else {
+        if (file == nullptr) {
+            throw std::logic_error("slicer: null file name");
+        }
+        names.emplace_back(file);
+    }
+    return true;
+}
+
 /// False when memory is short; part of the lists may be there.
 template <class G>
 bool basic_slicer<G>::copy_lists(const std::vector<std::string>& files, const std::vector<chan_param*>& chans)
 {
     try {
         files_ = files;
+        if constexpr (slicer_traits<G>::leaves_empty_names_out) {
+            std::erase_if(files_, [](const std::string& file) { return file.empty(); });
+        }
         return copy_channels(chans);
     } catch (const std::bad_alloc&) {
         return false;
@@ -122,12 +148,7 @@ template <class G> bool basic_slicer<G>::copy_channels(const std::vector<chan_pa
 
 template <class G> int basic_slicer<G>::report_missing_lists() const
 {
-    if (files_.empty()) {
-        print<common_slicer_texts, common_slicer_message::no_files>();
-    }
-    if (chans_.empty()) {
-        print<common_slicer_texts, common_slicer_message::no_channels>();
-    }
+    slicer_traits<G>::tell_missing_lists(files_.size(), chans_.size());
     return TROX_DAQ_SLICER_NO_DATA;
 }
 

@@ -55,7 +55,7 @@ template <class G> bool table_thread<G>::run()
         }
         loader_ptr loader = load();
         if (loader != nullptr) {
-            if (!is_stopped()) {
+            if (!slicer_traits<G>::drops_late_tables || !is_stopped()) {
                 store(*slot, std::move(loader));
             }
         } else if (!pass_over()) {

@@ -9,6 +9,7 @@
 #include "trox_writer.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -236,6 +237,20 @@ inline void write_run_catalogue(const std::string& directory, int count = 3, int
         entry.files.push_back({run_file_name(run, n), "raw", run_second + n - 1, run_second + n});
     }
     tw::write_catalogue(directory, entry);
+}
+
+/// A request for the events of run 7.
+inline trox_daq_request request_for_run(const std::string& catalogue, const scratch_directory& data)
+{
+    trox_daq_request request;
+    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
+    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
+    request.cdir = catalogue;
+    request.ddir = data.path();
+    request.run_first = 7;
+    request.period = {1, {0, 100000}};
+    request.time_diff = {0, 50000};
+    return request;
 }
 
 /// The result entry that a delivered record lies in.

@@ -120,13 +120,7 @@ TEST_F(reader_range, request_of_an_unknown_mode_fails_with_the_first_event)
 {
     const std::string catalogue = dir.make_directory("catalogue");
     trox_test::write_run_catalogue(catalogue);
-    trox_daq_request request;
-    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
-    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
-    request.cdir = catalogue;
-    request.ddir = dir.path();
-    request.run_first = 7;
-    request.period = {1, {0, 100000}};
+    trox_daq_request request = trox_test::request_for_run(catalogue, dir);
     request.synch_mode = 5;
     trox_daq_reader_2010 reader;
     channel_list list{trox_test::trace_name};
@@ -142,14 +136,7 @@ TEST_F(reader_range, request_for_a_run_reads_its_events)
 {
     const std::string catalogue = dir.make_directory("catalogue");
     trox_test::write_run_catalogue(catalogue);
-    trox_daq_request request;
-    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
-    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
-    request.cdir = catalogue;
-    request.ddir = dir.path();
-    request.run_first = 7;
-    request.period = {1, {0, 100000}};
-    request.time_diff = {0, 50000};
+    trox_daq_request request = trox_test::request_for_run(catalogue, dir);
     trox_daq_reader_2010 reader;
     channel_list list{trox_test::trace_name, trox_test::sparse_name};
     ASSERT_EQ(reader.init(&request, list.list()), 0);

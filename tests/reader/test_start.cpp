@@ -7,6 +7,7 @@ namespace
 using trox_test::channel_list;
 using trox_test::head_of;
 using trox_test::next;
+using trox_test::numbers;
 using trox_test::printed_by;
 using trox_test::reader_events;
 
@@ -139,6 +140,39 @@ TEST_F(reader_events, clean_up_empties_the_reader_and_lets_it_begin_anew)
     ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
     ASSERT_EQ(records.size(), 1U) << "no slow value is left of the first reading";
     EXPECT_STREQ(head_of(records[0]).chname, trox_test::sparse_name);
+}
+
+TEST_F(reader_events, init_with_a_request_of_a_running_reader_begins_anew)
+{
+    start({trox_test::trace_name, trox_test::sparse_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    const std::string catalogue = dir.make_directory("catalogue");
+    trox_test::write_run_catalogue(catalogue, 2);
+    trox_daq_request request = trox_test::request_for_run(catalogue, dir);
+    channel_list others{trox_test::members_name};
+    EXPECT_EQ(reader.init(&request, others.list()), 0);
+    EXPECT_EQ(reader.get_number_of_channels(), 1);
+    EXPECT_EQ(reader.get_number_of_files(), 2);
+    EXPECT_EQ(reader.get_number_of_events(), 0);
+    EXPECT_EQ(reader.get_data(nullptr, &records, next), -4) << "configured, not running";
+    ASSERT_EQ(reader.start(), 0);
+    EXPECT_EQ(numbers_until(-3), numbers(1000, 1019, 2));
+}
+
+TEST_F(reader_events, refused_arguments_leave_a_running_reader_at_work)
+{
+    start({trox_test::trace_name});
+    event records;
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    channel_list others{trox_test::sparse_name};
+    EXPECT_EQ(reader.init(static_cast<trox_daq_request*>(nullptr), others.list()), -7);
+    EXPECT_EQ(reader.init(std::vector<std::string>{}, others.list()), -7);
+    EXPECT_EQ(reader.init(static_cast<std::vector<char*>*>(nullptr), others.list()), -7);
+    EXPECT_EQ(reader.set_channels(nullptr), -7) << "invalid before not allowed";
+    EXPECT_EQ(reader.set_channels(others.list()), -8);
+    ASSERT_EQ(reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records.at(0)->event_id.event_number, 1001U);
 }
 
 TEST_F(reader_events, reader_may_be_destroyed_while_it_runs)

@@ -231,15 +231,14 @@ namespace trox_detail
 template <> struct slicer_texts<slicer_test::fake_generation> : slicer_texts<generation_2010> {
 };
 
-template <> struct slicer_traits<slicer_test::fake_generation> {
+template <>
+struct slicer_traits<slicer_test::fake_generation>
+    : slicer_traits_since_2010<slicer_texts<slicer_test::fake_generation>> {
     static constexpr auto table_thread = slicer_test::fake_table_thread;
-    static constexpr int update_type = TROX_UPD_BLOCK_2010;
-    static constexpr bool has_by_time_fix = true;
-    static constexpr bool bounds_read_ahead = true;
-    static constexpr bool table_thread_stays = true;
-    static constexpr bool moves_again = true;
-    static constexpr bool has_timing_traces = true;
-    static constexpr bool has_life_cycle_traces = true;
+    static void tell_start_of_pass(double took_ms, int /*channel*/)
+    {
+        print<slicer_texts<generation_2010>, slicer_message::start_of_pass_timing>(took_ms);
+    }
     static int printed(std::uint32_t number)
     {
         return static_cast<int>(number);
