@@ -5,7 +5,9 @@
 
 #include "detail/big_endian.h"
 #include "event_util.h"
+#include "trox_daq_read_chan.h"
 #include "trox_daq_read_chan_2010.h"
+#include "trox_daq_read_chan_2024.h"
 #include "trox_daq_reader_2010.h"
 #include "trox_daq_slicer_2010.h"
 
@@ -30,15 +32,9 @@ struct spectrum_axis {
     const trox_spect_statistics_2010* statistics = nullptr;
 };
 
-struct golden_2010 : trox_detail::generation_2010 {
-    using daq_reader = trox_daq_reader_2010;
-
-    static constexpr const char* name = "2010";
-    static constexpr const char* data_folder = "data_2010";
-    static constexpr int run = 1042;
-    static constexpr std::size_t trailer_size = 12;
-    using trailer_position = std::uint32_t; // first in the trailer: where the file reference table lies
-
+/// The layout of 2010 blocks, which 2024 files hold too.
+template <class Generation> struct golden_since_2010 : Generation {
+    static constexpr bool may_copy_baskets = true;
     /// Block type under which update and environment records are published.
     static constexpr std::int32_t published_update = TROX_UPD_BLOCK_2010;
     static constexpr bool is_update(std::int32_t dtype)
@@ -46,13 +42,13 @@ struct golden_2010 : trox_detail::generation_2010 {
         return dtype == TROX_UPD_BLOCK_2010 || dtype == TROX_BOR_BLOCK_2010 || dtype == TROX_EOR_BLOCK_2010;
     }
 
-    static const float* member_data(const subhead& block, int member)
+    static const float* member_data(const trox_serv_block_subhead_2010& block, int member)
     {
         return get_pointer_to_data_2010(&block, member);
     }
 
     /// Non-zero when the block holds no such member.
-    static int read_axis(const subhead& block, int member, spectrum_axis& axis)
+    static int read_axis(const trox_serv_block_subhead_2010& block, int member, spectrum_axis& axis)
     {
         void* head_address = nullptr;
         trox_spect_statistics_2010* statistics = nullptr;
@@ -68,11 +64,60 @@ struct golden_2010 : trox_detail::generation_2010 {
         }
         return status;
     }
+};
+
+struct golden_legacy : trox_detail::generation_legacy {
+    static constexpr const char* name = "legacy";
+    static constexpr const char* data_folder = "data_legacy";
+    static constexpr int run = 977;
+    static constexpr std::size_t trailer_size = 4;
+    using trailer_position = std::uint32_t; // first in the trailer: where the file reference table lies
+
+    static constexpr bool may_copy_baskets = false;
+    static constexpr std::int32_t published_update = TROX_UPD_BLOCK;
+    static constexpr bool is_update(std::int32_t dtype)
+    {
+        return dtype == TROX_UPD_BLOCK || dtype == TROX_BOR_BLOCK || dtype == TROX_EOR_BLOCK;
+    }
+
+    static const float* member_data(const subhead& block, int member)
+    {
+        return get_pointer_to_data_2009(&block, member);
+    }
+
+    static int read_axis(const subhead& block, int member, spectrum_axis& axis)
+    {
+        void* head_address = nullptr;
+        const int status =
+            get_spect_params_for_data_type_2009(&block, &axis.start, &axis.inc, &head_address, &axis.samples, member);
+        if (status == 0) {
+            axis.members = trox_detail::load_record<trox_spect_head>(head_address).nmemb;
+        }
+        return status;
+    }
+};
+
+struct golden_2010 : golden_since_2010<trox_detail::generation_2010> {
+    using daq_reader = trox_daq_reader_2010;
+
+    static constexpr const char* name = "2010";
+    static constexpr const char* data_folder = "data_2010";
+    static constexpr int run = 1042;
+    static constexpr std::size_t trailer_size = 12;
+    using trailer_position = std::uint32_t;
 
     static void set_time_diff(daq_reader& reader, time_stamp tolerance)
     {
         reader.set_time_diff(&tolerance);
     }
+};
+
+struct golden_2024 : golden_since_2010<trox_detail::generation_2024> {
+    static constexpr const char* name = "2024";
+    static constexpr const char* data_folder = "data_2024";
+    static constexpr int run = 2210;
+    static constexpr std::size_t trailer_size = 24;
+    using trailer_position = std::uint64_t;
 };
 
 } // namespace trox_golden
