@@ -407,4 +407,60 @@ TYPED_TEST(reader_with_script, flags_follow_the_event_also_after_one_that_failed
     EXPECT_EQ(this->reader.get_number_of_events(), 3);
 }
 
+// --- the legacy reader ----------------------------------------------------------------------------------
+
+using legacy_with_script = reader_with_script<trox_test::reader_legacy>;
+using legacy_record = record<trox_test::reader_legacy>;
+
+TEST_F(legacy_with_script, tolerance_is_95_ms_whatever_the_environment_says)
+{
+    env.set("DAQ_MAX_TIME_STEP_SEC", "3");
+    env.set("DAQ_MAX_TIME_STEP_USEC", "1250");
+    trox_test::scripted_reader<trox_test::reader_legacy> fresh;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(fresh.start(), 0);
+        EXPECT_EQ(script_.time_diff.timeup, 0U);
+        EXPECT_EQ(script_.time_diff.timelow, 95000U);
+        fresh.clean_up(); // puts the same back
+    }
+}
+
+TEST_F(legacy_with_script, tolerance_comes_with_a_request)
+{
+    trox_daq_request request;
+    request.ddir = "/no/such/directory";
+    request.time_diff = {6, 7};
+    ASSERT_EQ(reader.init(&request, nullptr), -10);
+    ASSERT_EQ(reader.start(), 0);
+    EXPECT_EQ(script_.time_diff.timeup, 6U);
+    EXPECT_EQ(script_.time_diff.timelow, 7U);
+}
+
+TEST_F(legacy_with_script, update_types_of_later_generations_are_no_updates)
+{
+    start({"A", "B"});
+    for (const int type : {TROX_UPD_BLOCK_2010, TROX_BOR_BLOCK_2010, TROX_EOR_BLOCK_2010}) {
+        legacy_record plain("A", 1, type, update_of<trox_test::reader_legacy>("B"));
+        script_.answers = {{0, {*plain}}};
+        ASSERT_EQ(get(), 0);
+        EXPECT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
+        EXPECT_EQ(result_of(event[0]).slow, 0);
+    }
+}
+
+using later_with_script = reader_with_script<trox_test::reader_2024>;
+using later_record = record<trox_test::reader_2024>;
+
+TEST_F(later_with_script, update_types_of_the_legacy_generation_are_no_updates)
+{
+    start({"A", "B"});
+    for (const int type : {TROX_UPD_BLOCK, TROX_BOR_BLOCK, TROX_EOR_BLOCK}) {
+        later_record plain("A", 1, type, update_of<trox_test::reader_2024>("B"));
+        script_.answers = {{0, {*plain}}};
+        ASSERT_EQ(get(), 0);
+        EXPECT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
+        EXPECT_EQ(result_of(event[0]).slow, 0);
+    }
+}
+
 } // namespace
