@@ -24,6 +24,12 @@ public:
     using basic_reader::is_by_time_fix;
     using basic_reader::set_by_time_fix;
     using basic_reader::set_time_diff;
+
+    /// Dumps of one channel of one file, on standard output; see basic_reader.
+    using basic_reader::print_channel_channel;
+    using basic_reader::print_channel_channel_headers;
+    using basic_reader::print_channel_event_headers;
+    using basic_reader::print_channel_server_block_headers;
 };
 
 #pragma GCC visibility pop

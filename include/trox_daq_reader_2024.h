@@ -25,6 +25,12 @@ public:
     using basic_reader::set_by_time_fix;
     using basic_reader::set_time_diff;
 
+    /// Dumps of one channel of one file, on standard output; see basic_reader.
+    using basic_reader::print_channel_channel;
+    using basic_reader::print_channel_channel_headers;
+    using basic_reader::print_channel_event_headers;
+    using basic_reader::print_channel_server_block_headers;
+
     /// Index of each channel, in the order in which they were added, by its full name (`name`, or `name:sub-channel`).
     /// Valid until the list of channels changes.
     const std::map<std::string, int>& get_chan_name_map() const

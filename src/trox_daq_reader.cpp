@@ -4,6 +4,7 @@
 #include "generic/reader_discovery.inl"
 #include "generic/reader_events.inl"
 #include "generic/reader_files.inl"
+#include "generic/reader_inspection.inl"
 #include "generic/reader_report.inl"
 #include "generic/reader_request.inl"
 #include "trox_daq_read_chan.h"

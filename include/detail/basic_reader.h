@@ -211,6 +211,25 @@ public:
     void print_files() const;
     void print_channels() const;
 
+    // --- looking into one file, without a request -------------------------------------------------
+    //
+    // The file is found as `add_file` finds it, and stands in the list of files only meanwhile. Its tables are loaded
+    // for the reader's channels, or for all when it has none, and stay loaded until the next of these operations or
+    // `clean_up`. What `add_file` answers other than 0 is the answer; -6 when the file is not in the list behind
+    // that, -1 when its tables cannot be loaded. Not while the reader serves a request.
+
+    /// Number of entries in the file's channel dictionary, through `n`. `mode` not 0 decodes the channel descriptions
+    /// as well (`get_descr_list`). -7 null or empty, -6 no dictionary, -1 an empty one.
+    int get_number_of_channels(const char* file, int* n, int mode);
+    /// The file's channel dictionary, on standard output.
+    int print_all_channels(const char* file);
+    /// Appends the descriptions of the channels in the file's dictionary, with the number of their events. They stay
+    /// the reader's, until its tables are loaded anew or released. -7 null or empty.
+    int fill_chan_descr(const char* file, std::vector<chan_descr_2010*>* list);
+    /// The file's event index, on standard output: of one event type, or of all for a negative `evtype`. -7 null or
+    /// empty, -6 no such table, -1 no events.
+    int print_event_index_table(const char* file, int evtype);
+
 protected:
     // Not every generation offers these.
 
@@ -218,6 +237,13 @@ protected:
     /// while running (it then takes effect with the next `start`) nor touches the last error.
     int set_time_diff(time_stamp* diff);
     time_stamp* get_time_diff();
+    /// Event headers, server block heads, sub-heads or data of all records of one channel, on standard output; failures
+    /// are told there too. `chan` becomes the reader's only channel for looking into files. Waits until the channel is
+    /// decoded: with a bad record for ever, unless such are passed over.
+    void print_channel_event_headers(const char* file, const char* chan);
+    void print_channel_server_block_headers(const char* file, const char* chan);
+    void print_channel_channel_headers(const char* file, const char* chan);
+    void print_channel_channel(const char* file, const char* chan);
     /// Whether neighbours found by time are checked against the event numbers. Also while running.
     void set_by_time_fix(bool on);
     bool is_by_time_fix() const;
@@ -258,6 +284,9 @@ private:
     double time_period_of_names() const;
     static bool event_span(const table_loader& tables, std::uint32_t& first_s, std::uint32_t& last_s);
     static double time_period_of(std::uint32_t first_s, std::uint32_t last_s);
+    // looking into one file
+    int open_file(const char* file, bool at_end, std::string& path);
+    template <class Print> void print_records(const char* file, const char* chan, Print print_from);
     // files
     int insert_file(const char* path, bool at_end);
     int add_direct_file(const char* path, bool at_end);

@@ -28,6 +28,11 @@ enum class reader_message {
     wrong_event_ids,
     slicer_timing,
     no_channel_head,
+    inspection_parameters,
+    inspection_no_file,
+    inspection_no_entry,
+    inspection_no_channel,
+    inspection_not_started,
     count
 };
 
@@ -43,6 +48,8 @@ enum class common_reader_message {
     channel_without_nickname,
     channel_params,
     channels_end,
+    no_event_index,
+    wrong_event_index,
     no_events_in_index,
     removing_files,
     comparing_files,
@@ -86,6 +93,8 @@ struct common_reader_texts {
         "[%d] %s:%d\t",
         "params:\tstart:%d\tsamples:%d\tinc:%d\ttstart:%f\ttsamples:%f\ttinc:%f\tfunc:0x%x\n",
         "========== READER channels END ==========\n",
+        "No event index table\n",
+        "Wrong pattern for index table\n",
         "No events in event index table\n",
         "removing those that are not in our list sz: %lu  from sz: %lu\n",
         "Comparing:[%s][%s]\n",

@@ -29,6 +29,12 @@ template <> struct reader_texts<generation_2010> {
         "Wrong Event IDs start:%d > stop:%d\n",
         "slicer_2010->get_data() %f msec\n",
         "trox_daq_reader_2010::get_data() chan_header is NULL\n",
+        // The first operation's name stands for all four.
+        "trox_daq_reader_2010::print_channel_event_headers() check input parameters\n",
+        "trox_daq_reader_2010::print_channel_event_headers() check if file: %s accesible\n",
+        "trox_daq_reader_2010::print_channel_event_headers() something wrong with file: %s\n",
+        "trox_daq_reader_2010::print_channel_event_headers() channel: %s not found in file: %s\n",
+        "trox_daq_reader_2010::print_channel_event_headers() failed to initialize channel: %s\n",
     }};
     static constexpr const char* text(reader_message row)
     {

@@ -29,6 +29,11 @@ template <> struct reader_texts<generation_legacy> {
         "Wrong Event IDs start:%d > stop:%d\n",
         "slicer_2010->get_data() %f msec\n",
         "trox_daq_reader::get_data() chan_header is NULL\n",
+        "", // does not offer these operations
+        "",
+        "",
+        "",
+        "",
     }};
     static constexpr const char* text(reader_message row)
     {

@@ -22,6 +22,8 @@ template <class Generation> struct reader_traits_since_2010 {
     static constexpr bool reads_max_time_step = true;
     /// Slicer and channel readers offer the check of neighbours by event number.
     static constexpr bool has_by_time_fix = true;
+    /// Channel readers print all their records.
+    static constexpr bool has_channel_dumps = true;
     /// Files that the run catalogue has named are not looked at again.
     static constexpr bool trusts_run_catalogue = true;
 

@@ -18,6 +18,7 @@ template <> struct reader_traits<generation_legacy> {
     static constexpr time_stamp time_diff{0, 95000};
     static constexpr bool reads_max_time_step = false;
     static constexpr bool has_by_time_fix = false;
+    static constexpr bool has_channel_dumps = false;
     static constexpr bool trusts_run_catalogue = false;
 
     /// The same on all hosts.

@@ -202,7 +202,7 @@ template <class Generation> void basic_reader<Generation>::drop_files_outside_ra
 template <class Generation> int basic_reader<Generation>::find_channel(std::string_view name, int subchan) const
 {
     for (std::size_t i = 0; i < results_.size(); ++i) {
-        if (chans_[i] == name && results_[i]->chan.subchan == subchan) {
+        if (name_in(results_[i]->chan.name) == name && results_[i]->chan.subchan == subchan) {
             return static_cast<int>(i);
         }
     }
@@ -269,7 +269,9 @@ template <class Generation> int basic_reader<Generation>::rem_channel(const char
     }
     chan_name_map_.remove(*results_[static_cast<std::size_t>(found)]);
     results_.erase(results_.begin() + found);
-    chans_.erase(chans_.begin() + found);
+    if (found < static_cast<int>(chans_.size())) { // a look at one channel has left that one there
+        chans_.erase(chans_.begin() + found);
+    }
     --nchans_;
     return set_error(TROX_DAQ_READER_OK);
 }

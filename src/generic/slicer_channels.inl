@@ -3,6 +3,7 @@
 #define TROX_GENERIC_SLICER_CHANNELS_INL
 
 #include "generic/clock.h"
+#include "generic/reader_signal.h"
 #include "generic/slicer_tables_thread.inl"
 
 #include <string_view>
@@ -226,16 +227,6 @@ template <class G> int basic_slicer<G>::create_channel(int i, table_loader* tabl
         }
     }
     return TROX_DAQ_SLICER_OK;
-}
-
-/// The reader's one signal: all records are decoded.
-inline void wait_for_reader(pthread_mutex_t& mutex, pthread_cond_t& cond, int& flag)
-{
-    const mutex_holder lock(mutex);
-    while (flag == 0) {
-        ::pthread_cond_wait(&cond, &mutex);
-    }
-    flag = 0;
 }
 
 template <class G> int basic_slicer<G>::start_channel(int i, int direction)
