@@ -107,6 +107,10 @@ concept prints_channels = requires(R reader, const char* file, char* channel)
 };
 static_assert(!prints_event_headers<trox_daq_reader> && !prints_server_blocks<trox_daq_reader> &&
               !prints_channel_heads<trox_daq_reader> && !prints_channels<trox_daq_reader>);
+template <class R>
+concept prints_all =
+    prints_event_headers<R> && prints_server_blocks<R> && prints_channel_heads<R> && prints_channels<R>;
+static_assert(prints_all<trox_daq_reader_2010> && prints_all<trox_daq_reader_2024>);
 
 template <class R, class Id>
 concept takes_points = requires(R reader, Id* id)

@@ -17,6 +17,9 @@ using namespace trox_detail;
 /// A text with its line end and tabs made visible, as the golden file holds it.
 std::string visible(const std::string& text)
 {
+    if (text.empty()) {
+        return "(no text)";
+    }
     std::string line;
     for (const char c : text) {
         if (c == '\n') {
