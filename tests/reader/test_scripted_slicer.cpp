@@ -257,7 +257,7 @@ TYPED_TEST(reader_with_script, only_an_update_makes_a_channel_slow)
     record<TypeParam> cut("B", 1, TypeParam::update_type | 0x10000);
     this->script_.answers = {{0, {*bor, *cut}}};
     ASSERT_EQ(this->get(), 0);
-    EXPECT_EQ(this->delivered(), (names{"A:-1", "B:-1"}));
+    ASSERT_EQ(this->delivered(), (names{"A:-1", "B:-1"}));
     EXPECT_EQ(this->result_of(this->event[0]).slow, 0);
     EXPECT_EQ(this->result_of(this->event[1]).slow, 0);
 }
@@ -443,7 +443,7 @@ TEST_F(legacy_with_script, update_types_of_later_generations_are_no_updates)
         legacy_record plain("A", 1, type, update_of<trox_test::reader_legacy>("B"));
         script_.answers = {{0, {*plain}}};
         ASSERT_EQ(get(), 0);
-        EXPECT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
+        ASSERT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
         EXPECT_EQ(result_of(event[0]).slow, 0);
     }
 }
@@ -458,7 +458,7 @@ TEST_F(later_with_script, update_types_of_the_legacy_generation_are_no_updates)
         later_record plain("A", 1, type, update_of<trox_test::reader_2024>("B"));
         script_.answers = {{0, {*plain}}};
         ASSERT_EQ(get(), 0);
-        EXPECT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
+        ASSERT_EQ(delivered(), (names{"A:-1"})) << type << " goes by the name in its head";
         EXPECT_EQ(result_of(event[0]).slow, 0);
     }
 }
