@@ -7,6 +7,7 @@
 #include "temp_directory.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -234,6 +235,20 @@ inline void write_run_catalogue(const std::string& directory, int count = 3, int
         entry.files.push_back({run_file_name(run, n), "raw", run_second + n - 1, run_second + n});
     }
     tw::write_catalogue(directory, entry);
+}
+
+/// A request for the events of run 7.
+template <class T> typename T::request request_for_run(const std::string& catalogue, const scratch_directory& data)
+{
+    typename T::request request;
+    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
+    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
+    request.cdir = catalogue;
+    request.ddir = data.path();
+    request.run_first = 7;
+    request.period = {1, {0, 100000}};
+    request.time_diff = {0, 50000};
+    return request;
 }
 
 /// Unsets what would change a reader's behaviour, and takes fresh files.

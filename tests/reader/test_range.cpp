@@ -124,13 +124,7 @@ TYPED_TEST(reader_range, request_of_an_unknown_mode_fails_with_the_first_event)
 {
     const std::string catalogue = this->dir.make_directory("catalogue");
     trox_test::write_run_catalogue(catalogue);
-    typename TypeParam::request request;
-    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
-    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
-    request.cdir = catalogue;
-    request.ddir = this->dir.path();
-    request.run_first = 7;
-    request.period = {1, {0, 100000}};
+    typename TypeParam::request request = trox_test::request_for_run<TypeParam>(catalogue, this->dir);
     request.synch_mode = 5;
     typename TypeParam::reader reader;
     channel_list list{trox_test::trace_name};
@@ -146,14 +140,7 @@ TYPED_TEST(reader_range, request_for_a_run_reads_its_events)
 {
     const std::string catalogue = this->dir.make_directory("catalogue");
     trox_test::write_run_catalogue(catalogue);
-    typename TypeParam::request request;
-    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
-    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
-    request.cdir = catalogue;
-    request.ddir = this->dir.path();
-    request.run_first = 7;
-    request.period = {1, {0, 100000}};
-    request.time_diff = {0, 50000};
+    typename TypeParam::request request = trox_test::request_for_run<TypeParam>(catalogue, this->dir);
     typename TypeParam::reader reader;
     channel_list list{trox_test::trace_name, trox_test::sparse_name};
     ASSERT_EQ(reader.init(&request, list.list()), 0);

@@ -191,45 +191,41 @@ TYPED_TEST(reader_report, span_of_one_file_is_that_of_its_events)
     EXPECT_EQ(this->reader.get_channel_name(0, nullptr, nullptr, nullptr), nullptr) << "tables released again";
 }
 
-TYPED_TEST(reader_report, span_of_one_file_covers_all_event_types)
+/// Writes a file of slow and fast events, one at each of these seconds.
+template <class T>
+void write_two_event_types(const std::string& path, const std::vector<std::pair<int, std::uint32_t>>& events)
 {
-    trox_test::tw::file_writer file(this->dir / "types.raw", TypeParam::format);
+    constexpr auto format = T::format;
+    trox_test::tw::file_writer file(path, format);
     const auto slow = file.add_channel("SLOW");
     const auto fast = file.add_channel("FAST");
-    const auto write = [&](std::uint32_t number, std::uint32_t second, int type, auto channel, const auto& payload) {
-        file.begin_event({number, {second, 0}, type});
+    std::uint32_t number = 0;
+    for (const auto& [type, second] : events) {
+        file.begin_event({++number, {second, 0}, type});
         file.begin_server_block({"SVR"});
-        file.add_record(channel, payload);
+        if (type == TROX_EV_UPD) {
+            file.add_record(slow, trox_test::tw::update_payload(format, "SLOW", 1, {second, 0}));
+        } else {
+            file.add_record(fast, trox_test::tw::spectrum_payload(format, T::one_channel, {1.0F}));
+        }
         file.end_event();
-    };
-    const auto value = trox_test::tw::update_payload(TypeParam::format, "SLOW", 1, {500, 0});
-    const auto trace = trox_test::tw::spectrum_payload(TypeParam::format, TypeParam::one_channel, {1.0F});
-    write(1, 500, TROX_EV_UPD, slow, value);
-    write(2, 510, TROX_EV_NORMAL, fast, trace);
-    write(3, 530, TROX_EV_NORMAL, fast, trace);
-    write(4, 520, TROX_EV_UPD, slow, value);
+    }
     file.finish();
+}
+
+TYPED_TEST(reader_report, span_of_one_file_covers_all_event_types)
+{
+    write_two_event_types<TypeParam>(
+        this->dir / "types.raw",
+        {{TROX_EV_UPD, 500}, {TROX_EV_NORMAL, 510}, {TROX_EV_NORMAL, 530}, {TROX_EV_UPD, 520}});
     ASSERT_EQ(this->reader.add_file((this->dir / "types.raw").c_str(), true), 0);
     EXPECT_EQ(this->reader.get_time_period_us(), 3.0e7);
 }
 
 TYPED_TEST(reader_report, event_type_that_begins_at_zero_does_not_begin_the_span)
 {
-    trox_test::tw::file_writer file(this->dir / "zero.raw", TypeParam::format);
-    const auto slow = file.add_channel("SLOW");
-    const auto fast = file.add_channel("FAST");
-    const auto write = [&](std::uint32_t number, std::uint32_t second, int type, auto channel, const auto& payload) {
-        file.begin_event({number, {second, 0}, type});
-        file.begin_server_block({"SVR"});
-        file.add_record(channel, payload);
-        file.end_event();
-    };
-    const auto value = trox_test::tw::update_payload(TypeParam::format, "SLOW", 1, {0, 0});
-    const auto trace = trox_test::tw::spectrum_payload(TypeParam::format, TypeParam::one_channel, {1.0F});
-    write(1, 0, TROX_EV_UPD, slow, value);
-    write(2, 510, TROX_EV_NORMAL, fast, trace);
-    write(3, 530, TROX_EV_NORMAL, fast, trace);
-    file.finish();
+    write_two_event_types<TypeParam>(this->dir / "zero.raw",
+                                     {{TROX_EV_UPD, 0}, {TROX_EV_NORMAL, 510}, {TROX_EV_NORMAL, 530}});
     ASSERT_EQ(this->reader.add_file((this->dir / "zero.raw").c_str(), true), 0);
     EXPECT_EQ(this->reader.get_time_period_us(), 2.0e7);
 }

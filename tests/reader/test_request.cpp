@@ -440,6 +440,25 @@ TYPED_TEST(file_filter, first_file_without_a_time_is_dropped_with_its_own_messag
     EXPECT_EQ(this->files(), this->names);
 }
 
+TYPED_TEST(file_filter, step_is_the_average_in_whole_seconds_however_uneven_the_files_are)
+{
+    this->reader.clean_up();
+    this->names.clear();
+    // Between neighbours 1, 2 and 32 s: 35 s over three steps are 11.
+    for (const std::uint32_t second : {1000U, 1001U, 1003U, 1035U}) {
+        this->names.push_back("/x/" + trox::writer::data_file_name(
+                                          {"linac", "main", 1}, static_cast<int>(this->names.size()) + 1, {second, 0}));
+        this->reader.add_file(this->names.back().c_str(), true);
+    }
+    const std::vector<std::string> all = this->names;
+    EXPECT_EQ(this->kept_by(1012, 2000), all) << "1001 + 11 is not below 1012, although the file ended at 1003";
+    EXPECT_EQ(this->kept_by(1013, 2000), (std::vector<std::string>{all[0], all[2], all[3]}));
+    // 1003 and 1035 stay, apart from the first one. The step of three files is (1035 - 1000) / 2.
+    EXPECT_EQ(this->kept_by(1020, 2000), (std::vector<std::string>{all[0], all[2], all[3]})) << "1003 + 17";
+    EXPECT_EQ(this->kept_by(1021, 2000), (std::vector<std::string>{all[0], all[3]})) << "although it reaches to 1035";
+    EXPECT_EQ(this->kept_by(1036, 2000), (std::vector<std::string>{all[0], all[3]})) << "1035 + 35";
+}
+
 TYPED_TEST(file_filter, single_file_is_judged_without_a_step)
 {
     this->reader.clean_up();

@@ -6,6 +6,7 @@ namespace
 
 using trox_test::channel_list;
 using trox_test::next;
+using trox_test::numbers;
 using trox_test::printed_by;
 using trox_test::reader_events;
 
@@ -141,6 +142,39 @@ TYPED_TEST(reader_events, clean_up_empties_the_reader_and_lets_it_begin_anew)
     ASSERT_EQ(this->reader.get_data(nullptr, &records, next), 0);
     ASSERT_EQ(records.size(), 1U) << "no slow value is left of the first reading";
     EXPECT_STREQ(this->head_of(records[0]).chname, trox_test::sparse_name);
+}
+
+TYPED_TEST(reader_events, init_with_a_request_of_a_running_reader_begins_anew)
+{
+    this->start({trox_test::trace_name, trox_test::sparse_name});
+    typename TestFixture::event records;
+    ASSERT_EQ(this->reader.get_data(nullptr, &records, next), 0);
+    const std::string catalogue = this->dir.make_directory("catalogue");
+    trox_test::write_run_catalogue(catalogue, 2);
+    typename TypeParam::request request = trox_test::request_for_run<TypeParam>(catalogue, this->dir);
+    channel_list others{trox_test::members_name};
+    EXPECT_EQ(this->reader.init(&request, others.list()), 0);
+    EXPECT_EQ(this->reader.get_number_of_channels(), 1);
+    EXPECT_EQ(this->reader.get_number_of_files(), 2);
+    EXPECT_EQ(this->reader.get_number_of_events(), 0);
+    EXPECT_EQ(this->reader.get_data(nullptr, &records, next), -4) << "configured, not running";
+    ASSERT_EQ(this->reader.start(), 0);
+    EXPECT_EQ(this->numbers_until(-3), numbers(1000, 1019, 2));
+}
+
+TYPED_TEST(reader_events, refused_arguments_leave_a_running_reader_at_work)
+{
+    this->start({trox_test::trace_name});
+    typename TestFixture::event records;
+    ASSERT_EQ(this->reader.get_data(nullptr, &records, next), 0);
+    channel_list others{trox_test::sparse_name};
+    EXPECT_EQ(this->reader.init(static_cast<typename TypeParam::request*>(nullptr), others.list()), -7);
+    EXPECT_EQ(this->reader.init(std::vector<std::string>{}, others.list()), -7);
+    EXPECT_EQ(this->reader.init(static_cast<std::vector<char*>*>(nullptr), others.list()), -7);
+    EXPECT_EQ(this->reader.set_channels(nullptr), -7) << "invalid before not allowed";
+    EXPECT_EQ(this->reader.set_channels(others.list()), -8);
+    ASSERT_EQ(this->reader.get_data(nullptr, &records, next), 0);
+    EXPECT_EQ(records.at(0)->event_id.event_number, 1001U);
 }
 
 TYPED_TEST(reader_events, reader_may_be_destroyed_while_it_runs)

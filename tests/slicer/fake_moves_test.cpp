@@ -5,6 +5,8 @@
 namespace slicer_test
 {
 
+using trox_test::allocations;
+
 TEST_F(fake_readers, a_channel_out_of_window_moves_until_a_file_starts)
 {
     fake_slicer slicer;

@@ -5,6 +5,8 @@
 namespace slicer_test
 {
 
+using trox_test::failing_allocation;
+
 class slicer_memory : public slicer_files
 {
 protected:

@@ -1,0 +1,248 @@
+// The event record accessor: images.
+#include "trox_daq_data.h"
+
+#include "detail/big_endian.h"
+#include "generic/accessor.h"
+
+#include <cstdint>
+#include <utility>
+
+using namespace trox_detail::accessor;
+
+namespace
+{
+
+/// An image's axes and pixels, wherever its head keeps them.
+struct image_shape {
+    int xstart = 0;
+    int xinc = 0;
+    int nx = 0;
+    int ystart = 0;
+    int yinc = 0;
+    int ny = 0;
+    int frame = 0;
+    int compr = 0;
+    int bpp = 0; // bytes per pixel
+    int length = 0;
+    std::size_t head_size = 0;
+};
+
+/// Some front ends pack what they have no other place for into the upper bits of the words.
+image_shape shape_of(const trox_image_frame_head& head)
+{
+    const auto w = static_cast<unsigned>(head.w);
+    const auto h = static_cast<unsigned>(head.h);
+    const auto bpp = static_cast<unsigned>(head.bpp);
+    image_shape shape;
+    shape.xstart = head.w >> 16;
+    shape.nx = static_cast<int>(w & 0xFFFFU);
+    shape.ystart = head.h >> 16;
+    shape.ny = static_cast<int>(h & 0xFFFFU);
+    shape.xinc = head.bpp >> 18;
+    shape.yinc = static_cast<int>(bpp >> 4 & 0x3FFFU);
+    shape.bpp = static_cast<int>((bpp & 15U) == 0 ? 1U : bpp & 15U);
+    shape.frame = static_cast<int>(head.frame);
+    shape.compr = head.compr;
+    shape.length = head.length;
+    shape.head_size = sizeof head;
+    return shape;
+}
+
+image_shape shape_of(const trox_image_ext_frame_head& head)
+{
+    image_shape shape;
+    shape.xstart = head.x_start;
+    shape.xinc = head.hbin;
+    shape.nx = head.aoi_width;
+    shape.ystart = head.y_start;
+    shape.yinc = head.vbin;
+    shape.ny = head.aoi_height;
+    shape.bpp = head.bpp;
+    shape.frame = static_cast<int>(head.frame);
+    shape.length = head.length;
+    shape.head_size = sizeof head;
+    return shape;
+}
+
+/// The shape of an image payload; false for one that is too short for its head. `is_extended` tells the head.
+bool load_shape(const unsigned char* payload, std::size_t size, bool is_extended, image_shape& shape)
+{
+    const std::size_t head = is_extended ? sizeof(trox_image_ext_frame_head) : sizeof(trox_image_frame_head);
+    if (size < head) {
+        return false;
+    }
+    shape = is_extended ? shape_of(trox_detail::load_record<trox_image_ext_frame_head>(payload))
+                        : shape_of(trox_detail::load_record<trox_image_frame_head>(payload));
+    return true;
+}
+
+/// Whether the payload holds what its shape announces.
+bool has_all_pixels(const image_shape& shape, std::size_t payload_size)
+{
+    return shape.length < 0 || static_cast<std::size_t>(shape.length) <= payload_size - shape.head_size;
+}
+
+/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of.
+int find_shape(int kind, int dtype, const unsigned char* payload, std::size_t size, image_shape& shape)
+{
+    if (kind != image) {
+        return failed;
+    }
+    const bool is_whole = payload != nullptr && load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) &&
+                          has_all_pixels(shape, size);
+    return is_whole ? 0 : no_payload;
+}
+
+} // namespace
+
+bool trox_detail::accessor::add_pixels(const pixel_rows& rows, float* values, std::size_t size)
+{
+    const auto bpp = static_cast<std::size_t>(rows.bpp);
+    for (int ix = 0; ix < rows.nx; ++ix) {
+        for (int iy = 0; iy < rows.ny; ++iy) {
+            const std::size_t index =
+                static_cast<std::size_t>(iy) * static_cast<std::size_t>(rows.nx) + static_cast<std::size_t>(ix);
+            const std::size_t offset = index * bpp;
+            if (bpp > rows.size || offset > rows.size - bpp) {
+                std::fprintf(stderr, "*** error: idx2 %zu len %zu ix %d iy %d bpp %d\n", offset, rows.size, ix, iy,
+                             rows.bpp);
+                return false;
+            }
+            if (index >= size) {
+                std::fprintf(stderr, "*** error: idx1 %zu size %zu ix %d iy %d nx %d ny %d\n", index, size, ix, iy,
+                             rows.nx, rows.ny);
+                return false;
+            }
+            double pixel = 0.0;
+            for (std::size_t byte = 0; byte < bpp; ++byte) {
+                pixel = pixel * 256.0 + rows.bytes[offset + byte];
+            }
+            if (values != nullptr) {
+                values[index] += static_cast<float>(pixel);
+            }
+        }
+    }
+    return true;
+}
+
+void* trox_daq_getdata::GetImageHeader() const
+{
+    image_shape shape;
+    const bool is_there = PropType == image && Data != nullptr &&
+                          load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape);
+    return is_there ? payload : nullptr;
+}
+
+void* trox_daq_getdata::GetImage() const
+{
+    image_shape shape;
+    const bool is_there = PropType == image && Data != nullptr &&
+                          load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape);
+    return is_there ? payload + shape.head_size : nullptr;
+}
+
+int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length) const
+{
+    image_shape shape;
+    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+        return status;
+    }
+    put(frame, shape.frame);
+    put(compr, shape.compr);
+    put(bpp, shape.bpp);
+    put(length, shape.length);
+    return 0;
+}
+
+int trox_daq_getdata::GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny) const
+{
+    image_shape shape;
+    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+        return status;
+    }
+    put(xstart, shape.xstart);
+    put(xinc, shape.xinc);
+    put(nx, shape.nx);
+    put(ystart, shape.ystart);
+    put(yinc, shape.yinc);
+    put(ny, shape.ny);
+    return shape.length;
+}
+
+float* trox_daq_getdata::ConvertImage()
+{
+    image_shape shape;
+    const bool is_extended = DataType == TROX_BLOCK_IMAGE_EXT;
+    if (PropType != image || Data == nullptr || !load_shape(payload, payload_size, is_extended, shape)) {
+        return nullptr;
+    }
+    if (shape.length < 1 || shape.nx < 1 || shape.ny < 1 || shape.bpp < 1) {
+        return nullptr;
+    }
+    const auto pixels = static_cast<std::uint64_t>(shape.nx) * static_cast<std::uint64_t>(shape.ny);
+    if (pixels > static_cast<std::uint64_t>(shape.length) ||
+        pixels * static_cast<std::uint64_t>(shape.bpp) != static_cast<std::uint64_t>(shape.length)) {
+        return nullptr;
+    }
+    const bool is_whole = has_all_pixels(shape, payload_size);
+    const auto length = static_cast<std::size_t>(shape.length);
+    const pixel_rows rows{payload + shape.head_size, is_whole ? length : payload_size - shape.head_size, shape.nx,
+                          shape.ny, shape.bpp};
+    // What is announced but not there gets no memory; the failure is told all the same.
+    auto values = is_whole ? std::make_unique<float[]>(pixels) : nullptr;
+    if (!add_pixels(rows, values.get(), pixels)) {
+        return nullptr;
+    }
+    ImageNx = shape.nx;
+    ImageNy = shape.ny;
+    ImageXstart = static_cast<float>(shape.xstart);
+    ImageYstart = static_cast<float>(shape.ystart);
+    // Packed steps are reported by GetImageSize only: programs take 0 as "not given" here.
+    ImageXinc = is_extended ? static_cast<float>(shape.xinc) : 0.0F;
+    ImageYinc = is_extended ? static_cast<float>(shape.yinc) : 0.0F;
+    ImageFloat = std::move(values);
+    return ImageFloat.get();
+}
+
+float* trox_daq_getdata::GetImageFloat() const
+{
+    return ImageFloat.get();
+}
+
+float trox_daq_getdata::GetImageVal(int ix, int iy) const
+{
+    const bool is_inside = ImageFloat != nullptr && ix >= 0 && ix < ImageNx && iy >= 0 && iy < ImageNy;
+    return is_inside ? ImageFloat[static_cast<std::size_t>(iy) * static_cast<std::size_t>(ImageNx) +
+                                  static_cast<std::size_t>(ix)]
+                     : 0.0F;
+}
+
+float trox_daq_getdata::GetImageXstart() const
+{
+    return ImageXstart;
+}
+
+float trox_daq_getdata::GetImageXinc() const
+{
+    return ImageXinc;
+}
+
+int trox_daq_getdata::GetImageNx() const
+{
+    return ImageNx;
+}
+
+float trox_daq_getdata::GetImageYstart() const
+{
+    return ImageYstart;
+}
+
+float trox_daq_getdata::GetImageYinc() const
+{
+    return ImageYinc;
+}
+
+int trox_daq_getdata::GetImageNy() const
+{
+    return ImageNy;
+}
