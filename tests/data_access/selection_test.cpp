@@ -372,6 +372,29 @@ TYPED_TEST(selection, members_are_found_by_name)
     EXPECT_EQ(this->access_.GetMembName(0), nullptr);
 }
 
+TYPED_TEST(selection, records_are_looked_for_in_the_list_that_the_flag_says)
+{
+    this->add_trace("FAST.0");
+    trox_daq_getdata other(!TypeParam::is_2024);
+    EXPECT_EQ(capture([&] { EXPECT_EQ(set_records<TypeParam>(other, &this->records_), -1); }).err,
+              TypeParam::is_2024 ? "trox_daq_getdata::SetHead: ent = NULL\n"
+                                 : "trox_daq_getdata::SetHead(2024): ent = NULL\n");
+    EXPECT_THAT(capture([&] { EXPECT_EQ(other.SetChan(0), -1); }).err, HasSubstr("SetChan: Status= 0 Res= "));
+    other.set_data_2024(TypeParam::is_2024);
+    EXPECT_EQ(set_records<TypeParam>(other, &this->records_), 1);
+}
+
+TEST(selection_by_pattern, a_2024_record_is_never_taken_for_a_legacy_one)
+{
+    typed_record<access_2024> image_record("IMAGE", TROX_BLOCK_IMAGE, image(1, 1, 1, 1, {7}), TROX_EV_IMAGE);
+    image_record.header.pattern = access_legacy::pattern;
+    std::vector<trox_channel_entry_long_2024*> records{&image_record.record};
+    trox_daq_getdata event(true);
+    ASSERT_EQ(event.SetRes_2024(&records), 1);
+    EXPECT_EQ(event.GetPropType(), 4);
+    EXPECT_EQ(event.Get_NImage(), 1);
+}
+
 TEST(selection_by_pattern, the_event_header_tells_legacy_from_2010_records)
 {
     typed_record<access_legacy> older("OLD", TROX_BLOCK_SINGLE, spectrum<access_legacy>(1, 1, {1.0F}));

@@ -59,35 +59,38 @@ TYPED_TEST(spectra, members_outside_are_refused)
     EXPECT_EQ(group_inc, 0.0F);
 }
 
-TYPED_TEST(spectra, values_are_counted_through_all_groups)
+/// Legacy spectra have no groups.
+template <class T> class grouped_spectra : public spectra<T>
 {
-    if constexpr (TypeParam::is_legacy) {
-        GTEST_SKIP() << "legacy spectra have no groups";
-    } else {
-        std::vector<trox_spect_statistics_2010> statistics(2);
-        statistics[0] = {3, {1.0F, 9.0F}};
-        statistics[1] = {5, {2.0F, 0.0F, 7.0F}};
-        this->add("GEN", TROX_BLOCK_GENERIC_SPECT,
-                  spectrum<TypeParam>(2, 2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 3, statistics));
-        this->select_single();
-        int length = 0;
-        int groups = 0;
-        float group_inc = 0;
-        trox_spect_statistics_2010* stat = nullptr;
-        ASSERT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, &length, 1, &groups, &group_inc, &stat), 0);
-        EXPECT_EQ(length, 2);
-        EXPECT_EQ(groups, 3);
-        EXPECT_EQ(group_inc, 1000.0F);
-        ASSERT_NE(stat, nullptr);
-        EXPECT_EQ(stat->mask, 5U);
-        EXPECT_EQ(stat->val[2], 7.0F);
-        for (int i = 0; i < 6; ++i) {
-            EXPECT_EQ(this->access_.GetSpectVal(1, i), static_cast<float>(7 + i));
-        }
-        EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.GetSpectVal(1, 6), 0.0F); }).err,
-                  "GetSpectVal() index is too big: 6 max: 2\n")
-            << "the number of samples of a group is told";
+};
+using access_with_groups = ::testing::Types<access_2010, access_2024>;
+TYPED_TEST_SUITE(grouped_spectra, access_with_groups, access_names);
+
+TYPED_TEST(grouped_spectra, values_are_counted_through_all_groups)
+{
+    std::vector<trox_spect_statistics_2010> statistics(2);
+    statistics[0] = {3, {1.0F, 9.0F}};
+    statistics[1] = {5, {2.0F, 0.0F, 7.0F}};
+    this->add("GEN", TROX_BLOCK_GENERIC_SPECT,
+              spectrum<TypeParam>(2, 2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 3, statistics));
+    this->select_single();
+    int length = 0;
+    int groups = 0;
+    float group_inc = 0;
+    trox_spect_statistics_2010* stat = nullptr;
+    ASSERT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, &length, 1, &groups, &group_inc, &stat), 0);
+    EXPECT_EQ(length, 2);
+    EXPECT_EQ(groups, 3);
+    EXPECT_EQ(group_inc, 1000.0F);
+    ASSERT_NE(stat, nullptr);
+    EXPECT_EQ(stat->mask, 5U);
+    EXPECT_EQ(stat->val[2], 7.0F);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(this->access_.GetSpectVal(1, i), static_cast<float>(7 + i));
     }
+    EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.GetSpectVal(1, 6), 0.0F); }).err,
+              "GetSpectVal() index is too big: 6 max: 2\n")
+        << "the number of samples of a group is told";
 }
 
 TYPED_TEST(spectra, GetSpectVal_at_length_times_groups_is_too_big)
