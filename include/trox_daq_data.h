@@ -189,9 +189,9 @@ private:
     template <class Record> void count_classes(const std::vector<Record*>& list);
     template <class Record> int take_records(std::vector<Record*>* list);
     int set_head();
-    int set_heads_2024(const trox_event_chan_ptr_long_entry& blocks);
-    int set_heads_2010(const trox_event_chan_ptr_long_entry& blocks);
-    int set_heads_legacy(const trox_event_chan_ptr_long_entry& blocks);
+    template <class BlockHead, class Subhead>
+    int set_heads(const trox_event_chan_ptr_long_entry& blocks, BlockHead*& block, Subhead*& head, const char* no_block,
+                  int event_type);
     template <class Subhead> void set_kind(Subhead& head, int event_type);
     int select(int n);
     template <class Matches> int select_match(int first, int n, Matches matches);

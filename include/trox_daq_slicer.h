@@ -17,7 +17,8 @@ using get_tables_task = trox_detail::basic_get_tables_task<trox_detail::generati
 /// pointer after a file that could not be loaded.
 void* get_table_thread(void* task);
 
-/// Slicer of the legacy generation; see basic_slicer.
+/// Slicer of the legacy generation; see basic_slicer. Its table-loading thread loads ahead as long as there are slots,
+/// and ends behind the last file.
 class trox_daq_slicer : public trox_detail::basic_slicer<trox_detail::generation_legacy>
 {
 public:
@@ -36,7 +37,8 @@ public:
         return basic_slicer::init(&files, chans, mode);
     }
 
-    /// As basic_slicer's, for a zero-terminated name only.
+    /// As basic_slicer's, for a zero-terminated name only. The table-loading thread does not stop at three tables
+    /// that nobody took: it waits for any file that is still to be loaded and has a slot.
     table_loader* find_ready_table(const char* name)
     {
         return basic_slicer::find_ready_table(name);

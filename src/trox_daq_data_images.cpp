@@ -76,9 +76,21 @@ bool load_shape(const unsigned char* payload, std::size_t size, bool is_extended
     return true;
 }
 
+/// Whether the payload holds what its shape announces.
 bool has_all_pixels(const image_shape& shape, std::size_t payload_size)
 {
     return shape.length < 0 || static_cast<std::size_t>(shape.length) <= payload_size - shape.head_size;
+}
+
+/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of.
+int find_shape(int kind, int dtype, const unsigned char* payload, std::size_t size, image_shape& shape)
+{
+    if (kind != image) {
+        return failed;
+    }
+    const bool is_whole = payload != nullptr && load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) &&
+                          has_all_pixels(shape, size);
+    return is_whole ? 0 : no_payload;
 }
 
 } // namespace
@@ -133,12 +145,8 @@ void* trox_daq_getdata::GetImage() const
 int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length) const
 {
     image_shape shape;
-    if (PropType != image) {
-        return failed;
-    }
-    if (Data == nullptr || !load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape) ||
-        !has_all_pixels(shape, payload_size)) {
-        return no_payload;
+    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+        return status;
     }
     put(frame, shape.frame);
     put(compr, shape.compr);
@@ -150,12 +158,8 @@ int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length)
 int trox_daq_getdata::GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny) const
 {
     image_shape shape;
-    if (PropType != image) {
-        return failed;
-    }
-    if (Data == nullptr || !load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape) ||
-        !has_all_pixels(shape, payload_size)) {
-        return no_payload;
+    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+        return status;
     }
     put(xstart, shape.xstart);
     put(xinc, shape.xinc);

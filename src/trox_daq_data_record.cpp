@@ -246,57 +246,34 @@ template <class Record> int trox_daq_getdata::select_record(Record* record, cons
         return tell(header);
     }
     if constexpr (std::is_same_v<Record, trox_channel_entry_long_2024>) {
-        return set_heads_2024(blocks);
+        EventHeader_2024 = at<trox_eventheader_2024>(blocks.evhd);
+        return set_heads(blocks, SrvbHeader_2024, ChanHeader_2010, "SetHead_2024: srvb pointer = NULL",
+                         EventHeader_2024->event_type);
     } else {
         EventHeader = at<trox_eventheader>(blocks.evhd);
         data_2010 = EventHeader->pattern != legacy_pattern; // the data decide, whatever the accessor was made for
-        return data_2010 ? set_heads_2010(blocks) : set_heads_legacy(blocks);
+        return data_2010
+                   ? set_heads(blocks, SrvbHeader_2010, ChanHeader_2010, "SetHead_2010: srvb pointer = NULL",
+                               EventHeader->event_type)
+                   : set_heads(blocks, SrvbHeader, ChanHeader, "SetHead: srvb pointer = NULL", EventHeader->event_type);
     }
 }
 
-int trox_daq_getdata::set_heads_2024(const trox_event_chan_ptr_long_entry& blocks)
+/// Takes the heads behind the event's; `no_block` tells that there is no server block head.
+template <class BlockHead, class Subhead>
+int trox_daq_getdata::set_heads(const trox_event_chan_ptr_long_entry& blocks, BlockHead*& block, Subhead*& head,
+                                const char* no_block, int event_type)
 {
-    EventHeader_2024 = at<trox_eventheader_2024>(blocks.evhd);
     if (blocks.sbhd == 0) {
-        return tell("SetHead_2024: srvb pointer = NULL");
+        return tell(no_block);
     }
-    SrvbHeader_2024 = at<trox_serv_block_head_2024>(blocks.sbhd);
+    block = at<BlockHead>(blocks.sbhd);
     if (blocks.chhd == 0) {
         return tell("SetHead: channel header pointer = NULL");
     }
-    ChanHeader_2010 = at<trox_serv_block_subhead_2010>(blocks.chhd);
+    head = at<Subhead>(blocks.chhd);
     payload = at<unsigned char>(blocks.data);
-    set_kind(*ChanHeader_2010, EventHeader_2024->event_type);
-    return 0;
-}
-
-int trox_daq_getdata::set_heads_2010(const trox_event_chan_ptr_long_entry& blocks)
-{
-    if (blocks.sbhd == 0) {
-        return tell("SetHead_2010: srvb pointer = NULL");
-    }
-    SrvbHeader_2010 = at<trox_serv_block_head_2010>(blocks.sbhd);
-    if (blocks.chhd == 0) {
-        return tell("SetHead: channel header pointer = NULL");
-    }
-    ChanHeader_2010 = at<trox_serv_block_subhead_2010>(blocks.chhd);
-    payload = at<unsigned char>(blocks.data);
-    set_kind(*ChanHeader_2010, EventHeader->event_type);
-    return 0;
-}
-
-int trox_daq_getdata::set_heads_legacy(const trox_event_chan_ptr_long_entry& blocks)
-{
-    if (blocks.sbhd == 0) {
-        return tell("SetHead: srvb pointer = NULL");
-    }
-    SrvbHeader = at<trox_serv_block_head>(blocks.sbhd);
-    if (blocks.chhd == 0) {
-        return tell("SetHead: channel header pointer = NULL");
-    }
-    ChanHeader = at<trox_serv_block_subhead>(blocks.chhd);
-    payload = at<unsigned char>(blocks.data);
-    set_kind(*ChanHeader, EventHeader->event_type);
+    set_kind(*head, event_type);
     return 0;
 }
 

@@ -42,8 +42,9 @@ public:
     ///   2 reference table               3 event index or dictionary        5 environment dictionary
     ///   6 XML descriptions              7 decoding the descriptions
     ///   -4/-5 event header basket       -6/-7 server block basket          (head / whole)
-    /// and for the pointers table the table reader's own code, -5 when the file has none of the channels. A
-    /// null name answers 1 without touching the loader; an empty one has emptied it.
+    /// and for the pointers table the table reader's own code, -5 when the file has none of the channels. Where memory
+    /// lacks beside all of these the answer is 5, that of the table readers. A null name answers 1 without touching the
+    /// loader; an empty one has emptied it.
     int get_all_tables(const std::string& file, int mode, const std::vector<std::string>* chans);
     int get_all_tables(const char* file, int mode, std::vector<char*>* chans);
 
@@ -101,6 +102,8 @@ public:
     std::shared_ptr<const loaded_file<Generation>> get_loaded_file() const;
 
 private:
+    template <class Load> int with_memory(Load load);
+    int load_anew(std::string name, int mode, std::vector<std::string> chans);
     int load(loaded_file<Generation>& file);
     int load_tables(loaded_file<Generation>& file);
     int load_pointers_table(loaded_file<Generation>& file);

@@ -60,7 +60,7 @@ public:
     basic_read_chan(const basic_read_chan&) = delete;
     basic_read_chan& operator=(const basic_read_chan&) = delete;
 
-    // --- settings ---------------------------------------------------------------------------------
+    // --- settings: one thread at a time, also while workers decode -----------------------------------
 
     /// Tolerance for matching by time; -7 for null, else 0.
     int set_time_diff(time_stamp* diff);
@@ -90,7 +90,8 @@ public:
     /// Raises the flag and wakes the caller of `start`.
     void signal_master();
     /// What each worker does: decodes records until none is left, the reader is stopped, or (unless bad records are
-    /// skipped) a record fails hard. Any thread may help; `clean` waits for it.
+    /// skipped) a record fails hard. Any thread may help, also beside `clean`, which waits for it. Not beside the
+    /// destructor.
     void decode_records();
     /// True when all records are decoded.
     bool is_done();

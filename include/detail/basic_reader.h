@@ -151,8 +151,8 @@ public:
     /// Fills what the request leaves open (stop time, event numbers by the machine clock) and drops files whose
     /// name's time lies outside the range. `start` calls it. -7 start behind stop.
     int check_request();
-    /// Adds a channel, `<name>[:<sub-channel>][;<nickname>]`, each part at most 255 characters; copied. A channel
-    /// that is there already is answered 0. -7 null or empty, -8 while running, -6 out of memory.
+    /// Adds a channel, `<name>[:<sub-channel>][;<nickname>]`, each part at most 255 characters (legacy: 79); copied. A
+    /// channel that is there already is answered 0. -7 null or empty, -8 while running, -6 out of memory.
     int add_channel(daq_channel_entry* channel);
     /// Removes the channel `<name>` or `<name>x:<sub-channel>`: with a sub-channel, the last character before
     /// the ":" is not part of the name. -7 null or empty, -8 while running, -5 no such channel.

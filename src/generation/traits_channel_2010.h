@@ -6,7 +6,6 @@
 #include "event_util.h"
 #include "generation/messages_channel_2010.h"
 #include "generation/traits_channel_common.h"
-#include "generic/host_order.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,17 +13,11 @@
 namespace trox_detail
 {
 
-template <> struct channel_traits<generation_2010> : channel_traits_since_2010 {
+template <>
+struct channel_traits<generation_2010> : channel_traits_since_2010, channel_traits_of_32_bits<generation_2010> {
     using generation = generation_2010;
 
     static constexpr long trailer_size = 12;
-    static constexpr std::size_t basket_word = sizeof(std::uint32_t);
-
-    /// Event number of a record that is not decoded yet.
-    static constexpr generation::event_number undecoded = 0xFFFFFFFF;
-    /// Bytes per record that are cleared before decoding. Intended to be less than a record: the pointer sets
-    /// behind the first are not in use, and clearing them would cost more than decoding a small record.
-    static constexpr std::size_t cleared_per_record = 140;
 
     /// Longest channel name that a reader holds.
     static constexpr std::size_t longest_name = any_length;
@@ -41,24 +34,6 @@ template <> struct channel_traits<generation_2010> : channel_traits_since_2010 {
     static constexpr int (*cut_to_one_channel)(generation::subhead*, int, const trox_chan_prms*, int*,
                                                generation::subhead**) = device_to_one_channel_2010;
 
-    static void load(const void* source, generation::event_header& header)
-    {
-        load_words(source, header);
-    }
-    static void load(const void* source, generation::server_block_head& head)
-    {
-        load_words_but_text(source, head, head.server);
-    }
-    static void load(const void* source, generation::subhead& head)
-    {
-        load_words_but_text(source, head, head.chname);
-    }
-
-    /// An event number as the texts print it.
-    static int printed(generation::event_number number)
-    {
-        return static_cast<int>(number);
-    }
     static int printed_basket_size(std::uint64_t size)
     {
         return static_cast<int>(size);

@@ -4,6 +4,7 @@
 
 #include "event_util.h"
 #include "generic/basket_copy.h"
+#include "generic/host_order.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -20,6 +21,36 @@ struct channel_traits_of_all {
     static constexpr std::uint64_t server_block_basket_pattern = 0xBBABBAF3;
     static constexpr std::uint64_t channel_basket_pattern = 0xCBACBAF3;
     static constexpr std::size_t any_length = std::numeric_limits<std::size_t>::max();
+};
+
+/// The same in the generations with 32-bit event numbers and positions.
+template <class Generation> struct channel_traits_of_32_bits {
+    static constexpr std::size_t basket_word = sizeof(std::uint32_t);
+
+    /// Event number of a record that is not decoded yet.
+    static constexpr std::uint32_t undecoded = 0xFFFFFFFF;
+    /// Bytes per record that are cleared before decoding. Intended to be less than a record: the pointer sets
+    /// behind the first are not in use, and clearing them would cost more than decoding a small record.
+    static constexpr std::size_t cleared_per_record = 140;
+
+    static void load(const void* source, typename Generation::event_header& header)
+    {
+        load_words(source, header);
+    }
+    static void load(const void* source, typename Generation::server_block_head& head)
+    {
+        load_words_but_text(source, head, head.server);
+    }
+    static void load(const void* source, typename Generation::subhead& head)
+    {
+        load_words_but_text(source, head, head.chname);
+    }
+
+    /// An event number as the texts print it.
+    static int printed(std::uint32_t number)
+    {
+        return static_cast<int>(number);
+    }
 };
 
 /// The same in the 2010 and the 2024 generation.

@@ -72,8 +72,9 @@ template <class G> class channel_extent
 public:
     using row = typename G::chan_ptr_entry;
 
+    /// Sub-heads carry a channel's name without its sub-channel.
     channel_extent(const loaded_file<G>& file, const std::string& channel)
-        : file_(file), name_(channel.substr(0, sizeof(subhead::chname) - 1))
+        : file_(file), name_(channel.substr(0, std::min(channel.find(':'), sizeof(subhead::chname) - 1)))
     {
     }
 

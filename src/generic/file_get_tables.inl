@@ -16,10 +16,12 @@
 #include <cstddef>
 #include <cstdio>
 #include <fcntl.h>
+#include <new>
 #include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <unordered_set>
+#include <utility>
 
 namespace trox_detail
 {
@@ -33,6 +35,7 @@ enum load_status : int {
     load_env_dictionary_failed = 5,
     load_descriptions_failed = 6,
     load_decoding_failed = 7,
+    load_no_memory = TROX_EVUTL_OUT_OF_MEMORY, // the table readers' code for it
     load_open_failed = -2,
     load_tail_failed = -3,
     load_event_headers_failed = -4, // -5 when the basket's body fails
@@ -51,39 +54,59 @@ template <class G> int basic_file_get_tables<G>::get_all_tables(const char* file
     if (file == nullptr) {
         return load_no_name;
     }
-    if (chans == nullptr) {
-        return get_all_tables(std::string(file), mode, nullptr);
-    }
-    std::vector<std::string> names;
-    for (const char* chan : *chans) {
-        if (chan != nullptr) {
-            names.emplace_back(chan);
+    return with_memory([&] {
+        std::vector<std::string> names;
+        if (chans != nullptr) {
+            for (const char* chan : *chans) {
+                if (chan != nullptr) {
+                    names.emplace_back(chan);
+                }
+            }
         }
-    }
-    return get_all_tables(std::string(file), mode, &names);
+        return load_anew(file, mode, std::move(names));
+    });
 }
 
 template <class G>
 int basic_file_get_tables<G>::get_all_tables(const std::string& file, int mode, const std::vector<std::string>* chans)
 {
+    // Copies: `file` and `chans` may be the loader's own, which are emptied.
+    return with_memory([&] { return load_anew(file, mode, chans != nullptr ? *chans : std::vector<std::string>()); });
+}
+
+/// Runs a load, and answers a lack of memory as the table readers do.
+template <class G> template <class Load> int basic_file_get_tables<G>::with_memory(Load load)
+try {
+    return load();
+} catch (const std::bad_alloc&) {
+    clean_up();
+    if (debug_ != 0) {
+        errno = ENOMEM;
+        std::perror("malloc");
+    }
+    lacks_listed_channels_ = false;
+    status_ = load_no_memory;
+    return status_;
+}
+
+template <class G> int basic_file_get_tables<G>::load_anew(std::string name, int mode, std::vector<std::string> chans)
+{
     const long start = now_us();
-    const std::string name = file; // `file` and `chans` may be the loader's own, which are emptied now
-    std::vector<std::string> names = chans != nullptr ? *chans : std::vector<std::string>();
     clean_up();
     lacks_listed_channels_ = false;
     descr_mode_ = mode;
     if (name.empty()) {
         return load_no_name;
     }
-    chans_ = std::move(names);
+    chans_ = std::move(chans);
     file_ = std::make_shared<loaded_file<G>>();
-    file_->name = name;
+    file_->name = std::move(name);
     file_->debug = debug_;
     const int status = load(*file_);
     if (status != load_ok) {
         clean_up();
     } else if (debug_ < 0) {
-        print<channel_texts<G>, channel_message::tables_timing>(elapsed_ms(start), name.c_str());
+        print<channel_texts<G>, channel_message::tables_timing>(elapsed_ms(start), file_->name.c_str());
     }
     status_ = status;
     return status;
@@ -240,10 +263,10 @@ template <class G> int basic_file_get_tables<G>::load_pointers_table(loaded_file
         }
         file.ecp_columns = chans_.size();
     }
+    file.ecp_tab.reset(table);
     if constexpr (traits::may_copy_baskets) {
         file.baskets_copied = has_fast_channel<G>(*file.cdt_tab, {chans_.begin(), chans_.end()});
     }
-    file.ecp_tab.reset(table);
     return load_ok;
 }
 

@@ -32,11 +32,8 @@ constexpr std::size_t rounded_up(std::size_t size, std::size_t unit) noexcept
 
 memory_chunk memory_chunk::take(std::size_t size) noexcept
 {
-    if (separate_blocks) {
-        return {static_cast<unsigned char*>(os().malloc(size)), size};
-    }
-    auto* const data = static_cast<unsigned char*>(os().take_pages(size));
-    return {data, size};
+    void* const data = separate_blocks ? os().malloc(size) : os().take_pages(size);
+    return {static_cast<unsigned char*>(data), data != nullptr ? size : 0};
 }
 
 memory_chunk::~memory_chunk()
@@ -82,6 +79,9 @@ void* record_arena::allocate(std::size_t size) noexcept
 try {
     constexpr std::size_t alignment = 8;
     const std::size_t wanted = rounded_up(size, alignment);
+    if (wanted < size) {
+        return nullptr;
+    }
     if (chunks_.empty() || separate_blocks || wanted > chunks_.back().size() - used_) {
         memory_chunk chunk = memory_chunk::take(separate_blocks ? size : next_chunk(wanted));
         if (chunk.data() == nullptr) {

@@ -154,7 +154,10 @@ template <class G> void basic_read_chan<G>::clean_descr()
 
 template <class G> void basic_read_chan<G>::clean()
 {
-    stop_ = true;
+    {
+        const mutex_holder lock(mx_);
+        stop_ = true;
+    }
     while (workers_.load(std::memory_order_acquire) > 0) {
         std::this_thread::yield(); // does not sleep: workers end within one record
     }

@@ -37,11 +37,21 @@ template <class G> void* basic_read_chan<G>::run_worker(void* reader)
     return nullptr;
 }
 
-/// For a thread that the reader did not start: counted like one of its own.
+/// For a thread that the reader did not start: counted like one of its own, unless `clean` is at work, which no longer
+/// waits for it.
 template <class G> void basic_read_chan<G>::decode_records()
 {
-    workers_.fetch_add(1, std::memory_order_relaxed);
-    run_worker(this);
+    bool enters = false;
+    {
+        const mutex_holder lock(mx_);
+        enters = !stop_;
+        workers_.fetch_add(enters ? 1 : 0, std::memory_order_relaxed);
+    }
+    if (enters) {
+        run_worker(this);
+    } else {
+        signal_master();
+    }
 }
 
 template <class G> void basic_read_chan<G>::work()

@@ -24,17 +24,19 @@ template <class G> class table_thread
 public:
     explicit table_thread(basic_get_tables_task<G>& task) : task_(&task) {}
 
-    /// Ends when it is stopped; at once and with false after a file that could not be loaded.
+    /// Ends when it is stopped, or behind the last file; at once and with false after a file that could not be loaded.
     bool run();
 
 private:
     using loader_ptr = std::shared_ptr<typename G::table_loader>;
 
+    loader_ptr* free_slot() const;
+    bool may_look() const;
     loader_ptr* reserve_slot();
     loader_ptr load() const;
     void store(loader_ptr& slot, loader_ptr loader);
     bool pass_over();
-    void wait_for_stop();
+    void end_well();
     bool is_stopped() const
     {
         return task_->stop != 0;
@@ -62,27 +64,38 @@ template <class G> bool table_thread<G>::run()
             return false;
         }
     }
-    if constexpr (slicer_traits<G>::table_thread_stays) {
-        wait_for_stop();
-    }
+    end_well();
     return true;
 }
 
-/// Waits for a credit and takes it; gives it back, and answers null, when the thread is ahead or all slots are in
-/// use. Only this thread fills slots, so the one found stays free.
+/// A slot without a loader, or null. With `tmx` held; only this thread fills slots.
+template <class G> typename table_thread<G>::loader_ptr* table_thread<G>::free_slot() const
+{
+    loader_ptr* const end = task_->get_tables + task_->get_tables_num;
+    loader_ptr* const slot = std::find(task_->get_tables, end, nullptr);
+    return slot != end ? slot : nullptr;
+}
+
+/// Whether there is a credit, and, where nothing else bounds the thread, also a slot: that one never polls. With
+/// `tmx` held.
+template <class G> bool table_thread<G>::may_look() const
+{
+    return task_->go != 0 && (slicer_traits<G>::bounds_read_ahead || free_slot() != nullptr);
+}
+
+/// Waits for a credit and takes it; leaves it, and answers null, when the thread is ahead or all slots are in use.
 template <class G> typename table_thread<G>::loader_ptr* table_thread<G>::reserve_slot()
 {
     const mutex_holder lock(*task_->tmx);
-    while (task_->go == 0 && !is_stopped()) {
+    while (!is_stopped() && !may_look()) {
         ::pthread_cond_wait(task_->tcond, task_->tmx);
     }
     if (is_stopped()) {
         return nullptr;
     }
-    loader_ptr* const end = task_->get_tables + task_->get_tables_num;
-    loader_ptr* const slot = std::find(task_->get_tables, end, nullptr);
+    loader_ptr* const slot = free_slot();
     const bool is_ahead = slicer_traits<G>::bounds_read_ahead && task_->ready >= tables_ahead;
-    if (slot == end || is_ahead) {
+    if (slot == nullptr || is_ahead) {
         return nullptr;
     }
     --task_->go;
@@ -131,11 +144,12 @@ template <class G> bool table_thread<G>::pass_over()
     return true;
 }
 
-template <class G> void table_thread<G>::wait_for_stop()
+/// The end without a failed load; waits there to be stopped where callers know the thread so.
+template <class G> void table_thread<G>::end_well()
 {
     const mutex_holder lock(*task_->tmx);
     task_->status = 0;
-    while (!is_stopped()) {
+    while (slicer_traits<G>::table_thread_stays && !is_stopped()) {
         ::pthread_cond_wait(task_->tcond, task_->tmx);
     }
 }

@@ -302,8 +302,8 @@ TYPED_TEST(damaged_channel, loses_a_record_whose_event_number_means_not_decoded)
     open_channel<TypeParam> open(this->scenario_.path(), "TEST/PLAIN");
     EXPECT_EQ(open.reader.get_number_of_records(), scenario_events);
     int status = 0;
-    EXPECT_NE(open.reader.find_entry_by_event_id(event_number_of(1), 0, &status), nullptr);
-    EXPECT_EQ(open.reader.find_entry_by_event_id(77, TROX_DAQ_READ_CHAN_EVENT_NEXT, &status), nullptr);
+    EXPECT_NE(find_by_number(open.reader, event_number_of(1), 0, &status), nullptr);
+    EXPECT_EQ(find_by_number(open.reader, 77, TROX_DAQ_READ_CHAN_EVENT_NEXT, &status), nullptr);
     EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NO_DATA);
 }
 
@@ -333,7 +333,7 @@ TYPED_TEST(damaged_channel, without_any_good_record_is_done_and_empty)
         EXPECT_EQ(open.reader.get_number_of_bad_records(), scenario_events);
         typename TypeParam::entry* record = nullptr;
         int status = 0;
-        EXPECT_EQ(open.reader.find_entry_by_event_id(103, 0, &status), nullptr);
+        EXPECT_EQ(find_by_number(open.reader, 103, 0, &status), nullptr);
         EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NO_DATA);
         time_stamp time = event_time_of(2);
         EXPECT_EQ(open.reader.find_entry_by_time(&time, 0, &status), nullptr);

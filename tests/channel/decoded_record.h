@@ -6,6 +6,8 @@
 #include "captured_output.h"
 #include "channel_types.h"
 #include "generation/traits_channel_2010.h"
+#include "generation/traits_channel_2024.h"
+#include "generation/traits_channel_legacy.h"
 #include "generic/basket_copy.h"
 #include "generic/record_decoder.inl"
 #include "memory_file.h"

@@ -69,7 +69,7 @@ protected:
     {
         return ask(nullptr, type);
     }
-    answer by_number(unsigned number, int type)
+    answer by_number(typename T::event_number number, int type)
     {
         typename T::time_id id{number, {0, 0}};
         return ask(&id, type);
@@ -84,6 +84,12 @@ protected:
     std::unique_ptr<open_channel<T>> open_;
 };
 TYPED_TEST_SUITE(delivery, channel_generations);
+
+/// With the check of neighbours that legacy readers do not make.
+template <class T> class checked_delivery : public delivery<T>
+{
+};
+TYPED_TEST_SUITE(checked_delivery, channel_generations_since_2010);
 
 } // namespace
 
@@ -145,14 +151,14 @@ TYPED_TEST(delivery, of_the_current_record_needs_one)
 TYPED_TEST(delivery, of_next_without_a_current_record_steps_from_the_first)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->ask(next), found(102));
 }
 
 TYPED_TEST(delivery, of_prev_without_a_current_record_steps_from_the_last)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->ask(prev), found(109));
 }
 
@@ -210,7 +216,7 @@ TYPED_TEST(delivery, by_number_of_a_step_past_the_ends_is_out_of_window_and_deli
     EXPECT_EQ(this->by_number(110, next), out_of_window);
     EXPECT_EQ(this->by_number(101, prev), out_of_window);
     EXPECT_EQ(this->by_number(1, prev), out_of_window) << "a step below number 0";
-    EXPECT_EQ(this->by_number(0xFFFFFFFF, next), out_of_window) << "a step above the largest number";
+    EXPECT_EQ(this->by_number(TypeParam::undecoded, next), out_of_window) << "a step above the largest number";
     EXPECT_EQ(this->by_number(109, next), found(110));
     EXPECT_EQ(this->by_number(102, prev), found(101));
     typename TypeParam::time_id step{5, {1, 0}};
@@ -264,7 +270,7 @@ TYPED_TEST(delivery, by_time_finds_the_event_within_the_tolerance)
 TYPED_TEST(delivery, by_time_of_prev_and_next_is_a_step_away)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->by_time({1000, 400000}, prev), found(102));
     EXPECT_EQ(this->by_time({1000, 400000}, next), found(104));
     EXPECT_EQ(this->by_time({1000, 500000}, prev), found(102)) << "300 ms: the nearest before";
@@ -278,7 +284,7 @@ TYPED_TEST(delivery, by_time_of_prev_and_next_is_a_step_away)
 TYPED_TEST(delivery, by_time_carries_and_borrows_seconds)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->by_time({1000, 800000}, next), found(106)) << "1001.0 s";
     EXPECT_EQ(this->by_time({1001, 0}, prev), found(105)) << "1000.8 s";
     EXPECT_EQ(this->by_time({1001, 100000}, prev), found(105)) << "1000.9 s: 100 ms behind 105, so the nearest before";
@@ -287,7 +293,7 @@ TYPED_TEST(delivery, by_time_carries_and_borrows_seconds)
 TYPED_TEST(delivery, by_time_of_prev_with_equal_microseconds_steps_back_a_whole_second_in_microseconds)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->by_time({1001, 200000}, prev), found(106)) << "1000 s + 1000000 us is 1001.0 s";
     EXPECT_EQ(this->by_time({1000, 200000}, prev), found(101));
 }
@@ -295,7 +301,7 @@ TYPED_TEST(delivery, by_time_of_prev_with_equal_microseconds_steps_back_a_whole_
 TYPED_TEST(delivery, by_time_a_step_before_the_first_within_the_tolerance_is_delivered)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->by_time({1000, 105000}, prev), found(101)) << "95 ms before the first";
     EXPECT_EQ(this->by_time({1000, 104999}, prev), out_of_window);
     EXPECT_EQ(this->by_time({1001, 695000}, next), found(110)) << "95 ms behind the last";
@@ -305,7 +311,7 @@ TYPED_TEST(delivery, by_time_a_step_before_the_first_within_the_tolerance_is_del
 TYPED_TEST(delivery, by_time_outside_is_out_of_window_where_the_request_looks_that_way)
 {
     this->open();
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->by_time({999, 0}, cur), out_of_window);
     EXPECT_EQ(this->by_time({1005, 0}, cur), out_of_window);
     EXPECT_EQ(this->by_time({900, 0}, next), found(101)) << "next looks behind, from anywhere before";
@@ -317,7 +323,7 @@ TYPED_TEST(delivery, by_time_outside_is_out_of_window_where_the_request_looks_th
 TYPED_TEST(delivery, goes_by_time_where_the_current_record_has_no_number)
 {
     this->open({0, 0, 0}, {{1000, 0}, {1000, 200000}, {1000, 400000}});
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     typename TypeParam::entry* record = nullptr;
     EXPECT_EQ(this->reader().get_chan_data(nullptr, &record, first), 0);
     EXPECT_EQ(record->event_id.time.timelow, 0U);
@@ -331,7 +337,7 @@ TYPED_TEST(delivery, goes_by_time_where_the_current_record_has_no_number)
 
 // --- neighbours by time, checked against the numbers -------------------------------------------------------
 
-TYPED_TEST(delivery, checks_a_neighbour_by_time_that_skips_numbers)
+TYPED_TEST(checked_delivery, checks_a_neighbour_by_time_that_skips_numbers)
 {
     // 102 lies late, outside the tolerance of the step's target; 103 lies near it.
     this->open({101, 102, 103, 104}, {{1000, 0}, {1000, 10000}, {1000, 200000}, {1000, 400000}});
@@ -349,19 +355,19 @@ TYPED_TEST(delivery, checks_a_neighbour_by_time_that_skips_numbers)
     EXPECT_EQ(got, found(102));
 }
 
-TYPED_TEST(delivery, does_not_check_neighbours_by_time_when_told_so)
+TYPED_TEST(checked_delivery, does_not_check_neighbours_by_time_when_told_so)
 {
     this->open({101, 102, 103, 104}, {{1000, 0}, {1000, 10000}, {1000, 200000}, {1000, 400000}});
     time_stamp tolerance{0, 50000};
     this->reader().set_time_diff(&tolerance);
-    this->reader().set_by_time_fix(false);
+    do_not_check_neighbours(this->reader());
     EXPECT_EQ(this->ask(first), found(101));
     EXPECT_EQ(this->ask(next), found(103));
     EXPECT_EQ(this->ask(last), found(104));
     EXPECT_EQ(this->ask(prev), found(103));
 }
 
-TYPED_TEST(delivery, checks_a_neighbour_before_by_time_that_skips_numbers)
+TYPED_TEST(checked_delivery, checks_a_neighbour_before_by_time_that_skips_numbers)
 {
     this->open({101, 102, 103, 104}, {{1000, 0}, {1000, 200000}, {1000, 390000}, {1000, 400000}});
     time_stamp tolerance{0, 50000};
@@ -385,7 +391,7 @@ TYPED_TEST(delivery, takes_the_next_number_there_is_where_one_is_missing)
     EXPECT_EQ(this->ask(prev), found(101));
 }
 
-TYPED_TEST(delivery, delivers_a_neighbour_by_time_with_out_of_window_where_the_next_number_is_outside)
+TYPED_TEST(checked_delivery, delivers_a_neighbour_by_time_with_out_of_window_where_the_next_number_is_outside)
 {
     // The last event by time has a low number, so that the step by number leaves the range.
     this->open({108, 110, 105}, {{1000, 0}, {1000, 200000}, {1000, 400000}});
@@ -406,20 +412,38 @@ TYPED_TEST(delivery, does_not_check_the_neighbouring_number_whatever_the_step)
     EXPECT_EQ(this->ask(prev), found(104)) << "not 102";
 }
 
-TYPED_TEST(delivery, measures_skipped_numbers_without_sign)
+TYPED_TEST(checked_delivery, measures_skipped_numbers_without_sign)
 {
     this->open({105, 101, 109}, {{1000, 0}, {1000, 200000}, {1000, 400000}});
     EXPECT_EQ(this->ask(first), found(105));
     EXPECT_EQ(this->ask(next), found(109)) << "101 less 105 is a large number: the next above 106 is taken";
 }
 
-TYPED_TEST(delivery, without_a_current_event_checks_against_number_0)
+TYPED_TEST(checked_delivery, without_a_current_event_checks_against_number_0)
 {
     this->open();
     EXPECT_EQ(this->by_time({1000, 400000}, next), found(101)) << "from number 0 the next number is the smallest";
     EXPECT_EQ(this->by_time({1000, 400000}, next), found(102)) << "from 101 the next is 102";
     EXPECT_EQ(this->by_time({1000, 400000}, cur), found(103)) << "an event itself is not checked";
     EXPECT_EQ(this->by_time({1000, 400000}, next), found(104));
+}
+
+TYPED_TEST(delivery, is_checked_against_the_numbers_since_2010_only)
+{
+    constexpr bool checks = TypeParam::checks_neighbours;
+    // 103 lies where 102 is expected.
+    this->open({101, 102, 103, 104}, {{1000, 0}, {1000, 10000}, {1000, 200000}, {1000, 400000}});
+    time_stamp tolerance{0, 50000};
+    this->reader().set_time_diff(&tolerance);
+    EXPECT_EQ(this->ask(first), found(101));
+    this->open_->loader.set_debug(1);
+    answer got{};
+    EXPECT_EQ(capture([&] { got = this->ask(next); }).out, checks ? "Double check instead of time -> by EvID\n" : "");
+    EXPECT_EQ(got, found(checks ? 102 : 103));
+    // The next number would lie outside the channel's events.
+    this->open({108, 110, 105}, {{1000, 0}, {1000, 200000}, {1000, 400000}});
+    EXPECT_EQ(this->ask(first), found(108));
+    EXPECT_EQ(this->ask(next), (answer{checks ? TROX_DAQ_READ_CHAN_OUT_OF_WINDOW : TROX_DAQ_READ_CHAN_OK, 110}));
 }
 
 // --- what is delivered --------------------------------------------------------------------------------------
@@ -460,7 +484,7 @@ TYPED_TEST(delivery, ends_with_clean)
     EXPECT_EQ(capture([&] { status = this->reader().get_chan_data(nullptr, &record, cur); }).out,
               TypeParam::get_data_not_initialized("TEST/UPDATE"));
     EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NOT_INIT);
-    EXPECT_EQ(this->reader().find_entry_by_event_id(101, cur, &status), nullptr);
+    EXPECT_EQ(find_by_number(this->reader(), 101, cur, &status), nullptr);
     EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NOT_INIT);
     EXPECT_EQ(this->reader().get_number_of_records(), 0);
 }

@@ -34,7 +34,7 @@ protected:
         typename T::entry* record = nullptr;
         for (std::size_t i = 0; i < numbers.size() && record == nullptr; ++i) {
             if (numbers[i] != 0) {
-                record = open_->reader.find_entry_by_event_id(numbers[i], cur, nullptr);
+                record = find_by_number(open_->reader, numbers[i], cur, nullptr);
                 first_ = record -
                          (std::find(numbers.begin(), numbers.end(), record->event_id.event_number) - numbers.begin());
             }
@@ -43,7 +43,7 @@ protected:
     /// Index of the record found; -1 for the position before the array, -2 for null.
     int find(event_number id, int type)
     {
-        typename T::entry* record = open_->reader.find_entry_by_event_id(id, type, &status_);
+        typename T::entry* record = find_by_number(open_->reader, id, type, &status_);
         return record == nullptr ? -2 : static_cast<int>(record - first_);
     }
 
@@ -67,11 +67,11 @@ TYPED_TEST(lookup_by_number, before_start_is_not_initialised)
 {
     typename TypeParam::reader reader(nullptr, "X", -1, nullptr);
     int status = 0;
-    EXPECT_EQ(reader.find_entry_by_event_id(7, cur, &status), nullptr);
+    EXPECT_EQ(find_by_number(reader, 7, cur, &status), nullptr);
     EXPECT_EQ(status, TROX_DAQ_READ_CHAN_NOT_INIT);
-    EXPECT_EQ(reader.find_entry_by_event_id(0, cur, &status), nullptr);
+    EXPECT_EQ(find_by_number(reader, 0, cur, &status), nullptr);
     EXPECT_EQ(status, TROX_DAQ_READ_CHAN_INV_PARAM) << "a bad number is told first";
-    EXPECT_EQ(reader.find_entry_by_event_id(7, cur, nullptr), nullptr);
+    EXPECT_EQ(find_by_number(reader, 7, cur, nullptr), nullptr);
 }
 
 TYPED_TEST(lookup_by_number, finds_each_number_of_ascending_records)
@@ -129,7 +129,7 @@ TYPED_TEST(lookup_by_number, without_a_neighbour_gives_no_data_and_the_position_
 TYPED_TEST(lookup_by_number, keeps_a_record_of_zeros_before_the_array)
 {
     this->open({10, 20, 30});
-    const typename TypeParam::entry* guard = this->open_->reader.find_entry_by_event_id(31, next, nullptr);
+    const typename TypeParam::entry* guard = find_by_number(this->open_->reader, 31, next, nullptr);
     const auto* bytes = reinterpret_cast<const unsigned char*>(guard);
     EXPECT_EQ(std::count(bytes, bytes + sizeof *guard, 0), static_cast<long>(sizeof *guard));
 }
@@ -153,10 +153,11 @@ TYPED_TEST(lookup_by_number, takes_the_first_of_several_records_with_the_nearest
 
 TYPED_TEST(lookup_by_number, compares_differences_as_signed_numbers)
 {
-    // Seen from 3, the last number is 2^31 + 97 away: as a signed number less than any other distance.
-    this->open({10, 20, 0x80000064});
+    // Seen from 3, the last number is 2^31 + 97 (2^63 + 97) away: as a signed number less than any other distance.
+    constexpr auto half = TypeParam::undecoded / 2 + 1;
+    this->open({10, 20, half + 100});
     EXPECT_EQ(this->find(3, next), 2);
-    EXPECT_EQ(this->find(0x80000010, prev), 0) << "0x80000006 and 0x7FFFFFFC: the first is negative";
+    EXPECT_EQ(this->find(half + 16, prev), 0) << "half + 6 and half - 4: the first is negative";
 }
 
 TYPED_TEST(lookup_by_number, stays_right_whatever_was_looked_up_before)

@@ -29,7 +29,7 @@ protected:
         scenario_ = std::make_unique<scenario_file<T>>(options);
         open_ = std::make_unique<open_channel<T>>(scenario_->path(), "TEST/UPDATE");
         open_->reader.set_time_diff(&tolerance);
-        first_ = open_->reader.find_entry_by_event_id(scenario_first_number, cur, nullptr);
+        first_ = find_by_number(open_->reader, scenario_first_number, cur, nullptr);
     }
     /// Index of the record found; -2 for null.
     int find(time_stamp time, int type)

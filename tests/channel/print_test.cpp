@@ -41,6 +41,12 @@ protected:
 };
 TYPED_TEST_SUITE(channel_printing, channel_generations);
 
+/// The dumps of all records, which legacy readers do not make.
+template <class T> class channel_dumping : public channel_printing<T>
+{
+};
+TYPED_TEST_SUITE(channel_dumping, channel_generations_since_2010);
+
 /// Sets the time zone as long as it lives.
 class time_zone
 {
@@ -95,10 +101,12 @@ TYPED_TEST(channel_printing, of_records_needs_a_started_reader)
     const auto print_all = [&] {
         reader.print_cdt_entry();
         reader.print_event_chan_pointers_entry();
-        reader.print_event_headers();
-        reader.print_server_block_headers();
-        reader.print_channel_headers();
-        reader.print_channel();
+        if constexpr (TypeParam::dumps_records) {
+            reader.print_event_headers();
+            reader.print_server_block_headers();
+            reader.print_channel_headers();
+            reader.print_channel();
+        }
     };
     EXPECT_EQ(capture(print_all).out, "");
     ASSERT_TRUE(start_and_wait(reader));
@@ -126,7 +134,7 @@ TYPED_TEST(channel_printing, of_the_pointers_shows_every_row_of_the_channel)
                 ::testing::Not(::testing::HasSubstr(std::to_string(this->scenario_.file().row(zlib_channel, 0).chhd))));
 }
 
-TYPED_TEST(channel_printing, of_heads_and_data_stands_between_its_headlines)
+TYPED_TEST(channel_dumping, of_heads_and_data_stands_between_its_headlines)
 {
     open_channel<TypeParam> open(this->scenario_.path(), "TEST/PLAIN");
     auto& reader = open.reader;
@@ -140,7 +148,7 @@ TYPED_TEST(channel_printing, of_heads_and_data_stands_between_its_headlines)
                       "==========END=OF=CHANNEL========\n", "TEST/PLAIN");
 }
 
-TYPED_TEST(channel_printing, of_a_block_that_did_not_convert_gives_its_event_only)
+TYPED_TEST(channel_dumping, of_a_block_that_did_not_convert_gives_its_event_only)
 {
     auto& file = this->scenario_.file();
     file.put(file.row(zlib_channel, 1).chhd + offsetof(typename TypeParam::subhead, dtype), 55);

@@ -53,18 +53,19 @@ TYPED_TEST(decoded_record, of_a_row_that_points_outside_fails)
     const auto good = this->row_;
     ASSERT_EQ(this->decode(), decode_outcome::record);
     using position = decltype(good.evhd);
-    const auto last_header = static_cast<position>(headers_at + 8);
-    for (const position wrong : {position{0}, static_cast<position>(headers_at - 1),
-                                 static_cast<position>(last_header + 1), static_cast<position>(0xFFFFFFFF)}) {
+    const auto last_header = static_cast<position>(headers_at + this->basket_head);
+    for (const position wrong :
+         {position{0}, static_cast<position>(headers_at - 1), static_cast<position>(last_header + 1),
+          static_cast<position>(0xFFFFFFFF), static_cast<position>(-1)}) {
         this->row_ = good;
         this->row_.evhd = wrong;
         this->expect_failure(decode_outcome::failed_hard, no_pointer);
     }
     this->row_ = good;
-    this->row_.sbhd = static_cast<position>(blocks_at + 9);
+    this->row_.sbhd = static_cast<position>(blocks_at + this->basket_head + 1);
     this->expect_failure(decode_outcome::failed_hard, no_pointer);
     this->row_ = good;
-    this->row_.chhd = static_cast<position>(channel_at + 9);
+    this->row_.chhd = static_cast<position>(channel_at + this->basket_head + 1);
     this->expect_failure(decode_outcome::failed_hard, no_pointer);
     this->row_.chhd = 0xFFFFFFFF;
     this->expect_failure(decode_outcome::failed_hard, no_pointer);

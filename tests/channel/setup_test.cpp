@@ -46,6 +46,11 @@ protected:
 };
 TYPED_TEST_SUITE(channel_setup, channel_generations);
 
+template <class T> class channel_setup_since_2010 : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(channel_setup_since_2010, channel_generations_since_2010);
+
 } // namespace
 
 TYPED_TEST(channel_setup, without_a_loader_gives_an_unusable_reader)
@@ -148,7 +153,7 @@ TYPED_TEST(channel_setup, takes_thread_counts_from_1_to_10)
     }
 }
 
-TYPED_TEST(channel_setup, checks_neighbours_by_number_unless_told_otherwise)
+TYPED_TEST(channel_setup_since_2010, checks_neighbours_by_number_unless_told_otherwise)
 {
     typename TypeParam::reader reader(nullptr, "", -1, nullptr);
     EXPECT_TRUE(reader.is_by_time_fix());

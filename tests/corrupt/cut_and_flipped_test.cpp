@@ -1,5 +1,5 @@
 // Damage: a small file cut at every byte, and with every byte flipped, is read to an end, and what the damage does
-// not touch is delivered unchanged.
+// not touch is delivered unchanged; event by event and channel by channel, in all generations.
 #include "small_run.h"
 
 #include <cstddef>
@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace corrupt
@@ -15,8 +16,8 @@ namespace corrupt
 namespace
 {
 
-/// The whole file in slices, which run beside each other.
-class every_byte : public testing::TestWithParam<std::size_t>
+/// A whole file in slices, which run beside each other.
+class every_byte : public testing::TestWithParam<std::tuple<way_to_read, std::size_t>>
 {
 public:
     static constexpr std::size_t slices = 8;
@@ -34,7 +35,7 @@ protected:
         std::string wrong;
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        for (std::size_t byte = GetParam(); byte < run_.bytes().size() && wrong.empty(); byte += slices) {
+        for (std::size_t byte = std::get<1>(GetParam()); byte < run_.bytes().size() && wrong.empty(); byte += slices) {
             wrong = look(byte);
             if (!wrong.empty()) {
                 wrong = "byte " + std::to_string(byte) + ": " + wrong;
@@ -59,7 +60,8 @@ protected:
         return {};
     }
 
-    small_run run_;
+    const std::unique_ptr<small_run> made_ = std::get<0>(GetParam()).make();
+    const small_run& run_ = *made_;
 };
 
 TEST_P(every_byte, flipped_is_read_to_an_end_with_all_that_it_does_not_touch)
@@ -90,13 +92,22 @@ TEST_P(every_byte, cut_off_behind_leaves_nothing_to_read_without_a_trailer)
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(slice, every_byte, testing::Range(std::size_t{0}, every_byte::slices));
+INSTANTIATE_TEST_SUITE_P(slice, every_byte,
+                         testing::Combine(testing::ValuesIn(ways_to_read()),
+                                          testing::Range(std::size_t{0}, every_byte::slices)),
+                         [](const auto& parameters) {
+                             return std::get<0>(parameters.param).name +
+                                    ("_" + std::to_string(std::get<1>(parameters.param)));
+                         });
 
 TEST(undamaged, delivers_what_was_written)
 {
     ::setenv("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1", 1);
-    const small_run run;
-    EXPECT_EQ(run.read(run.bytes()), run.written());
+    for (const way_to_read& way : ways_to_read()) {
+        const auto run = way.make();
+        EXPECT_EQ(run->read(run->bytes()), run->written()) << way.name;
+        EXPECT_EQ(run->written().size(), 12U);
+    }
 }
 
 } // namespace

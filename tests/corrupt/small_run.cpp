@@ -1,7 +1,8 @@
 #include "small_run.h"
 
+#include "channel_types.h"
+#include "channel_waiting.h"
 #include "detail/big_endian.h"
-#include "trox_daq_read_chan_2010.h"
 #include "trox_daq_reader_2010.h"
 #include "trox_writer.h"
 
@@ -22,6 +23,8 @@ namespace corrupt
 namespace
 {
 
+using namespace trox_test;
+
 constexpr std::uint32_t first_number = 1000;
 constexpr std::uint32_t first_second = 1'339'666'200;
 constexpr int events = 3;
@@ -31,7 +34,216 @@ std::string text_of(const std::vector<unsigned char>& bytes)
     return {bytes.begin(), bytes.end()};
 }
 
+/// The run in the generation of `T` (see channel_types.h).
+template <class T> class run_of : public small_run
+{
+protected:
+    run_of()
+    {
+        write();
+        find_ranges();
+    }
+
+    /// Keeps a record that was read under the name that it carries.
+    static std::string payload_of(const typename T::entry& record)
+    {
+        const auto* head = reinterpret_cast<const typename T::subhead*>(record.sbchdata[0].chhd);
+        const auto size = std::max<std::int64_t>(0, head->ldata - static_cast<std::int64_t>(sizeof *head));
+        return {reinterpret_cast<const char*>(head + 1), static_cast<std::size_t>(size)};
+    }
+
+private:
+    void write()
+    {
+        tw::file_writer file(path_, T::format);
+        const tw::storage stored[] = {tw::storage::zlib, tw::has_lzo() ? tw::storage::lzo : tw::storage::zlib,
+                                      tw::storage::plain, tw::storage::plain};
+        for (std::size_t i = 0; i < channels_.size(); ++i) {
+            file.add_channel(channels_[i], stored[i]);
+        }
+        for (int event = 0; event < events; ++event) {
+            const std::uint32_t number = first_number + static_cast<std::uint32_t>(event);
+            const time_stamp time{first_second + static_cast<std::uint32_t>(event), 250'000};
+            const auto add = [&](int channel, const tw::payload& payload) {
+                file.add_record(static_cast<tw::channel_id>(channel), payload);
+                written_[{channel, number}] = text_of(payload.bytes);
+            };
+            file.begin_event({number, time});
+            file.begin_server_block({"SVR", {}, {}, 0, 0});
+            for (int channel = 0; channel < 3; ++channel) {
+                const std::vector<float> samples(16, static_cast<float>(10 * event + channel));
+                add(channel, tw::spectrum_payload(T::format, T::trace_type, samples));
+            }
+            file.end_event();
+            file.begin_event({number, {time.timeup, time.timelow + 5000}, TROX_EV_UPD});
+            file.begin_server_block({"SLOW", {}, {}, 0, 0});
+            add(3, tw::update_payload(T::format, channels_[3], static_cast<float>(event), time));
+            file.end_event();
+        }
+        find_vital(file.finish());
+    }
+
+    void find_vital(const tw::file_map& map)
+    {
+        std::ifstream in(path_, std::ios::binary);
+        bytes_.assign(std::istreambuf_iterator<char>(in), {});
+        constexpr std::uint64_t basket_head = 2 * sizeof(typename T::word);
+        constexpr std::uint64_t pointers_head = 3 * sizeof(typename T::word);
+        vital_ = {{map.event_headers.position, basket_head},      {map.server_blocks.position, basket_head},
+                  {map.channel_dictionary.position, basket_head}, {map.event_index.position, map.event_index.length},
+                  {map.pointers.position, pointers_head},         {map.environment.position, map.environment.length},
+                  {map.descriptions.position, basket_head},       {map.references.position, map.references.length},
+                  {map.trailer.position, map.trailer.length}};
+    }
+
+    void find_ranges()
+    {
+        typename T::loader tables(0);
+        ASSERT_EQ(tables.get_all_tables(path_, 0, nullptr), 0);
+        const auto& references = *tables.get_ref_tbl();
+        const auto rows = static_cast<std::size_t>(tables.get_ecp_table()->maxev);
+        for (std::size_t channel = 0; channel < channels_.size(); ++channel) {
+            for (std::size_t row = 0; row < events; ++row) {
+                const std::size_t index = channel * rows + row;
+                const auto& at = tables.get_ecp_table()->entries[index];
+                const auto position = [](auto reference) { return static_cast<std::uint64_t>(reference); };
+                const auto ldata = trox_detail::load_big_endian<std::uint32_t>(bytes_.data() + at.chhd +
+                                                                               offsetof(typename T::subhead, ldata));
+                const range ranges[] = {
+                    {position(at.evhd), sizeof(typename T::event_header)},
+                    {position(at.sbhd), sizeof(typename T::server_block_head)},
+                    {position(at.chhd), ldata},
+                    {position(references.ecp_ref) + 3 * sizeof(typename T::word) + index * sizeof at, sizeof at},
+                    {position(references.cdt_ref) + 2 * sizeof(typename T::word) +
+                         channel * sizeof(typename T::dictionary_entry),
+                     sizeof(typename T::dictionary_entry)}};
+                const record_id id{static_cast<int>(channel), first_number + row};
+                for (const range& one : ranges) {
+                    of_record_.emplace_back(one, id);
+                }
+            }
+        }
+    }
+};
+
+/// Read channel by channel.
+template <class T> class run_of_channels : public run_of<T>
+{
+public:
+    static std::unique_ptr<small_run> make()
+    {
+        return std::make_unique<run_of_channels>();
+    }
+
+protected:
+    records read_file() const override
+    {
+        records found;
+        typename T::loader tables(0);
+        if (tables.get_all_tables(this->path_, 0, nullptr) != 0) {
+            return found;
+        }
+        for (std::size_t channel = 0; channel < this->channels_.size(); ++channel) {
+            typename T::reader reader(&tables, this->channels_[channel].c_str(), -1, nullptr);
+            reader.set_skip_bad_records(true);
+            reader.set_number_of_threads(1 + static_cast<int>(channel % 2));
+            start_signal signal;
+            if (start(reader, signal) != 0) {
+                continue;
+            }
+            if (!signal.wait()) {
+                ADD_FAILURE() << "the records do not end";
+                continue;
+            }
+            // Nothing is found by this number: the position before the records is handed out.
+            constexpr std::uint32_t nobodys = 0x7A7B7C7D;
+            const typename T::entry* record = find_by_number(reader, nobodys, TROX_DAQ_READ_CHAN_EVENT_CUR, nullptr);
+            for (int i = 0; record != nullptr && i < reader.get_number_of_records(); ++i) {
+                ++record;
+                found[{static_cast<int>(channel), record->event_id.event_number}] = this->payload_of(*record);
+            }
+        }
+        return found;
+    }
+};
+
+/// Read event by event.
+template <class T, class Reader> class run_of_events : public run_of<T>
+{
+public:
+    run_of_events()
+    {
+        // An event whose time is damaged may lie outside the requested range, with all its records.
+        std::vector<std::pair<small_run::range, record_id>> times;
+        for (const auto& [where, id] : this->of_record_) {
+            if (where.length == sizeof(typename T::event_header)) {
+                const small_run::range time{where.position + offsetof(typename T::event_header, event_time),
+                                            sizeof(time_stamp)};
+                for (int other = 0; other < static_cast<int>(this->channels_.size()); ++other) {
+                    times.emplace_back(time, record_id{other, id.second});
+                }
+            }
+        }
+        this->of_record_.insert(this->of_record_.end(), times.begin(), times.end());
+    }
+    static std::unique_ptr<small_run> make()
+    {
+        return std::make_unique<run_of_events>();
+    }
+
+protected:
+    records read_file() const override
+    {
+        Reader reader;
+        reader.set_skip_bad_records(true);
+        EXPECT_EQ(reader.add_file(this->path_.c_str(), true), 0);
+        for (const std::string& name : this->channels_) {
+            daq_channel_entry entry{name.c_str(), {-1, -1, -1, -1, 0, 0, 0}};
+            EXPECT_EQ(reader.add_channel(&entry), 0);
+        }
+        records found;
+        if (reader.start() != TROX_DAQ_READER_OK) {
+            return found;
+        }
+        constexpr int most_calls = 100; // each record may at worst be an event of its own
+        std::vector<typename T::entry*> result;
+        int calls = 0;
+        while (reader.get_data(nullptr, &result, TROX_DAQ_READ_CHAN_EVENT_NEXT) == TROX_DAQ_READER_OK) {
+            if (++calls > most_calls) {
+                ADD_FAILURE() << "the events do not end";
+                break;
+            }
+            for (const typename T::entry* entry : result) {
+                keep(*entry, found);
+            }
+        }
+        return found;
+    }
+
+private:
+    /// Under the channel whose name the record carries.
+    void keep(const typename T::entry& record, records& found) const
+    {
+        const auto* head = reinterpret_cast<const typename T::subhead*>(record.sbchdata[0].chhd);
+        const bool update = head->dtype == T::update_type;
+        const std::string name = update ? reinterpret_cast<const char*>(head + 1) : head->chname;
+        for (std::size_t i = 0; i < this->channels_.size(); ++i) {
+            if (this->channels_[i] == name) {
+                found[{static_cast<int>(i), record.event_id.event_number}] = this->payload_of(record);
+            }
+        }
+    }
+};
+
 } // namespace
+
+std::vector<way_to_read> ways_to_read()
+{
+    return {{"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+            {"channels_legacy", run_of_channels<channel_legacy>::make},
+            {"channels_2010", run_of_channels<channel_2010>::make},
+            {"channels_2024", run_of_channels<channel_2024>::make}};
+}
 
 small_run::small_run()
 {
@@ -39,88 +251,12 @@ small_run::small_run()
     directory_ = ::mkdtemp(pattern.data());
     path_ = directory_ + "/" + tw::data_file_name({"linac", "main", 1}, 1, {first_second, 0});
     channels_ = {"T/ZLIB", "T/LZO", "T/PLAIN", "T/SLOW"};
-    write();
-    find_ranges();
 }
 
 small_run::~small_run()
 {
     std::error_code ignored;
     std::filesystem::remove_all(directory_, ignored);
-}
-
-void small_run::write()
-{
-    tw::file_writer file(path_, tw::generation::v2010);
-    const tw::storage stored[] = {tw::storage::zlib, tw::has_lzo() ? tw::storage::lzo : tw::storage::zlib,
-                                  tw::storage::plain, tw::storage::plain};
-    for (std::size_t i = 0; i < channels_.size(); ++i) {
-        file.add_channel(channels_[i], stored[i]);
-    }
-    for (int event = 0; event < events; ++event) {
-        const std::uint32_t number = first_number + static_cast<std::uint32_t>(event);
-        const time_stamp time{first_second + static_cast<std::uint32_t>(event), 250'000};
-        const auto add = [&](int channel, const tw::payload& payload) {
-            file.add_record(static_cast<tw::channel_id>(channel), payload);
-            written_[{channel, number}] = text_of(payload.bytes);
-        };
-        file.begin_event({number, time});
-        file.begin_server_block({"SVR", {}, {}, 0, 0});
-        for (int channel = 0; channel < 3; ++channel) {
-            const std::vector<float> samples(16, static_cast<float>(10 * event + channel));
-            add(channel, tw::spectrum_payload(tw::generation::v2010, TROX_BLOCK_1CHAN_2010, samples));
-        }
-        file.end_event();
-        file.begin_event({number, {time.timeup, time.timelow + 5000}, TROX_EV_UPD});
-        file.begin_server_block({"SLOW", {}, {}, 0, 0});
-        add(3, tw::update_payload(tw::generation::v2010, channels_[3], static_cast<float>(event), time));
-        file.end_event();
-    }
-    const tw::file_map map = file.finish();
-    std::ifstream in(path_, std::ios::binary);
-    bytes_.assign(std::istreambuf_iterator<char>(in), {});
-
-    constexpr std::uint64_t basket_head = 8;
-    constexpr std::uint64_t pointers_head = 12;
-    vital_ = {{map.event_headers.position, basket_head},      {map.server_blocks.position, basket_head},
-              {map.channel_dictionary.position, basket_head}, {map.event_index.position, map.event_index.length},
-              {map.pointers.position, pointers_head},         {map.environment.position, map.environment.length},
-              {map.descriptions.position, basket_head},       {map.references.position, map.references.length},
-              {map.trailer.position, map.trailer.length}};
-}
-
-void small_run::find_ranges()
-{
-    trox_file_get_tables_2010 tables(0);
-    ASSERT_EQ(tables.get_all_tables(path_, 0, nullptr), 0);
-    const auto& references = *tables.get_ref_tbl();
-    const auto rows = static_cast<std::size_t>(tables.get_ecp_table()->maxev);
-    const trox_event_chan_ptr_entry* entries = tables.get_ecp_table()->entries;
-    for (std::size_t channel = 0; channel < channels_.size(); ++channel) {
-        for (std::size_t row = 0; row < events; ++row) {
-            const std::size_t index = channel * rows + row;
-            const trox_event_chan_ptr_entry& at = entries[index];
-            const record_id id{static_cast<int>(channel), first_number + static_cast<std::uint32_t>(row)};
-            const auto ldata = trox_detail::load_big_endian<std::uint32_t>(
-                bytes_.data() + at.chhd + offsetof(trox_serv_block_subhead_2010, ldata));
-            const range ranges[] = {
-                {at.evhd, sizeof(trox_eventheader)},
-                {at.sbhd, sizeof(trox_serv_block_head_2010)},
-                {at.chhd, ldata},
-                {references.ecp_ref + offsetof(trox_event_chan_pointers_table, entries) + index * sizeof at, sizeof at},
-                {references.cdt_ref + offsetof(trox_chan_dictionary_table_2010, entries) +
-                     channel * sizeof(trox_chan_dictionary_entry_2010),
-                 sizeof(trox_chan_dictionary_entry_2010)}};
-            for (const range& one : ranges) {
-                of_record_.emplace_back(one, id);
-            }
-            // An event whose time is damaged may lie outside the requested range, with all its records.
-            const range time{at.evhd + offsetof(trox_eventheader, event_time), sizeof(time_stamp)};
-            for (int other = 0; other < static_cast<int>(channels_.size()); ++other) {
-                of_record_.emplace_back(time, record_id{other, id.second});
-            }
-        }
-    }
 }
 
 std::set<record_id> small_run::touched(std::size_t byte) const
@@ -145,39 +281,7 @@ records small_run::read(const std::vector<unsigned char>& content) const
         std::ofstream out(path_, std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     }
-    trox_daq_reader_2010 reader;
-    reader.set_skip_bad_records(true);
-    EXPECT_EQ(reader.add_file(path_.c_str(), true), 0);
-    for (const std::string& name : channels_) {
-        daq_channel_entry entry{name.c_str(), {-1, -1, -1, -1, 0, 0, 0}};
-        EXPECT_EQ(reader.add_channel(&entry), 0);
-    }
-    records found;
-    if (reader.start() != TROX_DAQ_READER_OK) {
-        return found;
-    }
-    constexpr int most_calls = 100; // each record may at worst be an event of its own
-    std::vector<trox_channel_entry_long*> result;
-    int calls = 0;
-    while (reader.get_data(nullptr, &result, TROX_DAQ_READ_CHAN_EVENT_NEXT) == TROX_DAQ_READER_OK) {
-        if (++calls > most_calls) {
-            ADD_FAILURE() << "the events do not end";
-            break;
-        }
-        for (const trox_channel_entry_long* entry : result) {
-            const auto* head = reinterpret_cast<const trox_serv_block_subhead_2010*>(entry->sbchdata[0].chhd);
-            const auto* payload = reinterpret_cast<const char*>(head + 1);
-            const auto size = static_cast<std::size_t>(
-                std::max<std::int64_t>(0, head->ldata - static_cast<std::int64_t>(sizeof *head)));
-            for (std::size_t i = 0; i < channels_.size(); ++i) {
-                const bool update = head->dtype == TROX_UPD_BLOCK_2010;
-                if (channels_[i] == std::string(update ? payload : head->chname)) {
-                    found[{static_cast<int>(i), entry->event_id.event_number}] = std::string(payload, size);
-                }
-            }
-        }
-    }
-    return found;
+    return read_file();
 }
 
 } // namespace corrupt

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -14,16 +15,17 @@ namespace corrupt
 {
 
 /// Index of a channel, and event number.
-using record_id = std::pair<int, std::uint32_t>;
+using record_id = std::pair<int, std::uint64_t>;
 /// Payload bytes of records.
 using records = std::map<record_id, std::string>;
 
-/// A file of four channels (zlib, LZO where it is built, plain, slow values) and three events.
+/// A file of four channels (zlib, LZO where it is built, plain, slow values) and three events, in one of the
+/// generations, with one way to read it.
 class small_run
 {
 public:
     small_run();
-    ~small_run();
+    virtual ~small_run();
     small_run(const small_run&) = delete;
     small_run& operator=(const small_run&) = delete;
 
@@ -45,11 +47,11 @@ public:
     /// True when all of the file hangs on a byte: trailer, references, heads of tables, lengths in the index.
     bool is_vital(std::size_t byte) const;
 
-    /// Replaces the file's content, and reads it event by event, passing over what is damaged. Fails the test when
-    /// the events do not end.
+    /// Replaces the file's content, and reads it, passing over what is damaged. Fails the test when the reading does
+    /// not end.
     records read(const std::vector<unsigned char>& content) const;
 
-private:
+protected:
     struct range {
         std::uint64_t position;
         std::uint64_t length;
@@ -59,8 +61,7 @@ private:
         }
     };
 
-    void write();
-    void find_ranges();
+    virtual records read_file() const = 0;
 
     std::string directory_;
     std::string path_;
@@ -70,6 +71,15 @@ private:
     std::vector<std::pair<range, record_id>> of_record_;
     std::vector<range> vital_;
 };
+
+/// How a run is written and read.
+struct way_to_read {
+    const char* name;
+    std::unique_ptr<small_run> (*make)();
+};
+
+/// Event by event, with the reader of a generation; or channel by channel, with its channel readers.
+std::vector<way_to_read> ways_to_read();
 
 } // namespace corrupt
 

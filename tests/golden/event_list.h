@@ -223,7 +223,7 @@ private:
         typename G::slicer slicer;
         time_stamp tolerance = time_diff();
         time_id period = time_id_of(setting("period"));
-        slicer.init(&files, &pointers, 0);
+        G::init_slicer(slicer, files, pointers);
         slicer.set_synch_mode(synch_mode());
         slicer.set_time_diff(&tolerance);
         slicer.set_event_step(&period);

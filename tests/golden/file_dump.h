@@ -3,6 +3,7 @@
 #ifndef TROX_GOLDEN_FILE_DUMP_H
 #define TROX_GOLDEN_FILE_DUMP_H
 
+#include "find_by_number.h"
 #include "payload_values.h"
 
 #include <algorithm>
@@ -17,7 +18,7 @@ namespace trox_golden
 /// Which columns of the pointers table a loader takes.
 enum class loaded_columns {
     all,      ///< no list: all channels, and the baskets stay mapped
-    reversed, ///< a list of all channels, last one first: the baskets are copied
+    reversed, ///< a list of all channels, last one first: the baskets are copied, where the generation does that
 };
 
 struct dump_options {
@@ -65,7 +66,7 @@ private:
         if (status != 0) {
             throw std::runtime_error(path_ + ": tables cannot be loaded: " + std::to_string(status));
         }
-        if (loader_->are_baskets_copied() != !list.empty()) {
+        if (loader_->are_baskets_copied() != (G::may_copy_baskets && !list.empty())) {
             throw std::runtime_error(path_ + ": baskets are in the wrong place");
         }
     }
@@ -306,7 +307,10 @@ private:
         reader.set_time_diff(&exactly);
         json value{{"name", name}, {"start", start(reader)}, {"records", json::array()}};
         if (reader.get_chn_basket() != nullptr) {
-            value["basket"] = {reader.get_chn_offset(), big_endian_length(reader.get_chn_basket())};
+            const auto* const basket = reinterpret_cast<const unsigned char*>(reader.get_chn_basket());
+            value["basket"] = {static_cast<std::uint64_t>(reader.get_chn_offset()) +
+                                   static_cast<std::uint64_t>(basket - reader.get_chn_base()),
+                               big_endian_length(reader.get_chn_basket())};
         }
         const entry* first = nullptr;
         for (int row = 0; row < channel.count; ++row) {
@@ -329,13 +333,15 @@ private:
             throw std::runtime_error("no row " + std::to_string(row) + " in the pointers table");
         }
         const unsigned char* const stored =
-            reader.get_evh_base() + (static_cast<unsigned long>(pointers->evhd) - reader.get_evh_offset());
+            reader.get_evh_base() +
+            (static_cast<std::uint64_t>(pointers->evhd) - static_cast<std::uint64_t>(reader.get_evh_offset()));
         const auto number =
             trox_detail::load_big_endian<typename G::event_number>(stored + offsetof(header, event_number));
         time_stamp time = swapped(trox_detail::load_record<time_stamp>(stored + offsetof(header, event_time)));
         int by_number_status = 1;
         int by_time_status = 1;
-        const auto* by_number = reader.find_entry_by_event_id(number, TROX_DAQ_READ_CHAN_EVENT_CUR, &by_number_status);
+        const auto* by_number =
+            trox_test::find_by_number(reader, number, TROX_DAQ_READ_CHAN_EVENT_CUR, &by_number_status);
         const auto* by_time = reader.find_entry_by_time(&time, TROX_DAQ_READ_CHAN_EVENT_CUR, &by_time_status);
         if (by_number_status != 0 || by_time_status != 0 || by_number != by_time) {
             throw std::runtime_error("event " + std::to_string(number) + " is not one record by number and by time: " +
@@ -385,8 +391,8 @@ private:
     /// What the file holds at a position of the channel's basket.
     template <class Position> static const unsigned char* stored(channel_reader& reader, Position position)
     {
-        return reinterpret_cast<const unsigned char*>(reader.get_chn_basket()) +
-               (static_cast<unsigned long>(position) - reader.get_chn_offset());
+        return reader.get_chn_base() +
+               (static_cast<std::uint64_t>(position) - static_cast<std::uint64_t>(reader.get_chn_offset()));
     }
 
     /// Adds `dtype`, `error`, `ldata` and, of a compressed record, `zip`. Answers `dtype`.

@@ -35,7 +35,7 @@ template <class G> void expect_equal(const dump_options& options)
 template <class G> class golden_dump : public testing::Test
 {
 };
-using generations = testing::Types<golden_2010>;
+using generations = testing::Types<golden_legacy, golden_2010, golden_2024>;
 TYPED_TEST_SUITE(golden_dump, generations, );
 
 TYPED_TEST(golden_dump, tables_and_records_are_those_of_the_sample_files)

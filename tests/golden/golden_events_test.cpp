@@ -1,91 +1,43 @@
 // The sample runs, read event by event with every channel list.
-#include "expected_file.h"
-
-#include <filesystem>
-#include <gtest/gtest.h>
+#include "list_cases.h"
 
 namespace
 {
 
 using namespace trox_golden;
 
-const std::string data_root = TROX_TEST_DATA_DIR;
-
-/// Names of a generation's lists: "<generation>_<list>.json".
-template <class G> std::vector<std::string> list_names()
+class golden_events_legacy : public testing::TestWithParam<list_case>
 {
-    const std::string prefix = std::string(G::name) + "_";
-    std::vector<std::string> names;
-    for (const auto& file : std::filesystem::directory_iterator(data_root + "/expected")) {
-        const std::string name = file.path().filename().string();
-        if (name.starts_with(prefix)) {
-            names.push_back(name.substr(prefix.size(), name.size() - prefix.size() - std::string(".json").size()));
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-template <class G> json expected_list(const std::string& name)
-{
-    return load_json(data_root + "/expected/" + G::name + "_" + name + ".json");
-}
-
-struct list_case {
-    std::string name;
-    file_source source;
 };
-
-void PrintTo(const list_case& list, std::ostream* out)
-{
-    *out << list.name << (list.source == file_source::list ? " from a list of files" : " from the run catalogue");
-}
-
-template <class G> std::vector<list_case> list_cases()
-{
-    std::vector<list_case> cases;
-    for (const auto& name : list_names<G>()) {
-        cases.push_back({name, file_source::list});
-        cases.push_back({name, file_source::request});
-    }
-    return cases;
-}
-
-std::string case_name(const testing::TestParamInfo<list_case>& info)
-{
-    return info.param.name + (info.param.source == file_source::list ? "_by_files" : "_by_run");
-}
-
-/// A run's files found in the catalogue are all read; only files of a list are chosen by the time in their names.
-json expected_from(json expected, file_source source)
-{
-    if (source == file_source::request) {
-        expected["files_read"] = expected.at("files");
-    }
-    return expected;
-}
-
-template <class G> void expect_equal(const list_case& list)
-{
-    const json expected = expected_from(expected_list<G>(list.name), list.source);
-    const auto found = list_differences<G>(expected, {data_root, list.source, false});
-    EXPECT_TRUE(found.empty()) << summary(found);
-}
-
 class golden_events_2010 : public testing::TestWithParam<list_case>
 {
 };
+class golden_events_2024 : public testing::TestWithParam<list_case>
+{
+};
 
+TEST_P(golden_events_legacy, events_and_records_are_those_of_the_sample_run)
+{
+    expect_equal<golden_legacy>(GetParam());
+}
 TEST_P(golden_events_2010, events_and_records_are_those_of_the_sample_run)
 {
     expect_equal<golden_2010>(GetParam());
 }
+TEST_P(golden_events_2024, events_and_records_are_those_of_the_sample_run)
+{
+    expect_equal<golden_2024>(GetParam());
+}
 
+INSTANTIATE_TEST_SUITE_P(lists, golden_events_legacy, testing::ValuesIn(list_cases<golden_legacy>()), case_name);
 INSTANTIATE_TEST_SUITE_P(lists, golden_events_2010, testing::ValuesIn(list_cases<golden_2010>()), case_name);
+INSTANTIATE_TEST_SUITE_P(lists, golden_events_2024, testing::ValuesIn(list_cases<golden_2024>()), case_name);
 
 TEST(golden_events, every_list_of_the_sample_runs_is_there)
 {
+    EXPECT_EQ(list_names<golden_legacy>().size(), 15U);
     EXPECT_EQ(list_names<golden_2010>().size(), 14U);
+    EXPECT_EQ(list_names<golden_2024>().size(), 14U);
 }
 
 } // namespace

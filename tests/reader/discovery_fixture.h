@@ -7,15 +7,15 @@
 namespace trox_test
 {
 
-class reader_discovery : public reader_test
+template <class T> class reader_discovery : public reader_test<T>
 {
 protected:
-    reader_discovery() : catalogue(dir.make_directory("catalogue")), empty(dir.make_directory("empty"))
+    reader_discovery() : catalogue(this->dir.make_directory("catalogue")), empty(this->dir.make_directory("empty"))
     {
         copy_name(request.exp_name, "linac");
         copy_name(request.stream_name, "main");
         request.cdir = catalogue;
-        request.ddir = dir.path();
+        request.ddir = this->dir.path();
         request.period = {1, {0, 100000}};
         request.time_diff = {0, 50000};
     }
@@ -59,8 +59,8 @@ protected:
 
     std::string catalogue;
     std::string empty;
-    trox_daq_request request;
-    trox_daq_reader_2010 reader;
+    typename T::request request;
+    typename T::reader reader;
 };
 
 } // namespace trox_test

@@ -9,15 +9,15 @@ namespace trox_test
 
 inline constexpr int next = TROX_DAQ_READ_CHAN_EVENT_NEXT;
 
-class reader_events : public reader_test
+template <class T> class reader_events : public reader_test<T>
 {
 protected:
-    using event = std::vector<trox_channel_entry_long*>;
+    using event = typename reader_test<T>::event;
 
     void init(const std::vector<std::string>& channels)
     {
         if (run.empty()) {
-            run = write_run(dir);
+            run = this->write_run(this->dir);
         }
         channel_list list(channels);
         ASSERT_EQ(reader.init(run, list.list()), 0);
@@ -29,9 +29,9 @@ protected:
         ASSERT_STREQ(reader.get_last_error(), "OK");
     }
     /// Numbers of all events that `next` gives, up to the answer that ends them.
-    std::vector<std::uint32_t> numbers_until(int end_status)
+    std::vector<std::uint64_t> numbers_until(int end_status)
     {
-        std::vector<std::uint32_t> numbers;
+        std::vector<std::uint64_t> numbers;
         event records;
         int status = 0;
         while ((status = reader.get_data(nullptr, &records, next)) == 0) {
@@ -42,13 +42,13 @@ protected:
     }
 
     std::vector<std::string> run;
-    trox_daq_reader_2010 reader;
+    typename T::reader reader;
 };
 
-inline std::vector<std::uint32_t> numbers(std::uint32_t first, std::uint32_t last, std::uint32_t step = 1)
+inline std::vector<std::uint64_t> numbers(std::uint64_t first, std::uint64_t last, std::uint64_t step = 1)
 {
-    std::vector<std::uint32_t> list;
-    for (std::uint32_t number = first; number <= last; number += step) {
+    std::vector<std::uint64_t> list;
+    for (std::uint64_t number = first; number <= last; number += step) {
         list.push_back(number);
     }
     return list;

@@ -3,12 +3,11 @@
 #define TROX_TEST_READER_FIXTURE_H
 
 #include "captured_stdout.h"
+#include "reader_types.h"
 #include "temp_directory.h"
-#include "trox_daq_read_chan_2010.h"
-#include "trox_daq_reader_2010.h"
-#include "trox_writer.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -168,9 +167,9 @@ inline std::size_t samples_of(std::uint32_t number)
 
 /// Writes events `first` to `last`: the trace in all, SPARSE in every fifth, XY (4 members) in even ones, and a slow
 /// value 20 ms behind every seventh.
-inline void write_events(tw::file_writer& file, std::uint32_t first, std::uint32_t last)
+template <class T> void write_events(tw::file_writer& file, std::uint32_t first, std::uint32_t last)
 {
-    constexpr auto format = tw::generation::v2010;
+    constexpr auto format = T::format;
     const auto trace = file.add_channel(trace_name);
     const auto sparse = file.add_channel(sparse_name);
     const auto members = file.add_channel(members_name, tw::storage::zlib);
@@ -182,15 +181,15 @@ inline void write_events(tw::file_writer& file, std::uint32_t first, std::uint32
         for (std::size_t i = 0; i < values.size(); ++i) {
             values[i] = sample(number, i);
         }
-        file.add_record(trace, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, values));
+        file.add_record(trace, tw::spectrum_payload(format, T::one_channel, values));
         if (number % 5 == 0) {
-            file.add_record(sparse, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, {1.0F, 2.0F}));
+            file.add_record(sparse, tw::spectrum_payload(format, T::one_channel, {1.0F, 2.0F}));
         }
         if (number % 2 == 0) {
             tw::spectrum_head head;
             head.members = 4;
-            file.add_record(members, tw::spectrum_payload(format, TROX_BLOCK_4CHAN_2010,
-                                                          {1, 2, 3, static_cast<float>(number)}, head));
+            file.add_record(members,
+                            tw::spectrum_payload(format, T::four_members, {1, 2, 3, static_cast<float>(number)}, head));
         }
         file.end_event();
         if (number % 7 == 0) {
@@ -203,10 +202,10 @@ inline void write_events(tw::file_writer& file, std::uint32_t first, std::uint32
     }
 }
 
-inline std::string write_file(const std::string& path, std::uint32_t first, std::uint32_t last)
+template <class T> std::string write_file(const std::string& path, std::uint32_t first, std::uint32_t last)
 {
-    tw::file_writer file(path, tw::generation::v2010);
-    write_events(file, first, last);
+    tw::file_writer file(path, T::format);
+    write_events<T>(file, first, last);
     file.finish();
     return path;
 }
@@ -218,12 +217,12 @@ inline std::string run_file_name(int run, int n)
 }
 
 /// Three files of run 7 with the events 1000 to 1029, in `directory`; their paths.
-inline std::vector<std::string> write_run(const scratch_directory& directory)
+template <class T> std::vector<std::string> write_run(const scratch_directory& directory)
 {
     std::vector<std::string> files;
     for (int n = 1; n <= 3; ++n) {
         const std::uint32_t first = 1000 + 10 * (static_cast<std::uint32_t>(n) - 1);
-        files.push_back(write_file(directory / run_file_name(7, n), first, first + 9));
+        files.push_back(write_file<T>(directory / run_file_name(7, n), first, first + 9));
     }
     return files;
 }
@@ -238,33 +237,27 @@ inline void write_run_catalogue(const std::string& directory, int count = 3, int
     tw::write_catalogue(directory, entry);
 }
 
-/// The result entry that a delivered record lies in.
-inline const trox_daq_reader_result_entry_2010& result_of(const trox_channel_entry_long* record)
+/// A request for the events of run 7.
+template <class T> typename T::request request_for_run(const std::string& catalogue, const scratch_directory& data)
 {
-    const char* address = reinterpret_cast<const char*>(record) - offsetof(trox_daq_reader_result_entry_2010, res);
-    return *reinterpret_cast<const trox_daq_reader_result_entry_2010*>(address);
-}
-
-inline const trox_serv_block_subhead_2010& head_of(const trox_channel_entry_long* record)
-{
-    return *reinterpret_cast<const trox_serv_block_subhead_2010*>(record->sbchdata[0].chhd);
-}
-
-/// Element `i` of a delivered spectrum's values.
-inline float value_of(const trox_channel_entry_long* record, std::size_t i)
-{
-    float value = 0;
-    std::memcpy(&value,
-                reinterpret_cast<const char*>(record->sbchdata[0].data) + sizeof(trox_spect_head_2010) +
-                    i * sizeof value,
-                sizeof value);
-    return value;
+    typename T::request request;
+    std::snprintf(request.exp_name, sizeof request.exp_name, "linac");
+    std::snprintf(request.stream_name, sizeof request.stream_name, "main");
+    request.cdir = catalogue;
+    request.ddir = data.path();
+    request.run_first = 7;
+    request.period = {1, {0, 100000}};
+    request.time_diff = {0, 50000};
+    return request;
 }
 
 /// Unsets what would change a reader's behaviour, and takes fresh files.
-class reader_test : public ::testing::Test
+template <class T> class reader_test : public ::testing::Test
 {
 protected:
+    using entry = typename T::channel_entry;
+    using event = std::vector<entry*>;
+
     reader_test()
     {
         for (const char* name : {"TROX_DAQ_DATA_PATH_LIST", "DAQ_MAX_TIME_STEP_SEC", "DAQ_MAX_TIME_STEP_USEC",
@@ -272,6 +265,34 @@ protected:
             env.unset(name);
         }
         env.set("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "1");
+    }
+
+    static std::string write_file(const std::string& path, std::uint32_t first, std::uint32_t last)
+    {
+        return trox_test::write_file<T>(path, first, last);
+    }
+    static std::vector<std::string> write_run(const scratch_directory& directory)
+    {
+        return trox_test::write_run<T>(directory);
+    }
+    /// The result entry that a delivered record lies in.
+    static const typename T::result_entry& result_of(const entry* record)
+    {
+        const char* address = reinterpret_cast<const char*>(record) - offsetof(typename T::result_entry, res);
+        return *reinterpret_cast<const typename T::result_entry*>(address);
+    }
+    static const typename T::subhead& head_of(const entry* record)
+    {
+        return *reinterpret_cast<const typename T::subhead*>(record->sbchdata[0].chhd);
+    }
+    /// Element `i` of a delivered spectrum's values.
+    static float value_of(const entry* record, std::size_t i)
+    {
+        float value = 0;
+        std::memcpy(&value,
+                    reinterpret_cast<const char*>(record->sbchdata[0].data) + T::spectrum_head_size + i * sizeof value,
+                    sizeof value);
+        return value;
     }
 
     environment env;

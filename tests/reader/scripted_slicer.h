@@ -5,6 +5,8 @@
 #include "reader_fixture.h"
 
 #include "generation/traits_reader_2010.h"
+#include "generation/traits_reader_2024.h"
+#include "generation/traits_reader_legacy.h"
 #include "generic/reader_discovery.inl"
 #include "generic/reader_events.inl"
 #include "generic/reader_files.inl"
@@ -17,10 +19,9 @@
 namespace trox_test
 {
 
-using entry = trox_channel_entry_long;
-
 /// What the slicer answers, and what it was told.
-struct script {
+template <class T> struct script {
+    using entry = typename T::channel_entry;
     struct answer {
         int status = 0;
         std::vector<entry*> records{};
@@ -44,78 +45,83 @@ struct script {
     bool by_time_fix = false;
     bool skip = false;
     time_stamp time_diff{};
-    trox_time_id step{};
-    const trox_time_id* target = nullptr;
+    typename T::time_id step{};
+    const typename T::time_id* target = nullptr;
     int request = 99;
     std::size_t asked = 0;
 };
-inline script* told = nullptr;
+template <class T> inline script<T>* told = nullptr;
 
-class scripted_slicer
+template <class T> class scripted_slicer
 {
 public:
     void set_debug(int level)
     {
-        told->debug = level;
+        told<T>->debug = level;
     }
     void set_by_time_fix(bool on)
     {
-        told->by_time_fix = on;
+        told<T>->by_time_fix = on;
     }
     void set_skip_bad_records(bool skip)
     {
-        told->skip = skip;
+        told<T>->skip = skip;
     }
-    int init(const std::vector<std::string>* files, const std::vector<trox_daq_chan_param_2010*>* chans, int mode)
+    /// The legacy slicer takes its files by reference.
+    int init(const std::vector<std::string>& files, const std::vector<typename T::chan_param*>* chans, int mode)
     {
-        told->calls.emplace_back("init");
-        told->files = *files;
+        return init(&files, chans, mode);
+    }
+    int init(const std::vector<std::string>* files, const std::vector<typename T::chan_param*>* chans, int mode)
+    {
+        told<T>->calls.emplace_back("init");
+        told<T>->files = *files;
         for (const auto* chan : *chans) {
-            told->channels.push_back(chan->name + (":" + std::to_string(chan->subchan)));
+            told<T>->channels.push_back(chan->name + (":" + std::to_string(chan->subchan)));
         }
-        told->mode = mode;
-        return told->init_status;
+        told<T>->mode = mode;
+        return told<T>->init_status;
     }
     int set_synch_mode(int mode)
     {
-        told->calls.emplace_back("set_synch_mode");
-        told->synch_mode = mode;
-        return told->synch_mode_status;
+        told<T>->calls.emplace_back("set_synch_mode");
+        told<T>->synch_mode = mode;
+        return told<T>->synch_mode_status;
     }
     int set_time_diff(const time_stamp* diff)
     {
-        told->calls.emplace_back("set_time_diff");
-        told->time_diff = *diff;
-        return told->time_diff_status;
+        told<T>->calls.emplace_back("set_time_diff");
+        told<T>->time_diff = *diff;
+        return told<T>->time_diff_status;
     }
-    int set_event_step(const trox_time_id* step)
+    int set_event_step(const typename T::time_id* step)
     {
-        told->calls.emplace_back("set_event_step");
-        told->step = *step;
-        return told->event_step_status;
+        told<T>->calls.emplace_back("set_event_step");
+        told<T>->step = *step;
+        return told<T>->event_step_status;
     }
     int start()
     {
-        told->calls.emplace_back("start");
-        return told->start_status;
+        told<T>->calls.emplace_back("start");
+        return told<T>->start_status;
     }
     const char* get_not_found_channels() const
     {
-        return told->not_found.c_str();
+        return told<T>->not_found.c_str();
     }
-    int get_data(const trox_time_id* target, std::vector<entry*>* result, int request)
+    int get_data(const typename T::time_id* target, std::vector<typename T::channel_entry*>* result, int request)
     {
-        told->target = target;
-        told->request = request;
-        const auto& answer = told->answers[std::min(told->asked, told->answers.size() - 1)];
-        ++told->asked;
+        told<T>->target = target;
+        told<T>->request = request;
+        const auto& answer = told<T>->answers[std::min(told<T>->asked, told<T>->answers.size() - 1)];
+        ++told<T>->asked;
         std::this_thread::sleep_for(std::chrono::milliseconds(answer.takes_ms));
         *result = answer.records;
         return answer.status;
     }
     void clean_up()
     {
-        told->calls.emplace_back("clean_up");
+        told<T>->calls.emplace_back("clean_up");
     }
     int get_number_of_bad_records() const
     {
@@ -127,8 +133,8 @@ public:
     }
 };
 
-struct scripted_generation : trox_detail::generation_2010 {
-    using slicer = scripted_slicer;
+template <class T> struct scripted_generation : T {
+    using slicer = scripted_slicer<T>;
 };
 
 } // namespace trox_test
@@ -136,9 +142,9 @@ struct scripted_generation : trox_detail::generation_2010 {
 namespace trox_detail
 {
 
-template <> struct reader_traits<trox_test::scripted_generation> : reader_traits<generation_2010> {
+template <class T> struct reader_traits<trox_test::scripted_generation<T>> : reader_traits<typename T::generation> {
 };
-template <> struct reader_texts<trox_test::scripted_generation> : reader_texts<generation_2010> {
+template <class T> struct reader_texts<trox_test::scripted_generation<T>> : reader_texts<typename T::generation> {
 };
 
 } // namespace trox_detail
@@ -146,42 +152,40 @@ template <> struct reader_texts<trox_test::scripted_generation> : reader_texts<g
 namespace trox_test
 {
 
-class scripted_reader : public trox_detail::basic_reader<scripted_generation>
+template <class T> class scripted_reader : public trox_detail::basic_reader<scripted_generation<T>>
 {
 public:
-    using basic_reader::basic_reader;
-    using basic_reader::set_by_time_fix;
-    using basic_reader::set_time_diff;
+    using trox_detail::basic_reader<scripted_generation<T>>::set_by_time_fix;
+    using trox_detail::basic_reader<scripted_generation<T>>::set_time_diff;
 };
 
 /// A record in memory, as a channel reader publishes it.
-class record
+template <class T> class record
 {
 public:
-    record(const std::string& name, std::uint32_t number, int dtype = TROX_BLOCK_1CHAN_2010,
-           const std::string& payload = "")
-        : block_(268 + payload.size())
+    record(const std::string& name, std::uint32_t number, int dtype = T::one_channel, const std::string& payload = "")
+        : block_(T::subhead_size + payload.size())
     {
-        std::memcpy(block_.data(), name.data(), std::min<std::size_t>(name.size(), 256));
-        set_word(256, dtype);
-        set_word(264, static_cast<std::int32_t>(block_.size()));
-        std::memcpy(block_.data() + 268, payload.data(), payload.size());
+        std::memcpy(block_.data(), name.data(), std::min(name.size(), T::head_name_size));
+        set_word(T::head_name_size, dtype);
+        ldata(static_cast<std::int32_t>(block_.size()));
+        std::copy(payload.begin(), payload.end(), block_.begin() + T::subhead_size);
         header_.event_number = number;
         server_.mpulse = static_cast<std::int32_t>(number);
         entry_.event_id = {number, {1000 + number, 0}};
         entry_.sbchdata[0] = {reinterpret_cast<std::uint64_t>(&header_), reinterpret_cast<std::uint64_t>(&server_),
                               reinterpret_cast<std::uint64_t>(block_.data()),
-                              reinterpret_cast<std::uint64_t>(block_.data() + 268)};
+                              reinterpret_cast<std::uint64_t>(block_.data() + T::subhead_size)};
     }
     record(const record&) = delete;
     record& operator=(const record&) = delete;
 
     record& ldata(std::int32_t value)
     {
-        set_word(264, value);
+        set_word(T::head_name_size + 8, value);
         return *this;
     }
-    entry* operator*()
+    typename T::channel_entry* operator*()
     {
         return &entry_;
     }
@@ -193,13 +197,13 @@ private:
     }
 
     std::vector<unsigned char> block_;
-    trox_eventheader header_{};
-    trox_serv_block_head_2010 server_{};
-    entry entry_{};
+    typename T::event_header header_{};
+    typename T::server_block_head server_{};
+    typename T::channel_entry entry_{};
 };
 
 /// Payload of an update: the channel's name in its field, and 16 bytes of values.
-inline std::string update_of(const std::string& name, std::size_t size = 272)
+template <class T> std::string update_of(const std::string& name, std::size_t size = T::update_size)
 {
     std::string payload = name;
     payload.resize(size);
@@ -208,12 +212,12 @@ inline std::string update_of(const std::string& name, std::size_t size = 272)
 
 using names = std::vector<std::string>;
 
-class reader_with_script : public reader_test
+template <class T> class reader_with_script : public reader_test<T>
 {
 protected:
     reader_with_script()
     {
-        told = &script_;
+        told<T> = &script_;
     }
     void start(const std::vector<std::string>& channels)
     {
@@ -229,16 +233,16 @@ protected:
     names delivered() const
     {
         names list;
-        for (const entry* one : event) {
-            const auto& chan = result_of(one).chan;
+        for (const auto* one : event) {
+            const auto& chan = this->result_of(one).chan;
             list.push_back(chan.name + (":" + std::to_string(chan.subchan)));
         }
         return list;
     }
 
-    script script_;
-    scripted_reader reader;
-    std::vector<entry*> event;
+    script<T> script_;
+    scripted_reader<T> reader;
+    std::vector<typename T::channel_entry*> event;
 };
 
 } // namespace trox_test

@@ -18,290 +18,280 @@ constexpr const char* old_name = "env";
 
 using list = std::vector<std::string>;
 
-class reader_files : public trox_test::reader_test
+template <class T> class reader_files : public trox_test::reader_test<T>
 {
 protected:
     void look_at_close_times()
     {
-        env.unset("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
+        this->env.unset("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME");
     }
     list files() const
     {
         list all;
-        for (int i = 0; i < reader.get_number_of_files(); ++i) {
-            all.emplace_back(reader.get_file_name(i));
+        for (int i = 0; i < this->reader.get_number_of_files(); ++i) {
+            all.emplace_back(this->reader.get_file_name(i));
         }
         return all;
     }
 
-    trox_daq_reader_2010 reader;
+    typename T::reader reader;
 };
+TYPED_TEST_SUITE(reader_files, trox_test::reader_types, trox_test::reader_type_names);
 
-TEST_F(reader_files, name_with_a_directory_is_taken_unchanged)
+TYPED_TEST(reader_files, name_with_a_directory_is_taken_unchanged)
 {
-    reader.set_data_dir("/d/");
-    EXPECT_EQ(reader.add_file("/x/y/run.raw", true), 0);
-    EXPECT_EQ(reader.add_file("rel/run.raw", true), 0);
-    EXPECT_EQ(files(), (list{"/x/y/run.raw", "rel/run.raw"}));
-    EXPECT_STREQ(reader.get_last_error(), "OK");
+    this->reader.set_data_dir("/d/");
+    EXPECT_EQ(this->reader.add_file("/x/y/run.raw", true), 0);
+    EXPECT_EQ(this->reader.add_file("rel/run.raw", true), 0);
+    EXPECT_EQ(this->files(), (list{"/x/y/run.raw", "rel/run.raw"}));
+    EXPECT_STREQ(this->reader.get_last_error(), "OK");
 }
 
-TEST_F(reader_files, bare_name_goes_to_the_data_directory)
+TYPED_TEST(reader_files, bare_name_goes_to_the_data_directory)
 {
-    reader.set_data_dir("/d");
-    EXPECT_EQ(reader.add_file("run.raw", true), 0);
-    EXPECT_EQ(files(), (list{"/d/run.raw"}));
+    this->reader.set_data_dir("/d");
+    EXPECT_EQ(this->reader.add_file("run.raw", true), 0);
+    EXPECT_EQ(this->files(), (list{"/d/run.raw"}));
 }
 
-TEST_F(reader_files, file_goes_to_the_end_or_in_front)
+TYPED_TEST(reader_files, file_goes_to_the_end_or_in_front)
 {
-    reader.add_file("/x/b", true);
-    reader.add_file("/x/c", true);
-    reader.add_file("/x/a", false);
-    EXPECT_EQ(files(), (list{"/x/a", "/x/b", "/x/c"}));
+    this->reader.add_file("/x/b", true);
+    this->reader.add_file("/x/c", true);
+    this->reader.add_file("/x/a", false);
+    EXPECT_EQ(this->files(), (list{"/x/a", "/x/b", "/x/c"}));
 }
 
-TEST_F(reader_files, null_or_empty_name_is_invalid)
+TYPED_TEST(reader_files, null_or_empty_name_is_invalid)
 {
-    EXPECT_EQ(reader.add_file(nullptr, true), -7);
-    EXPECT_STREQ(reader.get_last_error(), "Invalid Parameter");
-    EXPECT_EQ(reader.add_file("", true), -7);
-    EXPECT_EQ(reader.remove_file(static_cast<const char*>(nullptr)), -7);
-    EXPECT_EQ(reader.remove_file(""), -7);
-    EXPECT_EQ(reader.remove_file(std::string()), -7);
+    EXPECT_EQ(this->reader.add_file(nullptr, true), -7);
+    EXPECT_STREQ(this->reader.get_last_error(), "Invalid Parameter");
+    EXPECT_EQ(this->reader.add_file("", true), -7);
+    EXPECT_EQ(this->reader.remove_file(static_cast<const char*>(nullptr)), -7);
+    EXPECT_EQ(this->reader.remove_file(""), -7);
+    EXPECT_EQ(this->reader.remove_file(std::string()), -7);
 }
 
 // --- closed files -------------------------------------------------------------------------------------
 
-TEST_F(reader_files, fresh_file_is_skipped_with_a_message_at_any_debug_level)
+TYPED_TEST(reader_files, fresh_file_is_skipped_with_a_message_at_any_debug_level)
 {
-    look_at_close_times();
-    const std::string fresh = dir.touch("fresh.raw");
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(fresh.c_str(), true), -10); }),
-              "trox_daq_reader_2010::add_file() file " + fresh + " skipped (not closed)\n");
-    EXPECT_STREQ(reader.get_last_error(), "Files not found");
-    EXPECT_EQ(reader.get_number_of_files(), 0);
+    this->look_at_close_times();
+    const std::string fresh = this->dir.touch("fresh.raw");
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file(fresh.c_str(), true), -10); }),
+              TypeParam::class_name + "::add_file() file " + fresh + " skipped (not closed)\n");
+    EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+    EXPECT_EQ(this->reader.get_number_of_files(), 0);
 
-    env.set("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "");
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(fresh.c_str(), true), 0); }), "");
+    this->env.set("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "");
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file(fresh.c_str(), true), 0); }), "");
 }
 
-TEST_F(reader_files, fresh_file_in_the_data_directory_is_skipped_too)
+TYPED_TEST(reader_files, fresh_file_in_the_data_directory_is_skipped_too)
 {
-    look_at_close_times();
-    dir.touch("fresh.raw");
-    reader.set_data_dir(dir.path().c_str());
-    reader.set_debug(1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("fresh.raw", true), -10); }),
-              "trox_daq_reader_2010::add_file() file " + (dir / "fresh.raw") +
-                  " not found \n"
-                  "trox_daq_reader_2010::add_file() file " +
-                  (dir / "fresh.raw") + " skipped (not closed)\n");
+    this->look_at_close_times();
+    this->dir.touch("fresh.raw");
+    this->reader.set_data_dir(this->dir.path().c_str());
+    this->reader.set_debug(1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("fresh.raw", true), -10); }),
+              TypeParam::class_name + "::add_file() file " + (this->dir / "fresh.raw") + " not found \n" +
+                  TypeParam::class_name + "::add_file() file " + (this->dir / "fresh.raw") + " skipped (not closed)\n");
 }
 
-TEST_F(reader_files, old_file_is_taken)
+TYPED_TEST(reader_files, old_file_is_taken)
 {
-    look_at_close_times();
-    EXPECT_EQ(reader.add_file(old_file, true), 0);
-    reader.set_data_dir(old_directory);
-    EXPECT_EQ(reader.add_file(old_name, true), 0);
-    EXPECT_EQ(files(), (list{old_file, old_file}));
+    this->look_at_close_times();
+    EXPECT_EQ(this->reader.add_file(old_file, true), 0);
+    this->reader.set_data_dir(old_directory);
+    EXPECT_EQ(this->reader.add_file(old_name, true), 0);
+    EXPECT_EQ(this->files(), (list{old_file, old_file}));
 }
 
-TEST_F(reader_files, time_of_the_last_write_does_not_count)
+TYPED_TEST(reader_files, time_of_the_last_write_does_not_count)
 {
-    look_at_close_times();
-    const std::string file = dir.touch("old_content.raw");
+    this->look_at_close_times();
+    const std::string file = this->dir.touch("old_content.raw");
     const timespec long_ago[2] = {{1000, 0}, {1000, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), long_ago, 0), 0);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(file.c_str(), true), -10); }),
-              "trox_daq_reader_2010::add_file() file " + file + " skipped (not closed)\n");
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file(file.c_str(), true), -10); }),
+              TypeParam::class_name + "::add_file() file " + file + " skipped (not closed)\n");
 }
 
-TEST_F(reader_files, absent_file_is_not_found)
+TYPED_TEST(reader_files, absent_file_is_not_found)
 {
-    look_at_close_times();
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("/no/such.raw", true), -10); }), "");
-    EXPECT_STREQ(reader.get_last_error(), "Files not found");
-    reader.set_debug(1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("/no/such.raw", true), -10); }),
-              "trox_daq_reader_2010::add_file() file /no/such.raw not found \n");
-    reader.set_debug(-1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("/no/such.raw", true), -10); }), "");
+    this->look_at_close_times();
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("/no/such.raw", true), -10); }), "");
+    EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+    this->reader.set_debug(1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("/no/such.raw", true), -10); }),
+              TypeParam::class_name + "::add_file() file /no/such.raw not found \n");
+    this->reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("/no/such.raw", true), -10); }), "");
 }
 
 // --- path list ----------------------------------------------------------------------------------------
 
-TEST_F(reader_files, path_list_is_searched_in_order_for_a_closed_file)
+TYPED_TEST(reader_files, path_list_is_searched_in_order_for_a_closed_file)
 {
-    look_at_close_times();
-    dir.touch(old_name); // fresh, so not taken
-    reader.set_data_dir("");
-    reader.set_data_path_list(("/no/such:" + dir.path() + ":/usr/bin:/bin").c_str());
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(old_name, true), 0); }),
-              "trox_daq_reader_2010::add_file() file " + dir.path() + "/env skipped (not closed)\n");
-    EXPECT_EQ(files(), (list{"/usr/bin/env"}));
+    this->look_at_close_times();
+    this->dir.touch(old_name); // fresh, so not taken
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list(("/no/such:" + this->dir.path() + ":/usr/bin:/bin").c_str());
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file(old_name, true), 0); }),
+              TypeParam::class_name + "::add_file() file " + this->dir.path() + "/env skipped (not closed)\n");
+    EXPECT_EQ(this->files(), (list{"/usr/bin/env"}));
 }
 
-TEST_F(reader_files, path_list_search_tells_what_it_does_not_take)
+TYPED_TEST(reader_files, path_list_search_tells_what_it_does_not_take)
 {
-    look_at_close_times();
-    dir.touch("x.raw");
-    reader.set_data_dir("");
-    reader.set_data_path_list(("/no/such:" + dir.path()).c_str());
-    reader.set_debug(1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("x.raw", true), -10); }),
-              "trox_daq_reader_2010::add_file() file /no/such/x.raw not found \n"
-              "trox_daq_reader_2010::add_file() file " +
-                  dir.path() +
-                  "/x.raw not found \n"
-                  "trox_daq_reader_2010::add_file() file " +
-                  dir.path() +
-                  "/x.raw skipped (not closed)\n"
-                  "trox_daq_reader_2010::add_file() file x.raw not found in any default data path /no/such:" +
-                  dir.path() + "\n");
-    EXPECT_STREQ(reader.get_last_error(), "Files not found");
-    reader.set_debug(-1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("y.raw", true), -10); }),
-              "trox_daq_reader_2010::add_file() file y.raw not found in any default data path /no/such:" + dir.path() +
-                  "\n");
+    this->look_at_close_times();
+    this->dir.touch("x.raw");
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list(("/no/such:" + this->dir.path()).c_str());
+    this->reader.set_debug(1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("x.raw", true), -10); }),
+              TypeParam::class_name + "::add_file() file /no/such/x.raw not found \n" + TypeParam::class_name +
+                  "::add_file() file " + this->dir.path() + "/x.raw not found \n" + TypeParam::class_name +
+                  "::add_file() file " + this->dir.path() + "/x.raw skipped (not closed)\n" + TypeParam::class_name +
+                  "::add_file() file x.raw not found in any default data path /no/such:" + this->dir.path() + "\n");
+    EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+    this->reader.set_debug(-1);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("y.raw", true), -10); }),
+              TypeParam::class_name +
+                  "::add_file() file y.raw not found in any default data path /no/such:" + this->dir.path() + "\n");
 }
 
-TEST_F(reader_files, path_list_without_looking_takes_the_last_directory)
+TYPED_TEST(reader_files, path_list_without_looking_takes_the_last_directory)
 {
-    reader.set_data_dir("");
-    reader.set_data_path_list("/a:/b:/c");
-    EXPECT_EQ(reader.add_file("x.raw", true), 0);
-    EXPECT_EQ(files(), (list{"/c/x.raw"}));
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list("/a:/b:/c");
+    EXPECT_EQ(this->reader.add_file("x.raw", true), 0);
+    EXPECT_EQ(this->files(), (list{"/c/x.raw"}));
 }
 
-TEST_F(reader_files, data_directory_list_is_searched_before_the_path_list)
+TYPED_TEST(reader_files, data_directory_list_is_searched_before_the_path_list)
 {
-    look_at_close_times();
-    reader.set_data_path_list("/usr/lib");
+    this->look_at_close_times();
+    this->reader.set_data_path_list("/usr/lib");
     // The setter closes the list with "/", which the list's last ":" makes a part of the next directory.
-    reader.set_data_dir("/no/such:/usr/bin:");
-    EXPECT_EQ(reader.add_file(old_name, true), 0);
-    EXPECT_EQ(files(), (list{"/usr/bin/env"}));
-    reader.set_data_dir("/no/such:/usr:");
-    reader.set_data_path_list("/usr/bin");
-    EXPECT_EQ(reader.add_file(old_name, true), 0);
-    EXPECT_EQ(files(), (list{"/usr/bin/env", "//usr/bin/env"}));
+    this->reader.set_data_dir("/no/such:/usr/bin:");
+    EXPECT_EQ(this->reader.add_file(old_name, true), 0);
+    EXPECT_EQ(this->files(), (list{"/usr/bin/env"}));
+    this->reader.set_data_dir("/no/such:/usr:");
+    this->reader.set_data_path_list("/usr/bin");
+    EXPECT_EQ(this->reader.add_file(old_name, true), 0);
+    EXPECT_EQ(this->files(), (list{"/usr/bin/env", "//usr/bin/env"}));
 }
 
-TEST_F(reader_files, data_directory_list_does_not_apply_to_a_name_with_a_directory)
+TYPED_TEST(reader_files, data_directory_list_does_not_apply_to_a_name_with_a_directory)
 {
-    reader.set_data_dir("/a:/b:");
-    EXPECT_EQ(reader.add_file("/x/y.raw", true), 0);
-    EXPECT_EQ(files(), (list{"/x/y.raw"}));
+    this->reader.set_data_dir("/a:/b:");
+    EXPECT_EQ(this->reader.add_file("/x/y.raw", true), 0);
+    EXPECT_EQ(this->files(), (list{"/x/y.raw"}));
 }
 
-TEST_F(reader_files, empty_directory_ends_the_path_list)
+TYPED_TEST(reader_files, empty_directory_ends_the_path_list)
 {
-    look_at_close_times();
-    reader.set_data_dir("");
-    reader.set_data_path_list("/no/such::/usr/bin");
-    EXPECT_EQ(reader.add_file(old_name, true), -10);
-    reader.set_data_path_list(":");
-    EXPECT_EQ(reader.add_file(old_name, true), -10);
-    reader.set_data_path_list("");
-    EXPECT_EQ(reader.add_file(old_name, true), -10);
+    this->look_at_close_times();
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list("/no/such::/usr/bin");
+    EXPECT_EQ(this->reader.add_file(old_name, true), -10);
+    this->reader.set_data_path_list(":");
+    EXPECT_EQ(this->reader.add_file(old_name, true), -10);
+    this->reader.set_data_path_list("");
+    EXPECT_EQ(this->reader.add_file(old_name, true), -10);
 }
 
-TEST_F(reader_files, archive_is_searched_last)
+TYPED_TEST(reader_files, archive_is_searched_last)
 {
-    look_at_close_times();
+    this->look_at_close_times();
     const std::string name = "linac_main_run1_file1_20120614T093000.raw";
-    dir.make_directory("linac");
-    dir.make_directory("linac/2012");
-    const std::string archive = dir.make_directory("linac/2012/06");
-    dir.touch("linac/2012/06/" + name);
-    env.set("TROX_DAQ_ARCHIVE_ROOT", dir.path().substr(0, dir.path().size() - 1));
-    reader.set_data_dir("");
-    reader.set_data_path_list("/no/such");
-    reader.set_debug(1);
+    this->dir.make_directory("linac");
+    this->dir.make_directory("linac/2012");
+    const std::string archive = this->dir.make_directory("linac/2012/06");
+    this->dir.touch("linac/2012/06/" + name);
+    this->env.set("TROX_DAQ_ARCHIVE_ROOT", this->dir.path().substr(0, this->dir.path().size() - 1));
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list("/no/such");
+    this->reader.set_debug(1);
     const std::string path = archive + name;
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file(name.c_str(), true), -10); }),
-              "trox_daq_reader_2010::add_file() file /no/such/" + name +
-                  " not found \n"
-                  "trox_daq_reader_2010::add_file() file " +
-                  path + " not found \ntrox_daq_reader_2010::add_file() file " + path +
-                  " skipped (not closed)\n"
-                  "trox_daq_reader_2010::add_file() file " +
-                  name + " not found in any default data path /no/such:" + archive.substr(0, archive.size() - 1) +
-                  "\n");
-    env.set("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "");
-    EXPECT_EQ(reader.add_file(name.c_str(), true), 0);
-    EXPECT_EQ(files(), (list{path}));
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file(name.c_str(), true), -10); }),
+              TypeParam::class_name + "::add_file() file /no/such/" + name + " not found \n" + TypeParam::class_name +
+                  "::add_file() file " + path + " not found \n" + TypeParam::class_name + "::add_file() file " + path +
+                  " skipped (not closed)\n" + TypeParam::class_name + "::add_file() file " + name +
+                  " not found in any default data path /no/such:" + archive.substr(0, archive.size() - 1) + "\n");
+    this->env.set("TROX_DAQ_READER_IGNORE_FILE_CLOSE_TIME", "");
+    EXPECT_EQ(this->reader.add_file(name.c_str(), true), 0);
+    EXPECT_EQ(this->files(), (list{path}));
 }
 
 // --- no memory ----------------------------------------------------------------------------------------
 
-TEST_F(reader_files, without_memory_for_the_name_all_files_are_dropped)
+TYPED_TEST(reader_files, without_memory_for_the_name_all_files_are_dropped)
 {
-    reader.add_file("/x/a", true);
+    this->reader.add_file("/x/a", true);
     const trox_test::failing_calls system;
     system.allocations.fail(1);
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("/x/b", true), -6); }),
-              "trox_daq_reader_2010::add_file() Failed to malloc for file: /x/b\n");
-    EXPECT_STREQ(reader.get_last_error(), "Intern error");
-    EXPECT_EQ(reader.get_number_of_files(), 0);
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("/x/b", true), -6); }),
+              TypeParam::class_name + "::add_file() Failed to malloc for file: /x/b\n");
+    EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
+    EXPECT_EQ(this->reader.get_number_of_files(), 0);
 }
 
-TEST_F(reader_files, without_memory_for_a_path_the_files_stay)
+TYPED_TEST(reader_files, without_memory_for_a_path_the_files_stay)
 {
-    reader.add_file("/x/a", true);
-    reader.set_data_dir("");
-    reader.set_data_path_list("/some/dir");
+    this->reader.add_file("/x/a", true);
+    this->reader.set_data_dir("");
+    this->reader.set_data_path_list("/some/dir");
     const trox_test::failing_calls system;
     system.allocations.fail(2);
     // "/some/dir" and "b.raw", and one.
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(reader.add_file("b.raw", true), -6); }),
-              "trox_daq_reader_2010::add_file() faile to allocate file buffer of 15 bytes\n");
-    EXPECT_STREQ(reader.get_last_error(), "Intern error");
-    EXPECT_EQ(files(), (list{"/x/a"}));
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(this->reader.add_file("b.raw", true), -6); }),
+              TypeParam::class_name + "::add_file() faile to allocate file buffer of 15 bytes\n");
+    EXPECT_STREQ(this->reader.get_last_error(), "Intern error");
+    EXPECT_EQ(this->files(), (list{"/x/a"}));
 }
 
 // --- removing and ordering ----------------------------------------------------------------------------
 
-TEST_F(reader_files, file_is_removed_once)
+TYPED_TEST(reader_files, file_is_removed_once)
 {
-    reader.add_file("/x/a", true);
-    reader.add_file("/x/b", true);
-    EXPECT_EQ(reader.remove_file("a"), -10) << "the whole path counts";
-    EXPECT_STREQ(reader.get_last_error(), "Files not found");
-    EXPECT_EQ(reader.remove_file("/x/a"), 0);
-    EXPECT_STREQ(reader.get_last_error(), "OK");
-    EXPECT_EQ(reader.remove_file(std::string("/x/a")), -10);
-    EXPECT_EQ(files(), (list{"/x/b"}));
+    this->reader.add_file("/x/a", true);
+    this->reader.add_file("/x/b", true);
+    EXPECT_EQ(this->reader.remove_file("a"), -10) << "the whole path counts";
+    EXPECT_STREQ(this->reader.get_last_error(), "Files not found");
+    EXPECT_EQ(this->reader.remove_file("/x/a"), 0);
+    EXPECT_STREQ(this->reader.get_last_error(), "OK");
+    EXPECT_EQ(this->reader.remove_file(std::string("/x/a")), -10);
+    EXPECT_EQ(this->files(), (list{"/x/b"}));
 }
 
-TEST_F(reader_files, first_of_equal_files_is_removed)
+TYPED_TEST(reader_files, first_of_equal_files_is_removed)
 {
-    reader.add_file("/x/a", true);
-    reader.add_file("/x/b", true);
-    reader.add_file("/x/a", true);
-    EXPECT_EQ(reader.remove_file("/x/a"), 0);
-    EXPECT_EQ(files(), (list{"/x/b", "/x/a"}));
+    this->reader.add_file("/x/a", true);
+    this->reader.add_file("/x/b", true);
+    this->reader.add_file("/x/a", true);
+    EXPECT_EQ(this->reader.remove_file("/x/a"), 0);
+    EXPECT_EQ(this->files(), (list{"/x/b", "/x/a"}));
 }
 
-TEST_F(reader_files, sorting_leaves_each_file_once)
+TYPED_TEST(reader_files, sorting_leaves_each_file_once)
 {
     for (const char* name : {"/b", "/a", "/b", "/b"}) {
-        reader.add_file(name, true);
+        this->reader.add_file(name, true);
     }
-    reader.sort_my_files();
-    EXPECT_EQ(files(), (list{"/a", "/b"}));
+    this->reader.sort_my_files();
+    EXPECT_EQ(this->files(), (list{"/a", "/b"}));
 }
 
-TEST_F(reader_files, sorting_goes_by_the_time_in_the_name)
+TYPED_TEST(reader_files, sorting_goes_by_the_time_in_the_name)
 {
-    reader.add_file("/b/linac_main_run1_file1_20120614T093004.raw", true);
-    reader.add_file("/c/linac_main_run1_file2_20120614T093000.raw", true);
-    reader.add_file("/a/plain.raw", true);
-    reader.sort_my_files();
-    EXPECT_EQ(files(), (list{"/c/linac_main_run1_file2_20120614T093000.raw",
-                             "/b/linac_main_run1_file1_20120614T093004.raw", "/a/plain.raw"}));
+    this->reader.add_file("/b/linac_main_run1_file1_20120614T093004.raw", true);
+    this->reader.add_file("/c/linac_main_run1_file2_20120614T093000.raw", true);
+    this->reader.add_file("/a/plain.raw", true);
+    this->reader.sort_my_files();
+    EXPECT_EQ(this->files(), (list{"/c/linac_main_run1_file2_20120614T093000.raw",
+                                   "/b/linac_main_run1_file1_20120614T093004.raw", "/a/plain.raw"}));
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // The reader's texts, character by character: programs look for them.
 #include "generation/messages_reader.h"
 #include "generation/messages_reader_2010.h"
+#include "generation/messages_reader_2024.h"
+#include "generation/messages_reader_legacy.h"
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -15,6 +17,9 @@ using namespace trox_detail;
 /// A text with its line end and tabs made visible, as the golden file holds it.
 std::string visible(const std::string& text)
 {
+    if (text.empty()) {
+        return "(no text)";
+    }
     std::string line;
     for (const char c : text) {
         if (c == '\n') {
@@ -48,12 +53,19 @@ std::vector<std::string> golden_rows(const std::string& name)
     return rows;
 }
 
-TEST(reader_messages, texts_of_the_2010_generation_are_those_of_the_golden_file)
+template <class Generation> void expect_texts_of(const std::string& golden_file)
 {
     std::vector<std::string> rows;
-    append_rows<reader_texts<generation_2010>, reader_message>(rows);
+    append_rows<reader_texts<Generation>, reader_message>(rows);
     append_rows<common_reader_texts, common_reader_message>(rows);
-    EXPECT_EQ(rows, golden_rows("reader_texts_2010.txt"));
+    EXPECT_EQ(rows, golden_rows(golden_file));
+}
+
+TEST(reader_messages, texts_of_each_generation_are_those_of_its_golden_file)
+{
+    expect_texts_of<generation_legacy>("reader_texts_legacy.txt");
+    expect_texts_of<generation_2010>("reader_texts_2010.txt");
+    expect_texts_of<generation_2024>("reader_texts_2024.txt");
 }
 
 } // namespace

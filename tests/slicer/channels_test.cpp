@@ -7,24 +7,19 @@
 namespace slicer_test
 {
 
-class slicer_channels : public slicer_files
+template <class T> class slicer_channels : public slicer_files<T>
 {
 protected:
     /// Three files, 1 to 3, 4 to 6 and 7 to 9, with channels A and B.
     void add_three_files()
     {
-        for (std::uint32_t begin = 1; begin < 9; begin += 3) {
-            add_file("events" + std::to_string(begin),
-                     {{"A", events(begin, begin + 2)}, {"B", events(begin, begin + 2)}});
+        for (std::uint64_t begin = 1; begin < 9; begin += 3) {
+            this->add_file("events" + std::to_string(begin),
+                           {{"A", events(begin, begin + 2)}, {"B", events(begin, begin + 2)}});
         }
     }
-    void start(trox_daq_slicer_2010& slicer, const channel_list& channels) const
-    {
-        ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
-        ASSERT_EQ(slicer.start(), 0);
-    }
     /// "fentry after" that a move prints, or -99.
-    static int file_index_of_move(trox_daq_slicer_2010& slicer, int direction)
+    static int file_index_of_move(slicer_of<T>& slicer, int direction)
     {
         slicer.set_debug(1);
         const std::string text = printed_by([&] { slicer.change_config(0, direction, 1); });
@@ -34,13 +29,14 @@ protected:
         return at == std::string::npos ? -99 : std::atoi(text.c_str() + at + mark.size());
     }
 };
+TYPED_TEST_SUITE(slicer_channels, slicer_generations, slicer_generation_names);
 
-TEST_F(slicer_channels, arguments_out_of_range_are_invalid)
+TYPED_TEST(slicer_channels, arguments_out_of_range_are_invalid)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    auto* table = slicer.find_ready_table(files[0]);
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    auto* table = slicer.find_ready_table(this->files[0].c_str());
     for (const int i : {-1, 2, 1000}) {
         EXPECT_EQ(slicer.create_channel(i, table), -7);
         EXPECT_EQ(slicer.start_channel(i, first), -7);
@@ -52,18 +48,19 @@ TEST_F(slicer_channels, arguments_out_of_range_are_invalid)
         EXPECT_EQ(slicer.change_config(0, direction, 1), -7);
     }
     EXPECT_EQ(slicer.create_channel(0, nullptr), -7);
-    records found;
+    records_of<TypeParam> found;
     EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0);
-    EXPECT_THAT(labels(found), ElementsAre("A@1", "B@1")) << "nothing has changed";
+    EXPECT_THAT(this->labels(found), ElementsAre("A@1", "B@1")) << "nothing has changed";
 }
 
-TEST_F(slicer_channels, a_removed_channel_has_no_data)
+TYPED_TEST(slicer_channels, a_removed_channel_has_no_data)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     EXPECT_STREQ(slicer.get_name_of_empty_channel(), "No channels known without events");
-    ASSERT_NE(slicer.find_ready_table(files[2]), nullptr); // the thread is done, and prints nothing in between
+    ASSERT_NE(slicer.find_ready_table(this->files[2].c_str()),
+              nullptr); // the thread is done, and prints nothing in between
     slicer.set_debug(1);
     EXPECT_THAT(printed_by([&] { slicer.remove_channel(1); }), testing::StartsWith("DELETING read_chans[1] "));
     EXPECT_EQ(printed_by([&] { slicer.remove_channel(1); }), "") << "nothing left to remove";
@@ -74,64 +71,62 @@ TEST_F(slicer_channels, a_removed_channel_has_no_data)
     EXPECT_STREQ(slicer.get_not_found_channels(), "") << "removed, not missing";
 }
 
-TEST_F(slicer_channels, a_new_reader_replaces_the_old_and_is_to_be_started)
+TYPED_TEST(slicer_channels, a_new_reader_replaces_the_old_and_is_to_be_started)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
     slicer.set_debug(1);
-    auto* table = slicer.find_ready_table(files[1]);
+    auto* table = slicer.find_ready_table(this->files[1].c_str());
     int status = 1;
     const std::string text = printed_by([&] { status = slicer.create_channel(0, table); });
     EXPECT_EQ(status, 0);
-    EXPECT_THAT(text,
-                HasSubstr("trox_daq_slicer_2010::create_channel()CREATING CHANNEL: A:-1 file:" + files[1] + "\n"));
+    EXPECT_THAT(text, HasSubstr(TypeParam::creating_channel("A", -1, this->files[1])));
     EXPECT_THAT(text, HasSubstr("DELETING read_chans[0] "));
     slicer.set_debug(0);
     EXPECT_STREQ(slicer.get_name_of_empty_channel(), "A") << "not started yet";
     EXPECT_EQ(slicer.start_channel(0, current), 0);
     EXPECT_STREQ(slicer.get_name_of_empty_channel(), "No channels known without events");
-    records found;
-    const trox_time_id target{4, time_of(4)};
+    records_of<TypeParam> found;
+    const time_id_of<TypeParam> target{4, time_of(4)};
     EXPECT_EQ(slicer.get_data(&target, &found, current), 0);
-    EXPECT_THAT(labels(found), ElementsAre("A@4"));
+    EXPECT_THAT(this->labels(found), ElementsAre("A@4"));
 }
 
-TEST_F(slicer_channels, a_channel_enters_a_file_at_the_end_that_it_comes_from)
+TYPED_TEST(slicer_channels, a_channel_enters_a_file_at_the_end_that_it_comes_from)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
     slicer.set_debug(2);
     for (const int direction : {previous, last}) {
-        ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(files[0])), 0);
+        ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(this->files[0].c_str())), 0);
         EXPECT_THAT(printed_by([&] { EXPECT_EQ(slicer.start_channel(0, direction), 0); }),
                     HasSubstr("Calling get_chan_data() start channel (low)\n"));
     }
     for (const int direction : {first, current, next}) {
-        ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(files[0])), 0);
+        ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(this->files[0].c_str())), 0);
         EXPECT_THAT(printed_by([&] { EXPECT_EQ(slicer.start_channel(0, direction), 0); }),
-                    HasSubstr("Calling get_chan_data() start channel (up) ret:0 \n"));
+                    HasSubstr(TypeParam::entered_at_first));
     }
     slicer.set_debug(-1);
-    ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(files[0])), 0);
+    ASSERT_EQ(slicer.create_channel(0, slicer.find_ready_table(this->files[0].c_str())), 0);
     const std::string text = printed_by([&] { EXPECT_EQ(slicer.start_channel(0, first), 0); });
-    EXPECT_THAT(text, HasSubstr("slicer_2010->start() for channel took: "));
-    EXPECT_THAT(text, HasSubstr(" msec\n"));
+    EXPECT_EQ(text.find("slicer_2010->start() for channel took: ") != std::string::npos, TypeParam::has_timing_traces);
 }
 
-TEST_F(slicer_channels, a_channel_without_data_in_the_first_file_starts_in_the_first_that_has)
+TYPED_TEST(slicer_channels, a_channel_without_data_in_the_first_file_starts_in_the_first_that_has)
 {
-    add_file("0", {{"A", events(1, 3)}, {"B", {}}});
-    add_file("1", {{"A", events(4, 6)}, {"B", {}}});
-    add_file("2", {{"A", events(7, 9)}, {"B", events(8, 9)}});
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    this->add_file("0", {{"A", events(1, 3)}, {"B", {}}});
+    this->add_file("1", {{"A", events(4, 6)}, {"B", {}}});
+    this->add_file("2", {{"A", events(7, 9)}, {"B", events(8, 9)}});
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     EXPECT_STREQ(slicer.get_not_found_channels(), "");
     std::vector<std::vector<std::string>> all;
-    records found;
+    records_of<TypeParam> found;
     while (slicer.get_data(nullptr, &found, next) == 0) {
-        all.push_back(labels(found));
+        all.push_back(this->labels(found));
     }
     ASSERT_EQ(all.size(), 9U);
     EXPECT_THAT(all[0], ElementsAre("A@1"));
@@ -140,36 +135,39 @@ TEST_F(slicer_channels, a_channel_without_data_in_the_first_file_starts_in_the_f
     EXPECT_THAT(all[8], ElementsAre("A@9", "B@9"));
 }
 
-TEST_F(slicer_channels, channels_without_data_anywhere_are_listed_and_ignored)
+TYPED_TEST(slicer_channels, channels_without_data_anywhere_are_listed_and_ignored)
 {
-    add_file("0", {{"A", events(1, 3)}, {"B", {}}, {"C", {}}});
-    add_file("1", {{"A", events(4, 6)}, {"B", {}}, {"C", {}}});
-    trox_daq_slicer_2010 slicer;
-    const channel_list channels{"B", "A", "C"};
-    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    this->add_file("0", {{"A", events(1, 3)}, {"B", {}}, {"C", {}}});
+    this->add_file("1", {{"A", events(4, 6)}, {"B", {}}, {"C", {}}});
+    slicer_of<TypeParam> slicer;
+    const channel_list<TypeParam> channels{"B", "A", "C"};
+    ASSERT_EQ(init(slicer, this->files, channels), 0);
     slicer.set_debug(1);
     const std::string text = printed_by([&] { EXPECT_EQ(slicer.start(), 0); });
     slicer.set_debug(0);
     EXPECT_THAT(text, HasSubstr("NO FILES can be found [2] we'll lose the channel[0] B\n"));
-    EXPECT_THAT(text, HasSubstr("ERROR with channel (no cfgs) B:-1\nCalling clean_descr()\n"));
+    EXPECT_THAT(text, HasSubstr("ERROR with channel (no cfgs) B:-1\n"));
+    EXPECT_EQ(text.find("ERROR with channel (no cfgs) B:-1\nCalling clean_descr()\n") != std::string::npos,
+              TypeParam::has_life_cycle_traces);
+    EXPECT_EQ(text.find("Calling clean_descr()") != std::string::npos, TypeParam::has_life_cycle_traces);
     EXPECT_THAT(text, HasSubstr("ERROR with channel (no cfgs) C:-1\n"));
     EXPECT_STREQ(slicer.get_not_found_channels(), "B;C");
     EXPECT_STREQ(slicer.get_name_of_empty_channel(), "B");
-    records found;
+    records_of<TypeParam> found;
     ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0);
-    EXPECT_THAT(labels(found), ElementsAre("A@1"));
+    EXPECT_THAT(this->labels(found), ElementsAre("A@1"));
     slicer.clean_up();
     EXPECT_STREQ(slicer.get_not_found_channels(), "");
 }
 
-TEST_F(slicer_channels, a_channel_that_the_first_file_does_not_know_is_dropped)
+TYPED_TEST(slicer_channels, a_channel_that_the_first_file_does_not_know_is_dropped)
 {
-    add_file("0", {{"A", events(1, 3)}});
-    add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
-    trox_daq_slicer_2010 slicer;
-    channel_list channels{"A"};
+    this->add_file("0", {{"A", events(1, 3)}});
+    this->add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+    slicer_of<TypeParam> slicer;
+    channel_list<TypeParam> channels{"A"};
     channels.add("B", 2);
-    ASSERT_EQ(slicer.init(&files, &channels, 0), 0);
+    ASSERT_EQ(init(slicer, this->files, channels), 0);
     slicer.set_debug(1);
     const std::string text = printed_by([&] { EXPECT_EQ(slicer.start(), 0); });
     EXPECT_THAT(text, HasSubstr("Start failed for read_chans[1] for B:2  erro: -5\n"));
@@ -178,21 +176,21 @@ TEST_F(slicer_channels, a_channel_that_the_first_file_does_not_know_is_dropped)
     EXPECT_STREQ(slicer.get_not_found_channels(), "B");
 }
 
-TEST_F(slicer_channels, files_that_do_not_know_a_channel_are_passed_over_when_bad_records_are_skipped)
+TYPED_TEST(slicer_channels, files_that_do_not_know_a_channel_are_passed_over_when_bad_records_are_skipped)
 {
-    add_file("0", {{"A", events(1, 3)}});
-    add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
-    add_file("2", {{"A", events(7, 9)}});
-    add_file("3", {{"A", events(10, 11)}, {"B", events(10, 11)}});
-    trox_daq_slicer_2010 slicer;
+    this->add_file("0", {{"A", events(1, 3)}});
+    this->add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+    this->add_file("2", {{"A", events(7, 9)}});
+    this->add_file("3", {{"A", events(10, 11)}, {"B", events(10, 11)}});
+    slicer_of<TypeParam> slicer;
     slicer.set_skip_bad_records(true);
     std::vector<std::string> of_b;
     printed_by([&] {
-        start(slicer, {"A", "B"});
+        this->start(slicer, {"A", "B"});
         EXPECT_STREQ(slicer.get_not_found_channels(), "");
-        records found;
+        records_of<TypeParam> found;
         while (slicer.get_data(nullptr, &found, next) == 0) {
-            for (const auto& label : labels(found)) {
+            for (const auto& label : this->labels(found)) {
                 if (label[0] == 'B') {
                     of_b.push_back(label);
                 }
@@ -201,50 +199,50 @@ TEST_F(slicer_channels, files_that_do_not_know_a_channel_are_passed_over_when_ba
     });
     EXPECT_THAT(of_b, ElementsAre("B@4", "B@5", "B@6", "B@10", "B@11"));
     slicer.set_skip_bad_records(true);
-    const channel_list nowhere{"A", "C"};
-    ASSERT_EQ(slicer.init(&files, &nowhere, 0), 0);
+    const channel_list<TypeParam> nowhere{"A", "C"};
+    ASSERT_EQ(init(slicer, this->files, nowhere), 0);
     printed_by([&] { EXPECT_EQ(slicer.start(), 0); });
     EXPECT_STREQ(slicer.get_not_found_channels(), "C");
 }
 
-TEST_F(slicer_channels, directions_lead_to_their_files)
+TYPED_TEST(slicer_channels, directions_lead_to_their_files)
 {
-    add_three_files();
+    this->add_three_files();
     const std::vector<std::pair<int, int>> from_the_middle{{next, 2}, {previous, 0}, {first, 0}, {last, 2}};
     for (const auto& [direction, file] : from_the_middle) {
-        trox_daq_slicer_2010 slicer;
-        start(slicer, {"A", "B"}); // B keeps the first file loaded
+        slicer_of<TypeParam> slicer;
+        this->start(slicer, {"A", "B"}); // B keeps the first file loaded
         ASSERT_EQ(slicer.change_config(0, next, 1), 0);
-        EXPECT_EQ(file_index_of_move(slicer, direction), file);
+        EXPECT_EQ(this->file_index_of_move(slicer, direction), file);
     }
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    EXPECT_EQ(file_index_of_move(slicer, current), 0) << "the same file anew";
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    EXPECT_EQ(this->file_index_of_move(slicer, current), 0) << "the same file anew";
     EXPECT_EQ(slicer.start_channel(0, current), 0);
 }
 
-TEST_F(slicer_channels, a_move_tells_what_it_does)
+TYPED_TEST(slicer_channels, a_move_tells_what_it_does)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    ASSERT_NE(slicer.find_ready_table(files[2]), nullptr); // the thread is done, and prints nothing in between
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    ASSERT_NE(slicer.find_ready_table(this->files[2].c_str()),
+              nullptr); // the thread is done, and prints nothing in between
     slicer.set_debug(1);
     int status = 1;
     const std::string text = printed_by([&] { status = slicer.change_config(1, next, 1); });
     EXPECT_EQ(status, 0);
-    EXPECT_THAT(text, HasSubstr("Channel B switching to the next file " + files[0] +
-                                "\n"
-                                "Channel[1] switching to the next file fentry before: 0\n"
+    EXPECT_THAT(text, HasSubstr("Channel B switching to the next file " + this->files[0] + "\n" +
+                                TypeParam::leaving_file(1, "B", 0) +
                                 "Channel[1] switching to the next file fentry after: 1\n"));
-    EXPECT_THAT(text, HasSubstr("change_config is OK fentry:1  " + files[1] + "\n"));
+    EXPECT_THAT(text, HasSubstr("change_config is OK fentry:1  " + this->files[1] + "\n"));
 }
 
-TEST_F(slicer_channels, going_back_from_the_first_file_drops_the_channel)
+TYPED_TEST(slicer_channels, going_back_from_the_first_file_drops_the_channel)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     slicer.set_debug(1);
     int status = 1;
     const std::string text = printed_by([&] { status = slicer.change_config(0, previous, 1); });
@@ -254,42 +252,42 @@ TEST_F(slicer_channels, going_back_from_the_first_file_drops_the_channel)
     EXPECT_EQ(slicer.change_config(1, next, 1), 0) << "the other one is there";
 }
 
-TEST_F(slicer_channels, a_shared_loader_lives_until_the_last_channel_leaves_its_file)
+TYPED_TEST(slicer_channels, a_shared_loader_lives_until_the_last_channel_leaves_its_file)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    const auto loader = slicer.find_ready_table(files[0])->weak_from_this();
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    const auto loader = slicer.find_ready_table(this->files[0].c_str())->weak_from_this();
     ASSERT_EQ(slicer.change_config(0, next, 1), 0);
     ASSERT_FALSE(loader.expired());
     EXPECT_EQ(loader.lock()->get_client_counter(), 1);
-    EXPECT_NE(slicer.find_ready_table(files[0]), nullptr) << "still in its slot";
+    EXPECT_NE(slicer.find_ready_table(this->files[0].c_str()), nullptr) << "still in its slot";
     ASSERT_EQ(slicer.change_config(1, next, 1), 0);
     EXPECT_TRUE(loader.expired());
-    EXPECT_EQ(slicer.find_ready_table(files[1])->get_client_counter(), 0);
+    EXPECT_EQ(slicer.find_ready_table(this->files[1].c_str())->get_client_counter(), 0);
 }
 
-TEST_F(slicer_channels, a_loader_that_a_dropped_channel_never_left_stays_until_clean_up)
+TYPED_TEST(slicer_channels, a_loader_that_a_dropped_channel_never_left_stays_until_clean_up)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     slicer.remove_channel(1);
-    const auto loader = slicer.find_ready_table(files[0])->weak_from_this();
+    const auto loader = slicer.find_ready_table(this->files[0].c_str())->weak_from_this();
     ASSERT_EQ(slicer.change_config(0, next, 1), 0);
     EXPECT_FALSE(loader.expired()) << "one of two channels has left";
     slicer.clean_up();
     EXPECT_TRUE(loader.expired());
 }
 
-TEST_F(slicer_channels, channels_on_the_same_file_share_its_loader)
+TYPED_TEST(slicer_channels, channels_on_the_same_file_share_its_loader)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     ASSERT_EQ(slicer.change_config(0, next, 1), 0);
     ASSERT_EQ(slicer.change_config(1, next, 1), 0);
-    const auto loader = slicer.find_ready_table(files[1])->weak_from_this();
+    const auto loader = slicer.find_ready_table(this->files[1].c_str())->weak_from_this();
     ASSERT_EQ(slicer.change_config(0, next, 1), 0);
     ASSERT_FALSE(loader.expired());
     EXPECT_EQ(loader.lock()->get_client_counter(), 1);
@@ -297,22 +295,22 @@ TEST_F(slicer_channels, channels_on_the_same_file_share_its_loader)
     EXPECT_TRUE(loader.expired());
 }
 
-TEST_F(slicer_channels, without_tables_of_the_new_file_the_old_reader_stays)
+TYPED_TEST(slicer_channels, without_tables_of_the_new_file_the_old_reader_stays)
 {
-    add_file("0", {{"A", events(1, 3)}});
-    add_damaged_file("bad");
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A"});
+    this->add_file("0", {{"A", events(1, 3)}});
+    this->add_damaged_file("bad");
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
     slicer.set_debug(1);
     int status = 1;
     std::string text = printed_by([&] { status = slicer.change_config(0, next, 1); });
     EXPECT_EQ(status, -1);
-    EXPECT_THAT(text, HasSubstr("A failed to find get_tbl for  " + files[1] + "\n"));
+    EXPECT_THAT(text, HasSubstr("A failed to find get_tbl for  " + this->files[1] + "\n"));
     slicer.set_debug(0);
-    records found;
+    records_of<TypeParam> found;
     EXPECT_EQ(slicer.get_data(nullptr, &found, current), 0);
-    EXPECT_THAT(labels(found), ElementsAre("A@1")) << "its loader lives although it left the slots";
-    EXPECT_EQ(value_in(*found[0]), value_of(1));
+    EXPECT_THAT(this->labels(found), ElementsAre("A@1")) << "its loader lives although it left the slots";
+    EXPECT_EQ(this->value_in(*found[0]), value_of(1));
     text = printed_by([&] { status = slicer.change_config(0, next, 1); });
     EXPECT_EQ(status, -1);
     EXPECT_EQ(text, "STRANGE trox_file_get_tables not found in the table... removing it anyway\n"
@@ -320,13 +318,13 @@ TEST_F(slicer_channels, without_tables_of_the_new_file_the_old_reader_stays)
     EXPECT_EQ(slicer.start_channel(0, first), -1);
 }
 
-TEST_F(slicer_channels, a_loader_of_the_caller_is_not_in_the_slots)
+TYPED_TEST(slicer_channels, a_loader_of_the_caller_is_not_in_the_slots)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    trox_file_get_tables_2010 table(0);
-    ASSERT_EQ(table.get_all_tables(files[1], 0, nullptr), 0);
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    typename TypeParam::loader table(0);
+    ASSERT_EQ(table.get_all_tables(this->files[1], 0, nullptr), 0);
     ASSERT_EQ(slicer.create_channel(0, &table), 0);
     ASSERT_EQ(slicer.create_channel(1, &table), 0);
     ASSERT_EQ(slicer.start_channel(0, first), 0);
@@ -338,43 +336,43 @@ TEST_F(slicer_channels, a_loader_of_the_caller_is_not_in_the_slots)
         EXPECT_THAT(text, testing::StartsWith("STRANGE trox_file_get_tables not found in the table"));
         EXPECT_THAT(text, HasSubstr("STRANGE no files found we'll lose the channel[" + std::to_string(channel)));
     }
-    EXPECT_EQ(table.get_file_name(), files[1]) << "the caller's loader stays the caller's";
+    EXPECT_EQ(table.get_file_name(), this->files[1]) << "the caller's loader stays the caller's";
 }
 
-TEST_F(slicer_channels, a_reader_keeps_its_loader_when_it_is_made_anew_on_it)
+TYPED_TEST(slicer_channels, a_reader_keeps_its_loader_when_it_is_made_anew_on_it)
 {
-    add_file("0", {{"A", events(1, 3)}});
-    add_damaged_file("bad");
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A"});
-    auto* table = slicer.find_ready_table(files[0]);
+    this->add_file("0", {{"A", events(1, 3)}});
+    this->add_damaged_file("bad");
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
+    auto* table = slicer.find_ready_table(this->files[0].c_str());
     ASSERT_EQ(slicer.change_config(0, next, 1), -1); // the reader is now the only owner
     ASSERT_EQ(slicer.create_channel(0, table), 0);
     EXPECT_EQ(slicer.start_channel(0, last), 0);
 }
 
-TEST_F(slicer_channels, bad_files_are_passed_over_in_the_direction_of_the_move)
+TYPED_TEST(slicer_channels, bad_files_are_passed_over_in_the_direction_of_the_move)
 {
-    add_damaged_file("bad0");
-    add_file("1", {{"A", events(1, 3)}, {"B", events(1, 3)}});
-    add_damaged_file("bad2");
-    add_damaged_file("bad3");
-    add_file("4", {{"A", events(4, 6)}, {"B", events(4, 6)}});
-    add_damaged_file("bad5");
-    const auto started = [&](trox_daq_slicer_2010& slicer) {
+    this->add_damaged_file("bad0");
+    this->add_file("1", {{"A", events(1, 3)}, {"B", events(1, 3)}});
+    this->add_damaged_file("bad2");
+    this->add_damaged_file("bad3");
+    this->add_file("4", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+    this->add_damaged_file("bad5");
+    const auto started = [&](slicer_of<TypeParam>& slicer) {
         slicer.set_skip_bad_records(true);
-        start(slicer, {"A", "B"});
+        this->start(slicer, {"A", "B"});
         ASSERT_EQ(slicer.change_config(0, next, 1), 0);
         ASSERT_EQ(slicer.start_channel(0, next), 0);
     };
-    const trox_time_id four{4, time_of(4)};
+    const time_id_of<TypeParam> four{4, time_of(4)};
     {
-        trox_daq_slicer_2010 slicer;
+        slicer_of<TypeParam> slicer;
         started(slicer);
-        records found;
+        records_of<TypeParam> found;
         ASSERT_EQ(slicer.get_data(&four, &found, current), 0);
-        EXPECT_THAT(labels(found), ElementsAre("A@4"));
-        EXPECT_EQ(slicer.change_config(0, previous, 1), 0) << "over two bad files, back to the first good one";
+        EXPECT_THAT(this->labels(found), ElementsAre("A@4"));
+        EXPECT_EQ(slicer.change_config(0, previous, 1), 0) << "over two bad this->files, back to the first good one";
         EXPECT_EQ(slicer.change_config(0, previous, 1), -1) << "dropped: only a bad file is left there";
         EXPECT_EQ(slicer.start_channel(0, first), -1);
         EXPECT_EQ(slicer.change_config(1, last, 1), 0) << "inwards from the last file";
@@ -382,33 +380,33 @@ TEST_F(slicer_channels, bad_files_are_passed_over_in_the_direction_of_the_move)
         EXPECT_EQ(slicer.change_config(1, next, 1), -1);
         EXPECT_EQ(slicer.start_channel(1, first), -1);
     }
-    trox_daq_slicer_2010 slicer;
+    slicer_of<TypeParam> slicer;
     started(slicer);
     EXPECT_EQ(slicer.change_config(0, first, 1), 0) << "inwards from the first file";
     EXPECT_EQ(slicer.get_number_of_bad_files(), 4);
 }
 
-TEST_F(slicer_channels, damaged_records_are_left_out_and_counted)
+TYPED_TEST(slicer_channels, damaged_records_are_left_out_and_counted)
 {
     std::vector<sample> mixed = events(1, 6);
     mixed[1].what = kind::undecoded;
     mixed[4].what = kind::undecoded;
-    add_file("0", {{"A", mixed}, {"B", events(1, 6)}});
+    this->add_file("0", {{"A", mixed}, {"B", events(1, 6)}});
     std::vector<sample> damaged = events(7, 9);
     for (auto& one : damaged) {
         one.what = kind::undecoded;
     }
-    add_file("1", {{"A", damaged}, {"B", events(7, 9)}});
-    add_file("2", {{"A", events(10, 12)}, {"B", events(10, 12)}});
-    trox_daq_slicer_2010 slicer;
+    this->add_file("1", {{"A", damaged}, {"B", events(7, 9)}});
+    this->add_file("2", {{"A", events(10, 12)}, {"B", events(10, 12)}});
+    slicer_of<TypeParam> slicer;
     slicer.set_skip_bad_records(true);
-    std::vector<std::uint32_t> numbers;
+    std::vector<typename TypeParam::event_number> numbers;
     printed_by([&] {
-        start(slicer, {"A", "B"});
+        this->start(slicer, {"A", "B"});
         EXPECT_EQ(slicer.get_number_of_bad_records(), 2);
-        records found;
+        records_of<TypeParam> found;
         while (slicer.get_data(nullptr, &found, next) == 0) {
-            if (!found.empty() && name_in(*found[0]) == "A") {
+            if (!found.empty() && this->name_in(*found[0]) == "A") {
                 numbers.push_back(found[0]->event_id.event_number);
             }
         }
@@ -417,52 +415,53 @@ TEST_F(slicer_channels, damaged_records_are_left_out_and_counted)
     EXPECT_EQ(slicer.get_number_of_bad_records(), 5) << "also those of readers that are gone";
     slicer.clean_up();
     EXPECT_EQ(slicer.get_number_of_bad_records(), 5);
-    const channel_list channels{"A"};
-    slicer.init(&files, &channels, 0);
+    const channel_list<TypeParam> channels{"A"};
+    init(slicer, this->files, channels);
     EXPECT_EQ(slicer.get_number_of_bad_records(), 0);
 }
 
-TEST_F(slicer_channels, clean_up_tells_what_it_ends)
+TYPED_TEST(slicer_channels, clean_up_tells_what_it_ends)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
-    ASSERT_NE(slicer.find_ready_table(files[2]), nullptr); // the thread is done, and prints nothing in between
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    ASSERT_NE(slicer.find_ready_table(this->files[2].c_str()),
+              nullptr); // the thread is done, and prints nothing in between
     slicer.set_debug(1);
-    slicer.set_by_time_fix(false);
-    EXPECT_EQ(printed_by([&] { slicer.clean_up(); }), "THREAD joined table_thread: \n"
-                                                      "slicer clean_up read_chans[0]\n"
-                                                      "slicer clean_up read_chans[1]\n");
+    EXPECT_EQ(printed_by([&] { slicer.clean_up(); }), TypeParam::has_life_cycle_traces
+                                                          ? "THREAD joined table_thread: \n"
+                                                            "slicer clean_up read_chans[0]\n"
+                                                            "slicer clean_up read_chans[1]\n"
+                                                          : "");
     EXPECT_EQ(printed_by([&] { slicer.clean_up(); }), "") << "harmless when repeated";
     EXPECT_EQ(slicer.start(), -1);
-    EXPECT_FALSE(slicer.is_by_time_fix()) << "settings survive";
-    EXPECT_EQ(slicer.get_debug(), 1);
+    EXPECT_EQ(slicer.get_debug(), 1) << "settings survive";
 }
 
-TEST_F(slicer_channels, a_second_start_is_refused)
+TYPED_TEST(slicer_channels, a_second_start_is_refused)
 {
-    add_three_files();
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A"});
+    this->add_three_files();
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
     EXPECT_EQ(slicer.start(), -8);
-    records found;
+    records_of<TypeParam> found;
     EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0);
-    EXPECT_THAT(labels(found), ElementsAre("A@1"));
+    EXPECT_THAT(this->labels(found), ElementsAre("A@1"));
 }
 
-TEST_F(slicer_channels, a_file_that_is_listed_twice_does_not_hold_a_channel_for_ever)
+TYPED_TEST(slicer_channels, a_file_that_is_listed_twice_does_not_hold_a_channel_for_ever)
 {
-    const std::string name = add_file("0", {{"A", events(1, 3)}, {"B", {}}});
-    files.push_back(name);
-    add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
-    trox_daq_slicer_2010 slicer;
-    start(slicer, {"A", "B"});
+    const std::string name = this->add_file("0", {{"A", events(1, 3)}, {"B", {}}});
+    this->files.push_back(name);
+    this->add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
     EXPECT_STREQ(slicer.get_not_found_channels(), "B");
 }
 
-TEST_F(slicer_channels, nothing_is_left_open)
+TYPED_TEST(slicer_channels, nothing_is_left_open)
 {
-    add_three_files();
+    this->add_three_files();
     const auto descriptors = [] {
         int count = 0;
         for (int fd = 0; fd < 256; ++fd) {
@@ -472,8 +471,8 @@ TEST_F(slicer_channels, nothing_is_left_open)
     };
     const int before = descriptors();
     for (int repetition = 0; repetition < 3; ++repetition) {
-        trox_daq_slicer_2010 slicer;
-        start(slicer, {"A", "B"});
+        slicer_of<TypeParam> slicer;
+        this->start(slicer, {"A", "B"});
         slicer.change_config(0, next, 1);
         EXPECT_GT(descriptors(), before);
     }

@@ -4,7 +4,7 @@
 namespace slicer_test
 {
 
-TEST_F(fake_readers, hard_errors_end_the_call_with_their_text)
+TYPED_TEST(fake_readers, hard_errors_end_the_call_with_their_text)
 {
     const std::vector<std::pair<int, std::string>> texts{
         {-7, "Channel[1] B  TROX_DAQ_READ_CHAN_INV_PARAM\n"},
@@ -13,43 +13,43 @@ TEST_F(fake_readers, hard_errors_end_the_call_with_their_text)
         {-4, "Channel[1] B TROX_DAQ_READ_CHAN_NOT_INIT\n"},
     };
     for (const auto& [status, expected] : texts) {
-        fake_slicer slicer;
-        start(slicer, {"A", "B", "C"});
-        answers("A", record(51, 51, 0));
-        world.channels["B"].answers = {{status, nullptr}};
-        world.channels["C"].questions = 0;
-        records found;
+        fake_slicer_of<TypeParam> slicer;
+        this->start(slicer, {"A", "B", "C"});
+        this->answers("A", this->record(51, 51, 0));
+        this->world.channels["B"].answers = {{status, nullptr}};
+        this->world.channels["C"].questions = 0;
+        records_of<TypeParam> found;
         int answer = 0;
         EXPECT_EQ(printed_by([&] { answer = slicer.get_data(nullptr, &found, next); }), expected);
         EXPECT_EQ(answer, -6);
-        EXPECT_EQ(world.channels["C"].questions, 0) << "at once";
-        answers("B", record(51, 51, 0));
-        answers("C", record(51, 51, 0));
+        EXPECT_EQ(this->world.channels["C"].questions, 0) << "at once";
+        this->answers("B", this->record(51, 51, 0));
+        this->answers("C", this->record(51, 51, 0));
         ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0) << "the call may be repeated";
         EXPECT_EQ(found.size(), 3U);
     }
 }
 
-TEST_F(fake_readers, a_channel_that_is_not_ready_ends_the_call)
+TYPED_TEST(fake_readers, a_channel_that_is_not_ready_ends_the_call)
 {
-    fake_slicer slicer;
-    start(slicer, {"A"});
-    world.channels["A"].answers = {{-2, nullptr}};
-    records found;
+    fake_slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A"});
+    this->world.channels["A"].answers = {{-2, nullptr}};
+    records_of<TypeParam> found;
     int answer = 0;
     EXPECT_EQ(printed_by([&] { answer = slicer.get_data(nullptr, &found, next); }),
               "Channel[0] A TROX_DAQ_READ_CHAN_NOT_READY\n");
     EXPECT_EQ(answer, -2);
 }
 
-TEST_F(fake_readers, a_failed_first_call_is_repeated_as_a_first_call)
+TYPED_TEST(fake_readers, a_failed_first_call_is_repeated_as_a_first_call)
 {
-    fake_slicer slicer;
-    init(slicer, {"A"}, {"file0"});
-    answers("A", record(7, 7, 0));
+    fake_slicer_of<TypeParam> slicer;
+    this->init(slicer, {"A"}, {"file0"});
+    this->answers("A", this->record(7, 7, 0));
     ASSERT_EQ(slicer.start(), 0);
-    world.channels["A"].answers = {{-2, nullptr}, {0, record(7, 7, 0)}};
-    records found;
+    this->world.channels["A"].answers = {{-2, nullptr}, {0, this->record(7, 7, 0)}};
+    records_of<TypeParam> found;
     slicer.set_debug(1);
     EXPECT_THAT(printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), -2); }),
                 HasSubstr("Calling 0 with:0\n"));
@@ -59,14 +59,14 @@ TEST_F(fake_readers, a_failed_first_call_is_repeated_as_a_first_call)
                 HasSubstr("Calling 0 with:1\n"));
 }
 
-TEST_F(fake_readers, no_data_and_positive_codes_pass_to_the_next_channel)
+TYPED_TEST(fake_readers, no_data_and_positive_codes_pass_to_the_next_channel)
 {
-    fake_slicer slicer;
-    start(slicer, {"A", "B", "C"});
-    world.channels["A"].answers = {{-1, nullptr}};
-    world.channels["B"].answers = {{4, nullptr}};
-    answers("C", record(51, 51, 0));
-    records found;
+    fake_slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B", "C"});
+    this->world.channels["A"].answers = {{-1, nullptr}};
+    this->world.channels["B"].answers = {{4, nullptr}};
+    this->answers("C", this->record(51, 51, 0));
+    records_of<TypeParam> found;
     int answer = 1;
     EXPECT_EQ(printed_by([&] { answer = slicer.get_data(nullptr, &found, next); }),
               "Channel[0] A  TROX_DAQ_READ_CHAN_NO_DATA\n");
@@ -75,94 +75,100 @@ TEST_F(fake_readers, no_data_and_positive_codes_pass_to_the_next_channel)
     EXPECT_EQ(found[0]->event_id.event_number, 51U);
 }
 
-TEST_F(fake_readers, an_answer_without_a_record_is_no_answer)
+TYPED_TEST(fake_readers, an_answer_without_a_record_is_no_answer)
 {
-    fake_slicer slicer;
-    start(slicer, {"A", "B"});
-    answers("A", nullptr);
-    answers("B", record(51, 51, 0));
-    records found;
+    fake_slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    this->answers("A", nullptr);
+    this->answers("B", this->record(51, 51, 0));
+    records_of<TypeParam> found;
     slicer.set_debug(2);
     EXPECT_THAT(printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0); }), HasSubstr("rs NULL\n"));
     EXPECT_EQ(found.size(), 1U);
 }
 
-TEST_F(fake_readers, an_event_that_a_channel_has_not_got_is_traced_with_the_loader)
+TYPED_TEST(fake_readers, an_event_that_a_channel_has_not_got_is_traced_with_the_loader)
 {
-    fake_slicer slicer;
-    start(slicer, {"A", "B"});
-    answers("A", record(51, 51, 1));
-    answers("B", record(53, 53, 3));
-    records found;
+    fake_slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    this->answers("A", this->record(51, 51, 1));
+    this->answers("B", this->record(53, 53, 3));
+    records_of<TypeParam> found;
     slicer.set_debug(2);
     EXPECT_THAT(printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0); }),
                 HasSubstr("EMPTY B 51:51_1  53:53_3  cfg_status:456789ab\n"));
 }
 
-TEST_F(fake_readers, the_first_answer_sets_the_candidate_whatever_it_is)
+TYPED_TEST(fake_readers, the_first_answer_sets_the_candidate_whatever_it_is)
 {
-    EXPECT_EQ(chosen(next, record(20, 20, 0), record(20, 20, 0)), 20U) << "before the target";
-    EXPECT_EQ(chosen(current, record(51, 51, 0), record(52, 52, 0)), 51U);
+    EXPECT_EQ(this->chosen(next, this->record(20, 20, 0), this->record(20, 20, 0)), 20U) << "before the target";
+    EXPECT_EQ(this->chosen(current, this->record(51, 51, 0), this->record(52, 52, 0)), 51U);
 }
 
-TEST_F(fake_readers, the_next_event_is_the_earliest_behind_the_target)
+TYPED_TEST(fake_readers, the_next_event_is_the_earliest_behind_the_target)
 {
-    EXPECT_EQ(chosen(next, record(53, 53, 0), record(52, 52, 0)), 52U);
-    EXPECT_EQ(chosen(next, record(52, 52, 0), record(53, 53, 0)), 52U);
-    EXPECT_EQ(chosen(next, record(53, 53, 0), record(50, 50, 0)), 53U) << "the target itself does not count";
-    EXPECT_EQ(chosen(next, record(53, 53, 0), record(20, 20, 0)), 53U) << "nor what lies before it";
+    EXPECT_EQ(this->chosen(next, this->record(53, 53, 0), this->record(52, 52, 0)), 52U);
+    EXPECT_EQ(this->chosen(next, this->record(52, 52, 0), this->record(53, 53, 0)), 52U);
+    EXPECT_EQ(this->chosen(next, this->record(53, 53, 0), this->record(50, 50, 0)), 53U)
+        << "the target itself does not count";
+    EXPECT_EQ(this->chosen(next, this->record(53, 53, 0), this->record(20, 20, 0)), 53U) << "nor what lies before it";
 }
 
-TEST_F(fake_readers, the_previous_event_is_the_latest_before_the_target)
+TYPED_TEST(fake_readers, the_previous_event_is_the_latest_before_the_target)
 {
-    EXPECT_EQ(chosen(previous, record(47, 47, 0), record(48, 48, 0)), 48U);
-    EXPECT_EQ(chosen(previous, record(48, 48, 0), record(47, 47, 0)), 48U);
-    EXPECT_EQ(chosen(previous, record(47, 47, 0), record(50, 50, 0)), 47U);
-    EXPECT_EQ(chosen(previous, record(47, 47, 0), record(70, 70, 0)), 47U);
+    EXPECT_EQ(this->chosen(previous, this->record(47, 47, 0), this->record(48, 48, 0)), 48U);
+    EXPECT_EQ(this->chosen(previous, this->record(48, 48, 0), this->record(47, 47, 0)), 48U);
+    EXPECT_EQ(this->chosen(previous, this->record(47, 47, 0), this->record(50, 50, 0)), 47U);
+    EXPECT_EQ(this->chosen(previous, this->record(47, 47, 0), this->record(70, 70, 0)), 47U);
 }
 
-TEST_F(fake_readers, the_first_event_is_the_earliest_before_the_target)
+TYPED_TEST(fake_readers, the_first_event_is_the_earliest_before_the_target)
 {
-    EXPECT_EQ(chosen(first, record(48, 48, 0), record(47, 47, 0)), 47U);
-    EXPECT_EQ(chosen(first, record(47, 47, 0), record(48, 48, 0)), 47U);
-    EXPECT_EQ(chosen(first, record(60, 60, 0), record(55, 55, 0)), 60U);
+    EXPECT_EQ(this->chosen(first, this->record(48, 48, 0), this->record(47, 47, 0)), 47U);
+    EXPECT_EQ(this->chosen(first, this->record(47, 47, 0), this->record(48, 48, 0)), 47U);
+    EXPECT_EQ(this->chosen(first, this->record(60, 60, 0), this->record(55, 55, 0)), 60U);
 }
 
-TEST_F(fake_readers, the_last_event_is_the_earliest_behind_the_target)
+TYPED_TEST(fake_readers, the_last_event_is_the_earliest_behind_the_target)
 {
-    EXPECT_EQ(chosen(last, record(53, 53, 0), record(52, 52, 0)), 52U);
-    EXPECT_EQ(chosen(last, record(52, 52, 0), record(53, 53, 0)), 52U);
-    EXPECT_EQ(chosen(last, record(53, 53, 0), record(40, 40, 0)), 53U);
+    EXPECT_EQ(this->chosen(last, this->record(53, 53, 0), this->record(52, 52, 0)), 52U);
+    EXPECT_EQ(this->chosen(last, this->record(52, 52, 0), this->record(53, 53, 0)), 52U);
+    EXPECT_EQ(this->chosen(last, this->record(53, 53, 0), this->record(40, 40, 0)), 53U);
 }
 
-TEST_F(fake_readers, the_current_event_is_the_target)
+TYPED_TEST(fake_readers, the_current_event_is_the_target)
 {
-    EXPECT_EQ(chosen(current, record(51, 51, 0), record(50, 50, 0)), 50U);
-    EXPECT_EQ(chosen(current, record(50, 50, 0), record(51, 51, 0)), 50U);
+    EXPECT_EQ(this->chosen(current, this->record(51, 51, 0), this->record(50, 50, 0)), 50U);
+    EXPECT_EQ(this->chosen(current, this->record(50, 50, 0), this->record(51, 51, 0)), 50U);
 }
 
-TEST_F(fake_readers, by_time_an_exactly_earlier_record_wins_a_tie)
+TYPED_TEST(fake_readers, by_time_an_exactly_earlier_record_wins_a_tie)
 {
-    EXPECT_EQ(chosen_by_time(next, record(7, 51, 80), record(8, 51, 20)), "0:51_20");
-    EXPECT_EQ(chosen_by_time(next, record(7, 51, 20), record(8, 51, 80)), "0:51_20");
-    EXPECT_EQ(chosen_by_time(next, record(7, 52, 10), record(8, 51, 999990)), "0:51_999990") << "over a second";
-    EXPECT_EQ(chosen_by_time(last, record(7, 51, 80), record(8, 51, 20)), "0:51_20");
-    EXPECT_EQ(chosen_by_time(previous, record(7, 49, 80), record(8, 49, 20)), "0:49_80") << "no tie rule backwards";
-    EXPECT_EQ(chosen_by_time(first, record(7, 49, 80), record(8, 49, 20)), "0:49_80");
+    EXPECT_EQ(this->chosen_by_time(next, this->record(7, 51, 80), this->record(8, 51, 20)), "0:51_20");
+    EXPECT_EQ(this->chosen_by_time(next, this->record(7, 51, 20), this->record(8, 51, 80)), "0:51_20");
+    EXPECT_EQ(this->chosen_by_time(next, this->record(7, 52, 10), this->record(8, 51, 999990)), "0:51_999990")
+        << "over a second";
+    EXPECT_EQ(this->chosen_by_time(last, this->record(7, 51, 80), this->record(8, 51, 20)), "0:51_20");
+    EXPECT_EQ(this->chosen_by_time(previous, this->record(7, 49, 80), this->record(8, 49, 20)), "0:49_80")
+        << "no tie rule backwards";
+    EXPECT_EQ(this->chosen_by_time(first, this->record(7, 49, 80), this->record(8, 49, 20)), "0:49_80");
 }
 
-TEST_F(fake_readers, an_update_does_not_win_a_tie_for_the_last_event)
+TYPED_TEST(fake_readers, an_update_does_not_win_a_tie_for_the_last_event)
 {
-    EXPECT_EQ(chosen_by_time(last, record(7, 51, 80), record(8, 51, 20, TROX_UPD_BLOCK_2010)), "0:51_80");
-    EXPECT_EQ(chosen_by_time(next, record(7, 51, 80), record(8, 51, 20, TROX_UPD_BLOCK_2010)), "0:51_20");
-    EXPECT_EQ(chosen_by_time(last, record(7, 51, 900), record(8, 51, 20, TROX_UPD_BLOCK_2010)), "0:51_20")
+    EXPECT_EQ(this->chosen_by_time(last, this->record(7, 51, 80), this->record(8, 51, 20, TypeParam::update_type)),
+              "0:51_80");
+    EXPECT_EQ(this->chosen_by_time(next, this->record(7, 51, 80), this->record(8, 51, 20, TypeParam::update_type)),
+              "0:51_20");
+    EXPECT_EQ(this->chosen_by_time(last, this->record(7, 51, 900), this->record(8, 51, 20, TypeParam::update_type)),
+              "0:51_20")
         << "outside the tolerance it is simply earlier";
-    auto* without_block = record(8, 51, 20);
+    auto* without_block = this->record(8, 51, 20);
     without_block->sbchdata[0].chhd = 0;
-    EXPECT_EQ(chosen_by_time(last, record(7, 51, 80), without_block), "0:51_20");
+    EXPECT_EQ(this->chosen_by_time(last, this->record(7, 51, 80), without_block), "0:51_20");
 }
 
-TEST_F(fake_readers, channels_whose_file_cannot_hold_the_event_are_not_asked)
+TYPED_TEST(fake_readers, channels_whose_file_cannot_hold_the_event_are_not_asked)
 {
     struct range {
         int request;
@@ -177,13 +183,13 @@ TEST_F(fake_readers, channels_whose_file_cannot_hold_the_event_are_not_asked)
         {first, 40, 49, true},
     };
     for (const auto& one : ranges) {
-        fake_slicer slicer;
-        start(slicer, {"A"});
-        auto& channel = world.channels["A"];
+        fake_slicer_of<TypeParam> slicer;
+        this->start(slicer, {"A"});
+        auto& channel = this->world.channels["A"];
         channel.first = {one.first_event, {one.first_event, 0}};
         channel.last = {one.last_event, {one.last_event, 0}};
         channel.questions = 0;
-        records found;
+        records_of<TypeParam> found;
         EXPECT_EQ(slicer.get_data(nullptr, &found, one.request), 0);
         EXPECT_EQ(channel.questions, one.is_asked ? 1 : 0)
             << "request " << one.request << ", file " << one.first_event << " to " << one.last_event;

@@ -5,14 +5,16 @@
 namespace slicer_test
 {
 
-class slicer_memory : public slicer_files
+using trox_test::failing_allocation;
+
+template <class T> class slicer_memory : public slicer_files<T>
 {
 protected:
     void SetUp() override
     {
-        slicer_files::SetUp();
-        add_file("0", {{"A", events(1, 3)}, {"B", events(1, 3)}});
-        add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
+        slicer_files<T>::SetUp();
+        this->add_file("0", {{"A", events(1, 3)}, {"B", events(1, 3)}});
+        this->add_file("1", {{"A", events(4, 6)}, {"B", events(4, 6)}});
     }
 
     /// Calls with the first allocation failing, the second, ..., until there is none left to fail. Answers their
@@ -29,23 +31,24 @@ protected:
         return bound;
     }
 
-    const channel_list channels{"A", "B"};
+    const channel_list<T> channels{"A", "B"};
 };
+TYPED_TEST_SUITE(slicer_memory, slicer_generations, slicer_generation_names);
 
-TEST_F(slicer_memory, init_answers_without_memory_for_its_lists)
+TYPED_TEST(slicer_memory, init_answers_without_memory_for_its_lists)
 {
     std::vector<char*> names;
-    for (auto& file : files) {
+    for (auto& file : this->files) {
         names.push_back(file.data());
     }
     const auto each = [&](const auto& list) {
-        return fail_each_allocation([&](long n) {
-            trox_daq_slicer_2010 slicer;
+        return this->fail_each_allocation([&](long n) {
+            slicer_of<TypeParam> slicer;
             bool has_failed = false;
             int status = 0;
             {
                 const failing_allocation fails(n);
-                EXPECT_NO_THROW(status = slicer.init(&list, &channels, 0));
+                EXPECT_NO_THROW(status = init(slicer, list, this->channels));
                 has_failed = fails.has_failed();
             }
             EXPECT_EQ(status, has_failed ? -6 : 0) << "allocation " << n;
@@ -53,15 +56,15 @@ TEST_F(slicer_memory, init_answers_without_memory_for_its_lists)
             return has_failed;
         });
     };
-    EXPECT_GE(each(files), 3);
+    EXPECT_GE(each(this->files), 3);
     EXPECT_GE(each(names), 6);
 }
 
-TEST_F(slicer_memory, start_answers_whichever_allocation_fails)
+TYPED_TEST(slicer_memory, start_answers_whichever_allocation_fails)
 {
-    const long number = fail_each_allocation([&](long n) {
-        trox_daq_slicer_2010 slicer;
-        EXPECT_EQ(slicer.init(&files, &channels, 0), 0);
+    const long number = this->fail_each_allocation([&](long n) {
+        slicer_of<TypeParam> slicer;
+        EXPECT_EQ(init(slicer, this->files, this->channels), 0);
         bool has_failed = false;
         int status = 0;
         printed_by([&] {
@@ -77,17 +80,17 @@ TEST_F(slicer_memory, start_answers_whichever_allocation_fails)
     EXPECT_GE(number, 3) << "the list of bad files, and one reader for each channel";
 }
 
-TEST_F(slicer_memory, get_data_answers_whichever_allocation_fails)
+TYPED_TEST(slicer_memory, get_data_answers_whichever_allocation_fails)
 {
-    const long number = fail_each_allocation([&](long n) {
-        trox_daq_slicer_2010 slicer;
-        EXPECT_EQ(slicer.init(&files, &channels, 0), 0);
+    const long number = this->fail_each_allocation([&](long n) {
+        slicer_of<TypeParam> slicer;
+        EXPECT_EQ(init(slicer, this->files, this->channels), 0);
         EXPECT_EQ(slicer.start(), 0);
         bool has_failed = false;
         std::size_t delivered = 0;
         printed_by([&] {
             const failing_allocation fails(n);
-            records found;
+            records_of<TypeParam> found;
             for (int status = 0; status != -3;) {
                 EXPECT_NO_THROW(status = slicer.get_data(nullptr, &found, next));
                 if (status != 0 && status != -3 && !(status == -6 && fails.has_failed())) {

@@ -3,7 +3,7 @@
 #define TROX_TEST_SLICER_FILES_H
 
 #include "captured_stdout.h"
-#include "trox_daq_slicer_2010.h"
+#include "slicer_types.h"
 #include "trox_writer.h"
 
 #include <cstdint>
@@ -24,6 +24,15 @@ namespace slicer_test
 {
 
 namespace tw = trox::writer;
+using trox_test::event_text;
+using trox_test::init;
+using trox_test::params_of;
+using trox_test::records_of;
+using trox_test::slicer_generation_names;
+using trox_test::slicer_generations;
+using trox_test::slicer_generations_since_2010;
+using trox_test::slicer_of;
+using trox_test::time_id_of;
 
 /// Kinds of records that a test channel has.
 enum class kind {
@@ -33,7 +42,7 @@ enum class kind {
 };
 
 struct sample {
-    std::uint32_t number;
+    std::uint64_t number;
     time_stamp time;
     kind what = kind::trace;
 };
@@ -45,42 +54,44 @@ struct channel {
 };
 
 /// Microsecond-exact time of event `number` of a machine of 10 Hz, `later_us` behind.
-inline time_stamp time_of(std::uint32_t number, std::uint32_t later_us = 0)
+inline time_stamp time_of(std::uint64_t number, std::uint32_t later_us = 0)
 {
     constexpr std::uint32_t start = 1339666200;
     constexpr std::uint32_t period_us = 100000;
-    return time_stamp{start + number / 10, number % 10 * period_us} + time_stamp{0, later_us};
+    return time_stamp{start + static_cast<std::uint32_t>(number / 10),
+                      static_cast<std::uint32_t>(number % 10) * period_us} +
+           time_stamp{0, later_us};
 }
 
 /// Samples of events first, first + step, ... up to and with last.
-inline std::vector<sample> events(std::uint32_t first, std::uint32_t last, std::uint32_t step = 1)
+inline std::vector<sample> events(std::uint64_t first, std::uint64_t last, std::uint64_t step = 1)
 {
     std::vector<sample> all;
-    for (std::uint32_t number = first; number <= last; number += step) {
+    for (std::uint64_t number = first; number <= last; number += step) {
         all.push_back({number, time_of(number)});
     }
     return all;
 }
 
 /// The value that a trace of an event carries.
-inline float value_of(std::uint32_t number)
+inline float value_of(std::uint64_t number)
 {
     return static_cast<float>(number) + 0.5F;
 }
 
-inline void add_record(tw::file_writer& file, tw::channel_id id, const std::string& name, const sample& one)
+template <class T> void add_record(tw::file_writer& file, tw::channel_id id, const std::string& name, const sample& one)
 {
     switch (one.what) {
     case kind::trace:
-        file.add_record(id, tw::spectrum_payload(tw::generation::v2010, TROX_BLOCK_1CHAN_2010, {value_of(one.number)}));
+        file.add_record(id, tw::spectrum_payload(T::format, T::trace_type, {value_of(one.number)}));
         break;
     case kind::update:
-        file.add_record(id, tw::update_payload(tw::generation::v2010, name, value_of(one.number), one.time));
+        file.add_record(id, tw::update_payload(T::format, name, value_of(one.number), one.time));
         break;
     case kind::undecoded: {
         const std::vector<unsigned char> bytes(16, 0x55);
         tw::stored_record record;
-        record.dtype = TROX_BLOCK_1CHAN_2010;
+        record.dtype = T::trace_type;
         record.bytes = bytes;
         record.zip = tw::stored_record::zip_head{0x80, 36, std::nullopt};
         file.add_record(id, record);
@@ -90,10 +101,10 @@ inline void add_record(tw::file_writer& file, tw::channel_id id, const std::stri
 }
 
 /// Writes a data file; samples of equal number, time and event type share one event.
-inline void write_file(const std::string& path, const std::vector<channel>& channels)
+template <class T> void write_file(const std::string& path, const std::vector<channel>& channels)
 {
-    tw::file_writer file(path, tw::generation::v2010);
-    using event_key = std::tuple<std::uint32_t, std::uint32_t, int, std::uint32_t>;
+    tw::file_writer file(path, T::format);
+    using event_key = std::tuple<std::uint32_t, std::uint32_t, int, std::uint64_t>;
     std::map<event_key, std::vector<std::pair<std::size_t, const sample*>>> by_event;
     std::vector<tw::channel_id> ids;
     for (std::size_t i = 0; i < channels.size(); ++i) {
@@ -114,7 +125,7 @@ inline void write_file(const std::string& path, const std::vector<channel>& chan
         block.name = "TEST.SVR";
         file.begin_server_block(block);
         for (const auto& [i, one] : records) {
-            add_record(file, ids[i], channels[i].name, *one);
+            add_record<T>(file, ids[i], channels[i].name, *one);
         }
         file.end_event();
     }
@@ -122,9 +133,11 @@ inline void write_file(const std::string& path, const std::vector<channel>& chan
 }
 
 /// A request's channels, as the slicer takes them.
-class channel_list
+template <class T> class channel_list
 {
 public:
+    using param = typename T::chan_param;
+
     channel_list(std::initializer_list<std::string> names)
     {
         for (const auto& name : names) {
@@ -136,56 +149,32 @@ public:
 
     void add(const std::string& name, int subchan = -1)
     {
-        auto& param = *params_.emplace_back(std::make_unique<trox_daq_chan_param_2010>());
-        name.copy(param.name, sizeof(param.name) - 1);
-        param.subchan = subchan;
-        pointers_.push_back(&param);
+        auto& made = *params_.emplace_back(std::make_unique<param>());
+        name.copy(made.name, sizeof(made.name) - 1);
+        made.subchan = subchan;
+        pointers_.push_back(&made);
     }
-    const std::vector<trox_daq_chan_param_2010*>* operator&() const
+    const std::vector<param*>* operator&() const
     {
         return &pointers_;
     }
-    trox_daq_chan_param_2010& operator[](std::size_t i)
+    param& operator[](std::size_t i)
     {
         return *params_[i];
     }
 
 private:
-    std::vector<std::unique_ptr<trox_daq_chan_param_2010>> params_;
-    std::vector<trox_daq_chan_param_2010*> pointers_;
+    std::vector<std::unique_ptr<param>> params_;
+    std::vector<param*> pointers_;
 };
 
-using records = std::vector<trox_channel_entry_long*>;
-
-/// Name of the channel that a record belongs to.
-inline std::string name_in(const trox_channel_entry_long& record)
-{
-    return reinterpret_cast<const trox_serv_block_subhead_2010*>(record.sbchdata[0].chhd)->chname;
-}
-
-/// The sample of a trace.
-inline float value_in(const trox_channel_entry_long& record)
-{
-    float value = 0;
-    std::memcpy(&value, reinterpret_cast<const char*>(record.sbchdata[0].data) + sizeof(trox_spect_head_2010),
-                sizeof value);
-    return value;
-}
-
-/// "NAME@NUMBER" of every record.
-inline std::vector<std::string> labels(const records& all)
-{
-    std::vector<std::string> texts;
-    for (const auto* record : all) {
-        texts.push_back(name_in(*record) + "@" + std::to_string(record->event_id.event_number));
-    }
-    return texts;
-}
-
 /// A folder of data files that goes with the test.
-class slicer_files : public testing::Test
+template <class T> class slicer_files : public testing::Test
 {
 protected:
+    using slicer_type = typename T::slicer;
+    using entry_type = typename T::entry;
+
     void SetUp() override
     {
         std::string pattern = testing::TempDir() + "trox_slicer_XXXXXX";
@@ -206,7 +195,7 @@ protected:
     /// Writes a file and adds it to `files`.
     std::string add_file(const std::string& name, const std::vector<channel>& channels)
     {
-        write_file(path(name), channels);
+        write_file<T>(path(name), channels);
         files.push_back(path(name));
         return files.back();
     }
@@ -216,6 +205,36 @@ protected:
         std::ofstream(path(name), std::ios::binary) << std::string(5000, 'x');
         files.push_back(path(name));
         return files.back();
+    }
+
+    /// Name of the channel that a record belongs to.
+    static std::string name_in(const entry_type& record)
+    {
+        return reinterpret_cast<const typename T::subhead*>(record.sbchdata[0].chhd)->chname;
+    }
+    /// The sample of a trace.
+    static float value_in(const entry_type& record)
+    {
+        float value = 0;
+        const auto* payload = reinterpret_cast<const char*>(record.sbchdata[0].data);
+        std::memcpy(&value, payload + sizeof(typename T::spectrum_head), sizeof value);
+        return value;
+    }
+    /// "NAME@NUMBER" of every record.
+    static std::vector<std::string> labels(const std::vector<entry_type*>& all)
+    {
+        std::vector<std::string> texts;
+        for (const auto* record : all) {
+            texts.push_back(name_in(*record) + "@" + std::to_string(record->event_id.event_number));
+        }
+        return texts;
+    }
+
+    /// Starts a slicer on all files.
+    void start(slicer_type& slicer, const channel_list<T>& channels) const
+    {
+        ASSERT_EQ(init(slicer, files, channels), 0);
+        ASSERT_EQ(slicer.start(), 0);
     }
 
     std::vector<std::string> files;

@@ -7,7 +7,7 @@
 namespace slicer_test
 {
 
-class slicer_tables : public slicer_files
+template <class T> class slicer_tables : public slicer_files<T>
 {
 protected:
     /// Files named 0, 1, ..., each with three events of channel A.
@@ -15,10 +15,10 @@ protected:
     {
         for (int i = 0; i < count; ++i) {
             const auto begin = static_cast<std::uint32_t>(3 * i + 1);
-            add_file(std::to_string(i), {{"A", events(begin, begin + 2)}});
+            this->add_file(std::to_string(i), {{"A", events(begin, begin + 2)}});
         }
     }
-    const channel_list channels{"A"};
+    const channel_list<T> channels{"A"};
 };
 
 } // namespace slicer_test

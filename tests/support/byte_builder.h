@@ -38,9 +38,9 @@ public:
     /// Appends text in a field of `width` bytes, the rest NULs.
     byte_builder& text(std::string_view value, std::size_t width)
     {
-        const std::size_t end = bytes_.size() + width;
-        bytes_.insert(bytes_.end(), value.begin(), value.begin() + static_cast<long>(std::min(width, value.size())));
-        bytes_.resize(end);
+        const std::size_t begin = bytes_.size();
+        bytes_.resize(begin + width);
+        std::copy_n(value.begin(), std::min(width, value.size()), bytes_.begin() + static_cast<long>(begin));
         return *this;
     }
 
@@ -51,7 +51,7 @@ public:
 
     byte_builder& fill(std::size_t count, std::uint8_t value = 0)
     {
-        bytes_.insert(bytes_.end(), count, value);
+        bytes_.resize(bytes_.size() + count, value);
         return *this;
     }
 

@@ -3,6 +3,7 @@
 #define TROX_TEST_CHANNEL_CONTENTS_H
 
 #include "channel_scenario.h"
+#include "channel_types.h"
 
 #include <cstdint>
 #include <string>
@@ -44,7 +45,7 @@ template <class T>
 std::vector<record_contents> contents_of(typename T::reader& reader, typename T::event_number some_number)
 {
     std::vector<record_contents> all;
-    typename T::entry* record = reader.find_entry_by_event_id(some_number, TROX_DAQ_READ_CHAN_EVENT_CUR, nullptr);
+    typename T::entry* record = find_by_number(reader, some_number, TROX_DAQ_READ_CHAN_EVENT_CUR, nullptr);
     if (record == nullptr || record->event_id.event_number != some_number) {
         return all;
     }

@@ -59,10 +59,13 @@ public:
         put(position, static_cast<word>(value));
     }
 
-    /// Changes a reference and makes the trailer's checksum right again.
+    /// Changes a reference and makes the trailer's checksum, where it has one, right again.
     void put_reference(std::size_t offset, std::uint64_t value)
     {
         put_word(map_.references.position + offset, value);
+        if (!T::has_trailer_checks) {
+            return;
+        }
         const auto* table = &bytes_[map_.references.position];
         put_word(map_.trailer.position + sizeof(word),
                  crc32(crc32(0, nullptr, 0), table, static_cast<uInt>(map_.references.length)));

@@ -84,8 +84,18 @@ TYPED_TEST(failing_load, of_a_file_shorter_than_its_trailer_is_minus_3)
 
 TYPED_TEST(failing_load, of_a_wrong_trailer_is_2)
 {
+    if (!TypeParam::has_trailer_checks) {
+        GTEST_SKIP() << "the trailer is a position";
+    }
     auto& file = this->scenario_.file();
     file.put_word(file.map().trailer.position + 2 * sizeof(typename TypeParam::word), 1);
+    this->expect(2, TypeParam::reference_table_failed(3), "");
+}
+
+TYPED_TEST(failing_load, of_no_reference_table_where_the_trailer_points_is_2)
+{
+    auto& file = this->scenario_.file();
+    file.put_reference(0, 0x12345678);
     this->expect(2, TypeParam::reference_table_failed(3), "");
 }
 
@@ -207,7 +217,8 @@ TYPED_TEST(failing_load, accepts_a_basket_that_ends_with_the_file_and_one_withou
     auto& file = this->scenario_.file();
     const auto position = file.map().event_headers.position;
     typename TypeParam::loader loader(0);
-    for (const std::uint64_t length : {file.map().file_size - position, std::uint64_t{2 * sizeof(int)}}) {
+    for (const std::uint64_t length :
+         {file.map().file_size - position, std::uint64_t{2 * sizeof(typename TypeParam::word)}}) {
         file.put_word(position + sizeof(typename TypeParam::word), length);
         this->scenario_.rewrite();
         EXPECT_EQ(loader.get_all_tables(this->scenario_.path(), 0, nullptr), 0);

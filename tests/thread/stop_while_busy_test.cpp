@@ -3,9 +3,11 @@
 #include "captured_output.h"
 #include "channel_waiting.h"
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
+#include <vector>
 
 using namespace trox_test;
 
@@ -80,6 +82,56 @@ TYPED_TEST(stopped_channel, outlives_its_loader)
     this->start_busy_reader(4);
     this->loader_.reset();
     this->reader_->clean();
+}
+
+TYPED_TEST(stopped_channel, may_be_cleaned_beside_threads_of_the_caller_that_begin_to_decode)
+{
+    for (int round = 0; round < 40; ++round) {
+        this->start_busy_reader(1);
+        std::atomic<int> ended{0};
+        std::vector<std::thread> helpers;
+        for (int i = 0; i < 3; ++i) {
+            helpers.emplace_back([&, i] {
+                std::this_thread::sleep_for(std::chrono::microseconds(20 * i * round));
+                TypeParam::run_worker(this->reader_.get());
+                ++ended;
+            });
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(20 * round));
+        this->reader_->clean();
+        for (std::thread& helper : helpers) {
+            helper.join();
+        }
+        EXPECT_EQ(ended, 3);
+        EXPECT_EQ(this->reader_->get_number_of_records(), 0);
+        TypeParam::run_worker(this->reader_.get());
+        EXPECT_TRUE(this->signal_.is_raised()) << "one that comes later only signals";
+    }
+}
+
+TYPED_TEST(stopped_channel, takes_settings_while_its_workers_decode)
+{
+    this->start_busy_reader(4);
+    auto& reader = *this->reader_;
+    time_stamp tolerance{0, 1};
+    typename TypeParam::time_id step{1, {0, 1}};
+    for (std::uint32_t i = 0; !this->signal_.is_raised() && i < 1000000; ++i) {
+        tolerance.timelow = 1 + i % 1000;
+        step.time.timelow = 2 + i % 1000;
+        reader.set_time_diff(&tolerance);
+        reader.set_step(&step);
+        reader.set_number_of_threads(1 + static_cast<int>(i % 10));
+        reader.set_max_number_of_threads(1 + static_cast<int>(i % 10));
+        reader.set_skip_bad_records(i % 2 == 0);
+        this->loader_->set_debug(0);
+        typename TypeParam::entry* record = nullptr;
+        typename TypeParam::time_id id{event_number_of(3), event_time_of(3)};
+        reader.get_chan_data(&id, &record, TROX_DAQ_READ_CHAN_EVENT_CUR);
+    }
+    ASSERT_TRUE(this->signal_.wait());
+    EXPECT_EQ(reader.get_number_of_records(), busy_file<TypeParam>::records);
+    EXPECT_EQ(reader.get_time_diff()->timelow, tolerance.timelow);
+    EXPECT_EQ(reader.get_step()->time.timelow, step.time.timelow);
 }
 
 TYPED_TEST(stopped_channel, that_is_done_is_clean_at_once)

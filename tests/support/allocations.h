@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-namespace slicer_test
+namespace trox_test
 {
 
 /// Number of allocations so far, of all threads.
@@ -23,6 +23,6 @@ public:
     bool has_failed() const;
 };
 
-} // namespace slicer_test
+} // namespace trox_test
 
 #endif

@@ -10,7 +10,7 @@ thread_local long allocations_left = 0; // until one fails; 0 when none does
 
 } // namespace
 
-namespace slicer_test
+namespace trox_test
 {
 
 std::atomic<long> allocations{0};
@@ -30,11 +30,11 @@ bool failing_allocation::has_failed() const
     return allocations_left == 0;
 }
 
-} // namespace slicer_test
+} // namespace trox_test
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    ++slicer_test::allocations;
+    ++trox_test::allocations;
     if (allocations_left > 0 && --allocations_left == 0) {
         return nullptr;
     }
