@@ -152,7 +152,7 @@ public:
 
     // --- images -----------------------------------------------------------------------------------
 
-    /// The first pixel; null for other channels.
+    /// The first pixel; null for other channels, and when the pixels are not all there.
     void* GetImage() const;
     /// The image's head, at any address: copy it. A trox_image_frame_head (block type 13) or trox_image_ext_frame_head
     /// (27); null for other channels.
@@ -202,6 +202,7 @@ private:
     int select_representative(Header* trox_daq_getdata::*header, const char* operation, Header& representative);
     bool is_update() const;
     template <class Update> bool load_update(Update& update) const;
+    unsigned char* behind_head() const;
     trox_name_value_block* name_values() const;
     const char* missing_head() const;
     void print_members();

@@ -290,16 +290,16 @@ namespace
 
 constexpr int not_read = -2;
 
-/// Reads the next event with a reader, if there is one.
+/// Reads the next event with a reader, if there is one. `no_failure` is an answer that counts as success beside 0.
 template <class Reader, class Records>
-int read_event(const std::unique_ptr<Reader>& reader, Records* records, const char* name)
+int read_event(const std::unique_ptr<Reader>& reader, Records* records, const char* name,
+               trox_daq_reader_status no_failure = TROX_DAQ_READER_OK)
 {
     if (reader == nullptr) {
         return 0;
     }
     const int status = reader->get_data(nullptr, records, TROX_DAQ_READ_CHAN_EVENT_NEXT);
-    // One that was left unstarted beside another has nothing to add, and leaves the records as they are.
-    if (status != 0 && status != TROX_DAQ_READER_NOT_INIT) {
+    if (status != 0 && status != no_failure) {
         std::fprintf(stderr, "trox_daq_data::GetData: data are not read %s\n", name);
         return not_read;
     }
@@ -321,7 +321,9 @@ int trox_daq_data::GetData()
     if (const int status = read_event(Reader, Res.get(), "Reader"); status != 0) {
         return status;
     }
-    if (const int status = read_event(Reader_2010, Res.get(), "Reader2010"); status != 0) {
+    // One that was left unstarted beside the legacy reader has nothing to add, and leaves the records as they are.
+    const auto unstarted = Reader != nullptr ? TROX_DAQ_READER_NOT_INIT : TROX_DAQ_READER_OK;
+    if (const int status = read_event(Reader_2010, Res.get(), "Reader2010", unstarted); status != 0) {
         return status;
     }
     return read_event(Reader_2024, Res2024.get(), "Reader2024");

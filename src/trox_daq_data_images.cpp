@@ -137,7 +137,8 @@ void* trox_daq_getdata::GetImage() const
 {
     image_shape shape;
     const bool is_there = PropType == image && Data != nullptr &&
-                          load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape);
+                          load_shape(payload, payload_size, DataType == TROX_BLOCK_IMAGE_EXT, shape) &&
+                          has_all_pixels(shape, payload_size);
     return is_there ? payload + shape.head_size : nullptr;
 }
 

@@ -22,8 +22,10 @@ void trox_daq_data::PrintProp() const
     }
     for (const trox_sprop* property : *Lprop) {
         if (property != nullptr) {
-            std::printf("%s len %d prlen %d nmemb %d dtype %d\n", property->prname != nullptr ? property->prname : "",
-                        property->len, property->prlen, property->nmemb, property->dtype);
+            const bool has_name = property->prname != nullptr && property->prlen > 0; // maybe without a closing NUL
+            std::printf("%.*s len %d prlen %d nmemb %d dtype %d\n", has_name ? property->prlen : 0,
+                        has_name ? property->prname : "", property->len, property->prlen, property->nmemb,
+                        property->dtype);
         }
     }
 }

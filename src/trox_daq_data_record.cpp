@@ -14,6 +14,8 @@ using namespace trox_detail::accessor;
 namespace
 {
 
+constexpr std::uint32_t legacy_pattern = 0xFFEEFFEE; // of event headers; any other one is the 2010 generation's
+
 template <class T> T* at(std::uint64_t address)
 {
     return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
@@ -61,6 +63,23 @@ bool has_first_value(int kind, const trox_serv_block_subhead& /*head*/)
 bool has_first_value(int kind, const trox_serv_block_subhead_2010& /*head*/)
 {
     return kind == spectrum;
+}
+
+/// Bytes of the name that the payloads of slow channels begin with.
+std::size_t name_size(const trox_serv_block_subhead& /*head*/)
+{
+    return sizeof(trox_upd_data_block::upd_prop);
+}
+
+std::size_t name_size(const trox_serv_block_subhead_2010& /*head*/)
+{
+    return sizeof(trox_upd_data_block_2010::upd_prop);
+}
+
+/// Whether a payload has the whole name: its field, or at least its closing NUL.
+bool has_name(const unsigned char* payload, std::size_t size, std::size_t field)
+{
+    return size >= field || (size != 0 && std::memchr(payload, 0, size) != nullptr);
 }
 
 } // namespace
@@ -231,7 +250,6 @@ template <class Record> int trox_daq_getdata::select_record(Record* record, cons
         return set_heads(blocks, SrvbHeader_2024, ChanHeader_2010, "SetHead_2024: srvb pointer = NULL",
                          EventHeader_2024->event_type);
     } else {
-        constexpr std::uint32_t legacy_pattern = 0xFFEEFFEE;
         EventHeader = at<trox_eventheader>(blocks.evhd);
         data_2010 = EventHeader->pattern != legacy_pattern; // the data decide, whatever the accessor was made for
         return data_2010
@@ -276,11 +294,12 @@ template <class Subhead> void trox_daq_getdata::set_kind(Subhead& head, int even
     PropType = kind_of(DataType, head);
     const auto length = static_cast<std::size_t>(std::max(head.ldata, 0));
     payload_size = payload == nullptr || length <= sizeof(Subhead) ? 0 : length - sizeof(Subhead);
-    if (payload_size != 0) {
+    // A negative length is not "no payload": programs see it by the address that they get with no values.
+    if (head.ldata < 0 || length > sizeof(Subhead)) {
         Data = has_first_value(PropType, head) ? first_value(head) : nullptr;
         Data = Data != nullptr ? Data : payload;
     }
-    const bool begins_with_name = ChanType == slow && payload_size != 0;
+    const bool begins_with_name = ChanType == slow && has_name(payload, payload_size, name_size(head));
     PropName = begins_with_name ? reinterpret_cast<char*>(payload) : head.chname;
     Nmemb = get_channel_number(DataType, &head);
     Status = ready;
@@ -329,7 +348,7 @@ template <class Record> void trox_daq_getdata::count_classes(const std::vector<R
             continue;
         }
         const auto& head = *at<header>(record->sbchdata[0].evhd);
-        const bool is_legacy = head.pattern == 0xFFEEFFEE;
+        const bool is_legacy = std::is_same_v<header, trox_eventheader> && head.pattern == legacy_pattern;
         const int dtype = is_legacy ? at<trox_serv_block_subhead>(record->sbchdata[0].chhd)->dtype
                                     : at<trox_serv_block_subhead_2010>(record->sbchdata[0].chhd)->dtype;
         switch (get_event_struct_type(head.event_type)) {
@@ -599,13 +618,13 @@ template <class Subhead> void put_chan_info(Subhead& head, char** name, int* dty
 int trox_daq_getdata::GetServBlockInfo(unsigned* seconds, unsigned* microseconds, int* ltotal, int* mpulse, int* tmask,
                                        int* status, int* nchan) const
 {
-    if (SrvbHeader != nullptr) {
+    if (Status == ready && SrvbHeader != nullptr) {
         put(ltotal, SrvbHeader->ltotal);
         put(mpulse, SrvbHeader->mpulse);
         put_block_info(*SrvbHeader, seconds, microseconds, tmask, status, nchan);
         return 0;
     }
-    if (SrvbHeader_2010 != nullptr) {
+    if (Status == ready && SrvbHeader_2010 != nullptr) {
         put(ltotal, SrvbHeader_2010->ltotal);
         put(mpulse, SrvbHeader_2010->mpulse);
         put_block_info(*SrvbHeader_2010, seconds, microseconds, tmask, status, nchan);
@@ -619,7 +638,7 @@ int trox_daq_getdata::GetServBlockInfo(unsigned* seconds, unsigned* microseconds
 int trox_daq_getdata::GetServBlockInfo_2024(unsigned* seconds, unsigned* microseconds, int* ltotal,
                                             unsigned long* mpulse, int* tmask, int* status, int* nchan) const
 {
-    if (SrvbHeader_2024 == nullptr) {
+    if (Status != ready || SrvbHeader_2024 == nullptr) {
         std::fprintf(stderr, "trox_daq_getdata::GetServBlockInfo_2024: wrong Status= %d SrvbHeader %p\n", Status,
                      static_cast<void*>(SrvbHeader_2024));
         return failed;

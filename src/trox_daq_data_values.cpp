@@ -53,7 +53,10 @@ int trox_daq_getdata::GetSlowPrm(float* value, int* status, long* seconds) const
 char* trox_daq_getdata::GetString(int /*member*/, int* length) const
 {
     const auto* begin = static_cast<const unsigned char*>(Data);
-    const std::size_t room = Data != nullptr ? payload_size - static_cast<std::size_t>(begin - payload) : 0;
+    std::size_t room = Data != nullptr ? payload_size : 0;
+    if (ChanHeader != nullptr && room != 0 && begin != payload) { // a control-system value, behind its head
+        room -= static_cast<std::size_t>(begin - reinterpret_cast<const unsigned char*>(ChanHeader + 1));
+    }
     const void* end = ChanHeader != nullptr && room != 0 ? std::memchr(Data, 0, room) : nullptr;
     if (end == nullptr) {
         std::fprintf(stderr, "trox_daq_getdata::GetString: %d\n", Status);
@@ -63,17 +66,26 @@ char* trox_daq_getdata::GetString(int /*member*/, int* length) const
     return static_cast<char*>(Data);
 }
 
+/// What lies directly behind the selected sub-head; null without one. Lists and regions are looked for there.
+unsigned char* trox_daq_getdata::behind_head() const
+{
+    return ChanHeader != nullptr        ? reinterpret_cast<unsigned char*>(ChanHeader + 1)
+           : ChanHeader_2010 != nullptr ? reinterpret_cast<unsigned char*>(ChanHeader_2010 + 1)
+                                        : nullptr;
+}
+
 /// The name/value list of the selected channel, with all its entries; null for another channel.
 trox_name_value_block* trox_daq_getdata::name_values() const
 {
     constexpr std::size_t head = offsetof(trox_name_value_block, values);
-    if (DataType != TROX_BLOCK_NAME_VALUE || payload_size < head) {
+    unsigned char* block = behind_head();
+    if (DataType != TROX_BLOCK_NAME_VALUE || block == nullptr || payload_size < head) {
         return nullptr;
     }
-    const auto count = trox_detail::load_record<std::int32_t>(payload + offsetof(trox_name_value_block, ndata));
+    const auto count = trox_detail::load_record<std::int32_t>(block + offsetof(trox_name_value_block, ndata));
     const std::size_t room = (payload_size - head) / sizeof(trox_name_value_channel);
     const bool is_whole = count >= 0 && static_cast<std::size_t>(count) <= room;
-    return is_whole ? reinterpret_cast<trox_name_value_block*>(payload) : nullptr;
+    return is_whole ? reinterpret_cast<trox_name_value_block*>(block) : nullptr;
 }
 
 int trox_daq_getdata::GetValNamPrm(trox_name_value_block** block, int* id, char** comment, int* ndata,
@@ -210,7 +222,7 @@ int trox_daq_getdata::GetRoiPar(void** roi, float* start, float* inc, void** ext
     }
     const int status = GetSpectPar(start, inc, extra, length, member);
     if (status == 0) {
-        put(roi, static_cast<void*>(payload));
+        put(roi, static_cast<void*>(behind_head()));
     }
     return status;
 }
@@ -239,6 +251,7 @@ int trox_daq_getdata::GetDataPtrs(const char* name, float* value, float** data, 
     }
     const int kind = name != nullptr ? SetProp(name) : PropType;
     if (kind == spectrum) {
+        GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0); // tells a block without members
         put(data, GetSpect(i));
         return 0;
     }
