@@ -24,8 +24,14 @@ std::vector<std::string> compare(const std::string& data_root, const std::string
 {
     const json expected = load_json(path);
     const auto generation = expected.at("generation").get<std::string>();
+    if (generation == golden_legacy::name) {
+        return compare<golden_legacy>(expected, data_root);
+    }
     if (generation == golden_2010::name) {
         return compare<golden_2010>(expected, data_root);
+    }
+    if (generation == golden_2024::name) {
+        return compare<golden_2024>(expected, data_root);
     }
     return {"generation " + generation + " is not read by this program"};
 }
