@@ -121,7 +121,8 @@ public:
     /// True when the request for the current event is known to answer this record; false when it would have to look.
     bool is_current(const entry& record) const noexcept
     {
-        return finds_current_ && &record == out_cur_ && record.event_id.event_number != 0;
+        return all_done_.load(std::memory_order_acquire) != 0 && finds_current_ && &record == out_cur_ &&
+               record.event_id.event_number != 0;
     }
     /// Fetches into the cache what the request for the next event will look at. Without any other effect.
     void fetch_ahead() const noexcept

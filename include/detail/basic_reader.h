@@ -239,7 +239,7 @@ protected:
     time_stamp* get_time_diff();
     /// Event headers, server block heads, sub-heads or data of all records of one channel, on standard output; failures
     /// are told there too. `chan` becomes the reader's only channel for looking into files. Waits until the channel is
-    /// decoded: with a bad record for ever, unless such are passed over.
+    /// decoded: with a bad record for ever, unless such are passed over. `clean_up` before a request.
     void print_channel_event_headers(const char* file, const char* chan);
     void print_channel_server_block_headers(const char* file, const char* chan);
     void print_channel_channel_headers(const char* file, const char* chan);
@@ -286,6 +286,7 @@ private:
     static double time_period_of(std::uint32_t first_s, std::uint32_t last_s);
     // looking into one file
     int open_file(const char* file, bool at_end, std::string& path);
+    void close_file(bool at_end);
     template <class Print> void print_records(const char* file, const char* chan, Print print_from);
     // files
     int insert_file(const char* path, bool at_end);

@@ -63,7 +63,11 @@ template <class G> int basic_read_chan<G>::start(pthread_mutex_t** mutex, pthrea
         }
         return fail_start(TROX_DAQ_READ_CHAN_OK);
     }
-    const int status = start_checked();
+    int status = TROX_DAQ_READ_CHAN_INTERN_ERROR;
+    try {
+        status = start_checked();
+    } catch (const std::bad_alloc&) { // before any worker runs; like any other lack of memory
+    }
     if (status == TROX_DAQ_READ_CHAN_OK) {
         return status;
     }
@@ -116,14 +120,17 @@ template <class G> int basic_read_chan<G>::allocate_records()
         total = static_cast<int>(rows);
     }
     const std::size_t guarded = static_cast<std::size_t>(total) + 1;
+    arenas_.reserve(1 + max_threads); // so that a worker that ends needs no memory
+    record_arena arena;
     if (static_cast<std::uint64_t>(total) <= rows) {
-        records_block_ = arenas_.emplace_back().allocate(guarded * sizeof(entry));
+        records_block_ = arena.allocate(guarded * sizeof(entry));
     }
     if (records_block_ == nullptr) {
         print<common_channel_texts, common_channel_message::no_records_memory>(chan_.c_str(),
                                                                                static_cast<int>(cdt_->count));
         return TROX_DAQ_READ_CHAN_INTERN_ERROR;
     }
+    arenas_.push_back(std::move(arena));
     // A failed look-up by number answers the position before the array: a record of zeros stands there.
     std::memset(records_block_, 0, sizeof(entry));
     out_ = static_cast<entry*>(records_block_) + 1;
@@ -271,7 +278,6 @@ template <class G> int basic_read_chan<G>::start_workers()
     ::pthread_attr_setscope(&attributes, PTHREAD_SCOPE_SYSTEM);
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     const int wanted = std::min(nthreads_, out_allocated_);
-    arenas_.reserve(1 + static_cast<std::size_t>(wanted)); // so that a worker that ends needs no memory
     int started = 0;
     for (int i = 0; i < wanted; ++i) {
         const mutex_holder lock(mx_); // a worker that ends at once must find its handle

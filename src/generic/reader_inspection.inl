@@ -40,6 +40,14 @@ template <class Generation> int basic_reader<Generation>::open_file(const char* 
     return TROX_DAQ_READER_OK;
 }
 
+/// Takes back the entry that `open_file` put into the list; others may have the same name, or contain it.
+template <class Generation> void basic_reader<Generation>::close_file(bool at_end)
+{
+    if (!files_.empty()) {
+        files_.erase(at_end ? files_.end() - 1 : files_.begin());
+    }
+}
+
 template <class Generation> int basic_reader<Generation>::get_number_of_channels(const char* file, int* n, int mode)
 {
     if (file == nullptr || *file == '\0' || n == nullptr) {
@@ -53,7 +61,7 @@ template <class Generation> int basic_reader<Generation>::get_number_of_channels
         return TROX_DAQ_READER_INTERN_ERROR;
     }
     const int loaded = get_tables_->get_all_tables(path, mode, &chans_);
-    remove_file(path);
+    close_file(false);
     if (loaded != 0) {
         return set_error(TROX_DAQ_READER_NO_DATA);
     }
@@ -117,7 +125,7 @@ template <class Generation> int basic_reader<Generation>::print_event_index_tabl
         return TROX_DAQ_READER_INTERN_ERROR;
     }
     const int loaded = get_tables_->get_all_tables(path, 0, nullptr);
-    remove_file(path);
+    close_file(true);
     if (loaded != 0) {
         return set_error(TROX_DAQ_READER_NO_DATA);
     }
@@ -171,7 +179,7 @@ void basic_reader<Generation>::print_records(const char* file, const char* chan,
     }
     chans_.assign(1, chan);
     const int loaded = get_tables_->get_all_tables(path, 0, &chans_);
-    remove_file(path);
+    close_file(true);
     if (loaded != 0) {
         print<texts, reader_message::inspection_no_channel>(chan, file);
         return;

@@ -269,7 +269,8 @@ template <class Generation> int basic_reader<Generation>::rem_channel(const char
     }
     chan_name_map_.remove(*results_[static_cast<std::size_t>(found)]);
     results_.erase(results_.begin() + found);
-    if (found < static_cast<int>(chans_.size())) { // a look at one channel has left that one there
+    // A look at one channel has left that one there.
+    if (found < static_cast<int>(chans_.size()) && chans_[static_cast<std::size_t>(found)] == text.name) {
         chans_.erase(chans_.begin() + found);
     }
     --nchans_;

@@ -99,7 +99,7 @@ template <class G> void basic_slicer<G>::fetch_ahead(int i) const
     constexpr std::size_t cache_line = 64;
     constexpr std::size_t lines_used = 3;
     const int count = static_cast<int>(read_chans_.size());
-    if (i + far < count) {
+    if (i + far < count && read_chans_[i + far] != nullptr) {
         const auto* reader = reinterpret_cast<const char*>(read_chans_[i + far].get());
         for (std::size_t line = 0; line < lines_used; ++line) {
             __builtin_prefetch(reader + line * cache_line);

@@ -5,6 +5,7 @@
 #include "trox_writer.h"
 
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <vector>
 
@@ -265,6 +266,52 @@ TYPED_TEST(inspection, leaves_the_files_that_were_listed_before)
     EXPECT_EQ(this->reader_.get_file_name(0), other);
 }
 
+TYPED_TEST(inspection, keeps_the_order_of_files_that_it_meets_again)
+{
+    const std::vector<std::string> files{this->file(0), this->file(1)};
+    for (const std::string& file : files) {
+        ASSERT_EQ(this->reader_.add_file(file.c_str(), true), 0);
+    }
+    int n = 0;
+    EXPECT_EQ(this->reader_.get_number_of_channels(files[0].c_str(), &n, 0), 0);
+    EXPECT_EQ(this->reader_.print_event_index_table(files[0].c_str(), 77), 0);
+    ASSERT_EQ(this->reader_.get_number_of_files(), 2);
+    EXPECT_EQ(this->reader_.get_file_name(0), files[0]);
+    EXPECT_EQ(this->reader_.get_file_name(1), files[1]);
+}
+
+TYPED_TEST(inspection, looks_at_the_first_file_that_contains_the_name)
+{
+    // The longer name stands in front; it is no data file, and stays in the list.
+    const std::string name = this->directory_.file("linac_main_run1_file1_20120614T093000.raw");
+    std::filesystem::copy_file(this->file(), name);
+    const std::string longer = name + ".old";
+    std::ofstream(longer) << "not a data file, but longer than any trailer";
+    ASSERT_EQ(this->reader_.add_file(longer.c_str(), true), 0);
+    EXPECT_EQ(this->reader_.print_event_index_table(name.c_str(), 77), TROX_DAQ_READER_NO_DATA);
+    ASSERT_EQ(this->reader_.get_number_of_files(), 1);
+    EXPECT_EQ(this->reader_.get_file_name(0), longer);
+    int n = 0;
+    EXPECT_EQ(this->reader_.get_number_of_channels(name.c_str(), &n, 0), 0) << "counted files stand in front";
+}
+
+TYPED_TEST(inspection, tells_an_event_index_without_events)
+{
+    namespace tw = trox::writer;
+    constexpr auto format = TypeParam::samples == sample_generation::legacy  ? tw::generation::legacy
+                            : TypeParam::samples == sample_generation::g2010 ? tw::generation::v2010
+                                                                             : tw::generation::v2024;
+    const std::string path = this->directory_.file("linac_main_run1_file1_20120614T093000.raw");
+    {
+        tw::file_writer file(path, format);
+        file.add_channel("A/CHANNEL");
+        file.finish();
+    }
+    const auto printed =
+        capture([&] { EXPECT_EQ(this->reader_.print_event_index_table(path.c_str(), -1), TROX_DAQ_READER_NO_DATA); });
+    EXPECT_EQ(printed.out, "No events in event index table\n");
+}
+
 TYPED_TEST(inspection, is_not_allowed_while_the_reader_runs)
 {
     std::vector<std::string> files{this->file()};
@@ -273,6 +320,10 @@ TYPED_TEST(inspection, is_not_allowed_while_the_reader_runs)
     ASSERT_EQ(this->reader_.start(), 0);
     int n = 0;
     EXPECT_EQ(this->reader_.get_number_of_channels(this->file().c_str(), &n, 0), TROX_DAQ_READER_NOT_ALLOWED);
+    EXPECT_EQ(this->reader_.print_all_channels(this->file().c_str()), TROX_DAQ_READER_NOT_ALLOWED);
+    std::vector<chan_descr_2010*> list;
+    EXPECT_EQ(this->reader_.fill_chan_descr(this->file().c_str(), &list), TROX_DAQ_READER_NOT_ALLOWED);
+    EXPECT_EQ(this->reader_.print_event_index_table(this->file().c_str(), -1), TROX_DAQ_READER_NOT_ALLOWED);
 }
 
 TYPED_TEST(channel_dumps, print_every_record)
@@ -338,8 +389,10 @@ TYPED_TEST(channel_dumps, tell_a_channel_that_cannot_be_started)
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     const std::string name = this->name_of_channel(0);
-    EXPECT_THAT(this->printed(this->operations()[0], path.c_str(), name.c_str()),
-                ::testing::EndsWith(this->text("failed to initialize channel: " + name)));
+    for (const auto operation : this->operations()) {
+        EXPECT_THAT(this->printed(operation, path.c_str(), name.c_str()),
+                    ::testing::EndsWith(this->text("failed to initialize channel: " + name)));
+    }
 }
 
 TYPED_TEST(channel_dumps, leave_a_reader_whose_channels_can_be_changed)
