@@ -44,10 +44,12 @@ template <class G> void basic_read_chan<G>::decode_records()
     bool enters = false;
     try {
         const mutex_holder lock(mx_);
-        // Room for what it decodes, beside that of all who are at work.
-        arenas_.reserve(arenas_.size() + static_cast<std::size_t>(workers_.load()) + max_threads + 1);
         enters = !stop_;
-        workers_.fetch_add(enters ? 1 : 0, std::memory_order_relaxed);
+        if (enters) { // else the arenas may be on their way out
+            // Room for what it decodes, beside that of all who are at work.
+            arenas_.reserve(arenas_.size() + static_cast<std::size_t>(workers_.load()) + max_threads + 1);
+            workers_.fetch_add(1, std::memory_order_relaxed);
+        }
     } catch (const std::bad_alloc&) {
         return; // the others decode without it
     }
