@@ -113,6 +113,24 @@ void* trox_daq_getdata::GetData() const
 
 // --- heads --------------------------------------------------------------------------------------------
 
+namespace
+{
+
+/// All but the number, whose type differs.
+template <class Header>
+void put_event_info(const Header& header, int* type, unsigned* length, unsigned* seconds, unsigned* microseconds,
+                    int* status, int* nservers)
+{
+    put(type, header.event_type);
+    put(length, static_cast<unsigned>(header.event_length));
+    put(seconds, header.event_time.timeup);
+    put(microseconds, header.event_time.timelow);
+    put(status, header.status);
+    put(nservers, header.num_svr_block);
+}
+
+} // namespace
+
 /// Copies the header that stands for the event, and selects the present record again.
 template <class Header>
 int trox_daq_getdata::select_representative(Header* trox_daq_getdata::*header, const char* operation,
@@ -158,12 +176,7 @@ int trox_daq_getdata::GetEventInfo(unsigned* number, int* type, unsigned* length
         return answer;
     }
     put(number, header.event_number);
-    put(type, header.event_type);
-    put(length, static_cast<unsigned>(header.event_length));
-    put(seconds, header.event_time.timeup);
-    put(microseconds, header.event_time.timelow);
-    put(status, header.status);
-    put(nservers, header.num_svr_block);
+    put_event_info(header, type, length, seconds, microseconds, status, nservers);
     return 0;
 }
 
@@ -181,12 +194,7 @@ int trox_daq_getdata::GetEventInfo_2024(unsigned long* number, int* type, unsign
         return answer;
     }
     put(number, static_cast<unsigned long>(header.event_number));
-    put(type, header.event_type);
-    put(length, static_cast<unsigned>(header.event_length));
-    put(seconds, header.event_time.timeup);
-    put(microseconds, header.event_time.timelow);
-    put(status, header.status);
-    put(nservers, header.num_svr_block);
+    put_event_info(header, type, length, seconds, microseconds, status, nservers);
     return 0;
 }
 
