@@ -26,7 +26,7 @@ template <class G> void file_check<G>::check_channels()
     const std::uint64_t named = references_.chanb_ref;
     const bool has_records =
         std::any_of(channels_.begin(), channels_.end(), [](const auto& one) { return one.used != 0; });
-    if (named != first_basket && (first_basket != 0 || !has_records) && !channels_.empty()) {
+    if (has_rows_ && named != first_basket && (first_basket != 0 || !has_records) && !channels_.empty()) {
         add(finding_code::reference_channel, {.item = item_kind::references, .offset = references_position_},
             hex(named), hex(first_basket));
     }
@@ -42,7 +42,8 @@ template <class G> void file_check<G>::check_channel(std::size_t index)
     if (rows.empty()) {
         return;
     }
-    const basket where = find_basket(index, rows);
+    basket where = find_basket(index, rows);
+    take_name_of_records(index, where, rows);
     const std::vector<outcome> outcomes = check_rows_of(where, rows);
     check_record_overlaps(where, rows, outcomes);
     check_masks(channel, rows, outcomes);
@@ -161,9 +162,12 @@ template <class G> auto file_check<G>::find_basket(std::size_t index, std::vecto
     };
     std::uint64_t position = rows.front().index == 0 && first >= head_size<G> ? first - head_size<G> : 0;
     auto head = position != 0 ? head_at(position) : std::nullopt;
-    if (!head || (head->pattern != channel_pattern && !fits(*head, position))) {
-        position = search_basket(rows);
-        head = position != 0 ? head_at(position) : std::nullopt;
+    if (!head || head->pattern != channel_pattern) {
+        // Row 0 or the basket's head is damaged. Another basket that holds the other records decides.
+        if (const std::uint64_t other = search_basket(rows); other != 0 || !head || !fits(*head, position)) {
+            position = other;
+            head = position != 0 ? head_at(position) : std::nullopt;
+        }
     }
     const finding_place here{.item = item_kind::channel, .channel = channel.name, .offset = position};
     if (!head) {
@@ -177,18 +181,62 @@ template <class G> auto file_check<G>::find_basket(std::size_t index, std::vecto
     }
     where.position = position;
     where.begin = position + head_size<G>;
-    where.length = file_.size() - where.begin;
+    where.length = 0;
     report.position = position;
     report.length = head_size<G>;
     if (fits(*head, position)) {
         where.length = head->length - head_size<G>;
         report.length = head->length;
-    } else {
+    }
+    const std::uint64_t needed = end_of_records(where, rows) - position;
+    if (!fits(*head, position) || needed > head->length) {
         add(finding_code::basket_length, here, bytes_text(head->length),
-            std::to_string(head_size<G>) + " to " + std::to_string(file_.size() - position));
+            std::to_string(needed) + " to " + bytes_text(room_for_item(position)));
+        where.length = room_for_item(position) - head_size<G>;
     }
     report_.items.push_back({item_kind::channel, channel.name, position, report.length});
     return where;
+}
+
+/// The end of the last of the channel's sub-heads that lie behind the basket's end as it is known, else that end.
+template <class G>
+std::uint64_t file_check<G>::end_of_records(const basket& where, const std::vector<row_task>& rows) const
+{
+    std::uint64_t end = where.begin + where.length;
+    for (const row_task& one : rows) {
+        if (one.subhead > end) {
+            const auto head = file_.load<typename G::subhead>(one.subhead);
+            end = head && text_of(head->chname) == where.name ? one.subhead + sizeof *head : end;
+        }
+    }
+    return end;
+}
+
+/// Several records that agree about another name outweigh the dictionary.
+template <class G>
+void file_check<G>::take_name_of_records(std::size_t index, basket& where, const std::vector<row_task>& rows)
+{
+    channel_state& channel = channels_[index];
+    std::string name;
+    for (const std::size_t i : {std::size_t{0}, rows.size() / 2, rows.size() - 1}) {
+        const auto head = file_.load<typename G::subhead>(rows[i].subhead);
+        const std::string one = head ? text_of(head->chname) : std::string();
+        if (one.empty() || one == where.name || !is_printable(one) || (i != 0 && one != name)) {
+            return;
+        }
+        name = one;
+    }
+    if (rows.size() < 2 || rows.front().subhead == rows.back().subhead) {
+        return;
+    }
+    const bool is_told = channel.name.empty() || !is_printable(channel.name);
+    if (!is_told) {
+        add(finding_code::dictionary_name,
+            {.item = item_kind::dictionary, .channel = channel.name, .record = index, .offset = channel.offset},
+            channel.name, name + ", which its records carry");
+    }
+    channel.name_of_records = name;
+    where.name = name;
 }
 
 /// Row 0 leads nowhere: the basket is looked for in front of the other records. 0 when it is not found.
@@ -292,6 +340,11 @@ void file_check<G>::check_record_overlaps(const basket& where, const std::vector
                                .offset = one.bytes.begin};
             if (rows[one.row].event != no_event) {
                 here.event = events_[rows[one.row].event].number;
+            }
+            for (const piece* doubtful : {&one, before}) {
+                if (rows[doubtful->row].block != nullptr) {
+                    rows[doubtful->row].block->is_sound = false;
+                }
             }
             add(finding_code::record_overlap, here,
                 "shares bytes with record " + std::to_string(rows[before->row].index), "bytes of its own");

@@ -33,7 +33,8 @@ template <class G> void file_check<G>::check_index()
         return;
     }
     if (head->pattern != index_pattern) {
-        const bool is_elsewhere = head->nevent_types > trox_event_type_count;
+        const bool is_elsewhere = head->nevent_types > trox_event_type_count ||
+                                  (referenced != 0 && !is_referenced_entry(position + sizeof(head_type)));
         add(is_elsewhere ? finding_code::table_position : finding_code::table_pattern, here, hex(head->pattern),
             hex(index_pattern));
         if (is_elsewhere) {
@@ -47,78 +48,113 @@ template <class G> void file_check<G>::check_index()
     while (place.walked < most && check_index_entry(place)) {
         ++place.walked;
     }
-    is_index_whole_ = place.walked >= referenced;
-    if (place.walked != announced && (is_index_whole_ || announced < referenced)) {
-        add(finding_code::index_types, here, std::to_string(announced) + " event types", std::to_string(place.walked));
-    } else if (!is_index_whole_) {
+    is_index_whole_ = place.walked == announced || place.walked == referenced;
+    if (!is_index_whole_) {
         add(finding_code::index_entry, {.item = item_kind::index, .record = place.walked, .offset = place.at},
             "no entry", "one, with a length that fits the file");
+    } else if (place.walked != announced) {
+        add(finding_code::index_types, here, std::to_string(announced) + " event types", std::to_string(place.walked));
     }
     report_.items.push_back({item_kind::index, {}, position, place.at - position});
     check_index_references();
+}
+
+/// The nearest entry behind a position that a reference leads to and that says so itself, or 0.
+template <class G> std::uint64_t file_check<G>::next_index_entry(std::uint64_t position)
+{
+    std::uint64_t next = 0;
+    for (std::int32_t type = 0; type < trox_event_type_count; ++type) {
+        const std::uint64_t reference = references_.eite_pos_ref[type];
+        if (reference > position && (next == 0 || reference < next)) {
+            const auto head = window_.load<typename G::event_index_head>(reference);
+            next = head && head->event_type == type ? reference : next;
+        }
+    }
+    return next;
+}
+
+template <class G> bool file_check<G>::is_referenced_entry(std::uint64_t position) const
+{
+    return std::any_of(std::begin(references_.eite_pos_ref), std::end(references_.eite_pos_ref),
+                       [position](word reference) { return reference == position; });
+}
+
+/// True when an entry seems to begin at a position: something leads there, or its head has possible values.
+template <class G> bool file_check<G>::is_index_entry(std::uint64_t position)
+{
+    const auto head = window_.load<typename G::event_index_head>(position);
+    if (!head || is_referenced_entry(position)) {
+        return head.has_value();
+    }
+    const std::uint64_t length = static_cast<word>(head->length);
+    return head->event_type >= 0 && head->event_type < trox_event_type_count && length >= sizeof *head &&
+           length <= room_for_item(position) && (length - sizeof *head) % sizeof(typename G::event_info) == 0;
 }
 
 /// Checks one entry and moves behind it; false when there is none.
 template <class G> bool file_check<G>::check_index_entry(index_place& place)
 {
     using head_type = typename G::event_index_head;
-    using info_type = typename G::event_info;
     const auto head = window_.load<head_type>(place.at);
     if (!head) {
         return false;
     }
-    const std::uint64_t length = static_cast<word>(head->length);
+    const std::uint64_t room = std::min(format::longest_table, room_for_item(place.at));
+    const auto is_length = [&](std::uint64_t length) {
+        return length >= sizeof(head_type) && length <= room &&
+               (length - sizeof(head_type)) % sizeof(typename G::event_info) == 0;
+    };
+    const bool is_referenced = is_referenced_entry(place.at);
     const bool has_type = head->event_type >= 0 && head->event_type < trox_event_type_count;
-    const bool fits = length >= sizeof(head_type) && length <= format::longest_table &&
-                      length <= file_.size() - place.at && (length - sizeof(head_type)) % sizeof(info_type) == 0;
-    // The next entry begins where this one ends, if the references tell of a next one.
-    std::uint64_t next = 0;
-    for (const word reference : references_.eite_pos_ref) {
-        if (reference > place.at && (next == 0 || reference < next)) {
-            next = reference;
-        }
-    }
-    const bool next_fits = next != 0 && next - place.at >= sizeof(head_type) &&
-                           (next - place.at - sizeof(head_type)) % sizeof(info_type) == 0 && next <= file_.size() &&
-                           next - place.at <= format::longest_table;
-    const bool is_referenced = std::find(std::begin(references_.eite_pos_ref), std::end(references_.eite_pos_ref),
-                                         place.at) != std::end(references_.eite_pos_ref);
+    const std::uint64_t length = static_cast<word>(head->length);
+    const std::uint64_t next = next_index_entry(place.at);
     std::uint64_t end = place.at + length;
-    const bool misses_next = next_fits && is_referenced && fits && end != next && has_type;
-    if (misses_next || (!fits && next_fits && is_referenced)) {
+    const bool leads_on = is_length(length) && (end == next || is_index_entry(end));
+    // The next entry begins where this one ends, which tells a damaged length.
+    if (is_referenced && next != 0 && !leads_on && is_length(next - place.at)) {
         add(finding_code::index_entry, {.item = item_kind::index, .record = place.walked, .offset = place.at},
             std::to_string(length) + " bytes", std::to_string(next - place.at));
         end = next;
-    } else if (!fits || (!has_type && !is_referenced)) {
+    } else if (!is_length(length) || (!has_type && !is_referenced)) {
         return false;
     }
-    check_entry_type(*head, place.at);
-    check_infos(*head, place.at, end);
+    auto checked = *head;
+    checked.event_type = check_entry_type(*head, place.at);
+    check_infos(checked, place.at, end);
     place.at = end;
     return true;
 }
 
-/// Position of the entry's reference, or 0.
+/// Checks the entry's event type against the references, and gives the one that is right.
 template <class G>
-std::uint64_t file_check<G>::check_entry_type(const typename G::event_index_head& head, std::uint64_t at)
+std::int32_t file_check<G>::check_entry_type(const typename G::event_index_head& head, std::uint64_t at)
 {
+    const auto* const begin = std::begin(references_.eite_pos_ref);
+    const auto* const end = std::end(references_.eite_pos_ref);
+    const auto referenced = static_cast<std::int32_t>(std::find(begin, end, at) - begin);
+    const bool is_referenced = referenced < trox_event_type_count;
     const finding_place here{.item = item_kind::index, .offset = at};
-    if (head.event_type < 0 || head.event_type >= trox_event_type_count) {
-        add(finding_code::index_types, here, "event type " + std::to_string(head.event_type), "0 to 31");
-        return 0;
+    const bool is_type = head.event_type >= 0 && head.event_type < trox_event_type_count;
+    const bool is_new = is_type && (types_seen_ >> head.event_type & 1U) == 0;
+    if (is_referenced && referenced != head.event_type) {
+        add(finding_code::index_types, here, "event type " + std::to_string(head.event_type),
+            std::to_string(referenced) + ", whose reference leads here");
+        types_seen_ |= 1U << referenced;
+        return referenced;
     }
-    const auto type = static_cast<std::size_t>(head.event_type);
-    if ((types_seen_ >> type & 1U) != 0) {
-        add(finding_code::index_types, here, "event type " + std::to_string(type) + " again", "each type once");
-        return 0;
+    if (!is_new) {
+        add(finding_code::index_types, here, "event type " + std::to_string(head.event_type),
+            "a type from 0 to 31, each once");
+        return static_cast<std::int32_t>(head.event_type);
     }
-    types_seen_ |= 1U << type;
-    if (references_.eite_pos_ref[type] != at) {
+    types_seen_ |= 1U << head.event_type;
+    if (!is_referenced) {
+        const auto type = static_cast<std::uint64_t>(head.event_type);
         add(finding_code::reference_index_entry,
             {.item = item_kind::references, .record = type, .offset = references_position_},
             hex(references_.eite_pos_ref[type]) + " for event type " + std::to_string(type), hex(at));
     }
-    return references_.eite_pos_ref[type];
+    return static_cast<std::int32_t>(head.event_type);
 }
 
 template <class G> void file_check<G>::check_index_references()
@@ -134,7 +170,7 @@ template <class G> void file_check<G>::check_index_references()
 }
 
 template <class G>
-void file_check<G>::check_infos(const typename G::event_index_head& head, std::uint64_t at, std::uint64_t end)
+void file_check<G>::check_infos(typename G::event_index_head head, std::uint64_t at, std::uint64_t end)
 {
     using info_type = typename G::event_info;
     const std::size_t first = events_.size();
@@ -166,7 +202,9 @@ void file_check<G>::check_infos(const typename G::event_index_head& head, std::u
         add(finding_code::index_entry, {.item = item_kind::index, .offset = at}, std::to_string(end - at) + " bytes",
             std::to_string(bad_from - at) + ", where its events end");
     }
-    check_entry_ends(head, at, first);
+    if (lost_events_.size() == lost_before) { // a lost event may be the first or the last one
+        check_entry_ends(head, at, first);
+    }
 }
 
 /// True when `time` and `number` are those of the extreme event by the index or by the headers, which differ only where
@@ -193,7 +231,7 @@ void file_check<G>::check_entry_ends(const typename G::event_index_head& head, s
     check_time(head.event_time_first, here);
     check_time(head.event_time_last, here);
     if (is_doubtful || events.empty()) {
-        return; // an event whose time is not known may be the first or the last one
+        return; // an event of doubtful time, too
     }
     const auto told = [](time_stamp time, std::uint64_t number) {
         return "event " + std::to_string(number) + " at " + text_of(time);
@@ -219,9 +257,7 @@ bool file_check<G>::add_indexed_event(std::int32_t type, const typename G::event
     event.time = info.time;
     event.type = type;
     event.position = info.offset;
-    const bool is_inside =
-        trox_detail::range_fits(event.position, sizeof(header_type), event_headers_.position + head_size<G>,
-                                event_headers_.length - head_size<G>);
+    const bool is_inside = event_headers_.holds(event.position, sizeof(header_type));
     const auto header = is_inside ? file_.load<header_type>(event.position) : std::nullopt;
     // A header that is damaged in one place still says more that is right than another event's.
     const int agreeing = !header ? 0
@@ -302,8 +338,7 @@ template <class G> std::uint32_t file_check<G>::find_event(std::uint64_t positio
     if (known != event_at_.end()) {
         return known->second;
     }
-    const bool is_inside = trox_detail::range_fits(
-        position, sizeof(header_type), event_headers_.position + head_size<G>, event_headers_.length - head_size<G>);
+    const bool is_inside = event_headers_.holds(position, sizeof(header_type));
     const auto header = is_inside ? file_.load<header_type>(position) : std::nullopt;
     if (!header || header->pattern != format::event_pattern || header->event_type < 0 ||
         header->event_type >= trox_event_type_count || events_.size() >= no_event) {

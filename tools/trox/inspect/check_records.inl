@@ -200,14 +200,13 @@ template <class G> void file_check<G>::record_check::check_zipped()
         return;
     }
     const std::uint64_t length = sizeof(subhead) + sizeof header + header.zipp_length;
-    result_.whole.length = length;
-    stored_ = length;
-    if (head_.ldata < 0 || static_cast<std::uint64_t>(head_.ldata) > rest()) {
-        add(finding_code::record_length, row_->subhead, bytes_text(static_cast<std::uint32_t>(head_.ldata)),
-            std::to_string(length));
-    } else if (static_cast<std::uint64_t>(head_.ldata) != length) {
-        add(finding_code::record_length_inexact, row_->subhead, std::to_string(head_.ldata) + " bytes",
-            std::to_string(length));
+    const std::uint64_t told = static_cast<std::uint32_t>(head_.ldata);
+    result_.whole.length = std::min(length, std::max(told, std::uint64_t{sizeof(subhead)}));
+    stored_ = told == length ? length : 0; // one of the two is wrong
+    if (head_.ldata < 0 || told > rest()) {
+        add(finding_code::record_length, row_->subhead, bytes_text(told), std::to_string(length));
+    } else if (told != length) {
+        add(finding_code::record_length_inexact, row_->subhead, bytes_text(told), std::to_string(length));
     }
     if (row_->data != row_->subhead + sizeof(subhead)) {
         add(finding_code::row_data_offset, owner_.row_position(where_->channel, row_->index), hex(row_->data),
@@ -344,6 +343,9 @@ template <class G> void file_check<G>::record_check::check_value(const payload_h
     };
     constexpr int type_mask = 0xFFFF;
     if ((head_.dtype & type_mask) != TROX_ENV_BLOCK) {
+        if (!channel.name_of_records.empty()) {
+            return; // the full name is not known
+        }
         const auto value = load_fields<typename G::update_block>(bytes.data());
         const std::string name = text_of(value.upd_prop);
         if (name != channel.name) {
@@ -354,13 +356,16 @@ template <class G> void file_check<G>::record_check::check_value(const payload_h
         return;
     }
     const auto value = load_fields<trox_env_data_block>(bytes.data());
+    owner_.check_time(value.env_ch_time, place());
+    if (!owner_.knows_environment_) {
+        return;
+    }
     const auto index = owner_.environment_.find(channel.key);
     if (index == owner_.environment_.end() || index->second != value.env_ch_idx) {
         add(finding_code::record_value_index, row_->data, std::to_string(value.env_ch_idx),
             index == owner_.environment_.end() ? "an entry of the environment dictionary"
                                                : std::to_string(index->second));
     }
-    owner_.check_time(value.env_ch_time, place());
 }
 
 // ---------------------------------------------------------------------------------------------------

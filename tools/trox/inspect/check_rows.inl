@@ -25,24 +25,43 @@ template <class G> void file_check<G>::open_pointers()
     if (!pointers_.is_present || !head) {
         return;
     }
-    const std::uint64_t announced = head->maxev;
+    has_rows_ = true;
+    settle_rows(head->maxev);
+}
+
+/// Three numbers tell the shape: maxev, the table's length, and the dictionary's number of channels. Two of them
+/// outvote the third.
+template <class G> void file_check<G>::settle_rows(std::uint64_t announced)
+{
+    constexpr std::size_t head = sizeof(pointers_head<word>);
     const std::uint64_t columns = channels_.size();
-    if (!pointers_.is_usable) { // the number of rows tells the length, if it fits
-        const std::uint64_t room = (file_.size() - pointers_.position - sizeof *head) / sizeof(row);
-        rows_ = columns != 0 && announced <= room / columns ? announced : 0;
+    const std::uint64_t room = (room_for_item(pointers_.position) - head) / sizeof(row);
+    const bool fits_room = columns != 0 && announced <= room / columns;
+    if (!pointers_.is_usable) {
+        rows_ = fits_room ? announced : 0;
+        has_rows_ = rows_ != 0;
         return;
     }
-    const std::uint64_t entries = (pointers_.length - sizeof *head) / sizeof(row);
-    const bool fits = columns != 0 && announced <= entries / columns && announced * columns == entries;
-    rows_ = fits || columns == 0 ? announced : entries / columns;
-    if (!fits && (entries != 0 || announced != 0) && (columns != 0 || references_.cdt_ref == 0)) {
+    const std::uint64_t bytes = pointers_.length - head;
+    const std::uint64_t entries = bytes / sizeof(row);
+    const bool is_whole = bytes % sizeof(row) == 0;
+    rows_ = announced;
+    if (columns == 0 || (is_whole && fits_room && announced * columns == entries)) {
+        return;
+    }
+    std::int64_t most = 0;
+    for (const channel_state& channel : channels_) {
+        most = std::max(most, channel.count);
+    }
+    if (is_whole) { // told by another code when it is not
         add(finding_code::pointers_columns, {.item = item_kind::pointers, .offset = pointers_.position},
             std::to_string(entries) + " rows in columns of " + std::to_string(announced),
             std::to_string(columns) + " columns");
-        if (announced != 0 && announced <= entries && entries % announced == 0) {
-            rows_ = announced; // the dictionary has another number of channels
-            channels_.resize(static_cast<std::size_t>(std::min(columns, entries / announced)));
-        }
+    }
+    if (is_whole && announced != 0 && entries % announced == 0 && announced >= static_cast<std::uint64_t>(most)) {
+        channels_.resize(static_cast<std::size_t>(std::min(columns, entries / announced)));
+    } else if (!fits_room || (is_whole && entries % columns == 0)) {
+        rows_ = entries / columns;
     }
 }
 
@@ -63,7 +82,7 @@ template <class G> void file_check<G>::survey_rows()
             note_block(static_cast<std::uint64_t>(pointers->sbhd),
                        find_event(static_cast<std::uint64_t>(pointers->evhd)));
         }
-        if (channel.count != static_cast<std::int64_t>(channel.used)) {
+        if (has_rows_ && channel.count != static_cast<std::int64_t>(channel.used)) {
             add(finding_code::dictionary_count,
                 {.item = item_kind::dictionary, .channel = channel.name, .record = c, .offset = channel.offset},
                 std::to_string(channel.count) + " records", std::to_string(channel.used) + " rows in use");
@@ -85,17 +104,13 @@ bool file_check<G>::is_row_in_use(const row& pointers, std::uint64_t index, cons
         return true;
     }
     return event_at_.count(evhd) != 0 && chhd < file_.size() &&
-           trox_detail::range_fits(sbhd, sizeof(typename G::server_block_head), server_blocks_.position,
-                                   server_blocks_.length);
+           server_blocks_.holds(sbhd, sizeof(typename G::server_block_head));
 }
 
 /// Most rows of a block agree about its event; the majority is found without keeping all.
 template <class G> void file_check<G>::note_block(std::uint64_t position, std::uint32_t event)
 {
-    const bool is_inside =
-        trox_detail::range_fits(position, sizeof(typename G::server_block_head), server_blocks_.position + head_size<G>,
-                                server_blocks_.length - head_size<G>);
-    if (!is_inside) {
+    if (!server_blocks_.holds(position, sizeof(typename G::server_block_head))) {
         ++lost_rows_;
         return;
     }
@@ -124,14 +139,31 @@ template <class G> void file_check<G>::note_block(std::uint64_t position, std::u
 template <class G> void file_check<G>::check_blocks()
 {
     find_false_blocks();
+    std::uint64_t end = 0;
     for (block_state& block : blocks_) {
         if (block.is_there) {
             check_block(block);
         }
-        if (!block.is_there) {
+        if (block.is_there) {
+            end = std::max(end, block.position + sizeof(typename G::server_block_head));
+        } else {
             lost_rows_ += block.rows;
         }
     }
+    check_basket_end(item_kind::server_blocks, server_blocks_, end);
+    end = 0;
+    for (const event_state& event : events_) {
+        end = std::max(end, event.position + sizeof(typename G::event_header));
+    }
+    check_basket_end(item_kind::event_headers, event_headers_, end);
+}
+
+/// How much speaks for a head where a row leads: its time and its name.
+template <class G> int file_check<G>::evidence_for(const block_state& block) const
+{
+    const auto head = file_.load<typename G::server_block_head>(block.position);
+    const bool has_time = head && block.event != no_event && same_time(head->time, events_[block.event].time);
+    return head ? has_time + is_printable(text_of(head->server)) : 0;
 }
 
 /// Of two heads that share bytes one is not there: that to which fewer rows lead.
@@ -147,7 +179,9 @@ template <class G> void file_check<G>::find_false_blocks()
     block_state* before = nullptr;
     for (block_state* block : by_position) {
         if (before != nullptr && block->position - before->position < sizeof(typename G::server_block_head)) {
-            (block->rows > before->rows ? before : block)->is_there = false;
+            const bool is_better =
+                std::pair(block->rows, evidence_for(*block)) > std::pair(before->rows, evidence_for(*before));
+            (is_better ? before : block)->is_there = false;
         }
         if (block->is_there) {
             before = block;
@@ -194,7 +228,7 @@ template <class G> void file_check<G>::check_block(block_state& block)
             note(finding_code::padding, std::to_string(head->padding), "0");
         }
     }
-    if (event != nullptr && time_distance(head->time, event->time) > minute) {
+    if (event != nullptr && event->is_sound && time_distance(head->time, event->time) > minute) {
         note(finding_code::block_time, text_of(head->time), "about " + text_of(event->time));
     }
     if (head->ltotal < static_cast<std::int64_t>(sizeof(head_type))) {
@@ -231,7 +265,7 @@ template <class G> void file_check<G>::check_block_totals()
         }
     }
     const bool is_explained = missing <= lost_rows_;
-    for (const block_state& block : blocks_) {
+    for (block_state& block : blocks_) {
         if (!block.is_there || !block.is_sound) {
             continue;
         }
@@ -248,6 +282,7 @@ template <class G> void file_check<G>::check_block_totals()
         const std::uint64_t stored = sizeof(typename G::server_block_head) + block.stored;
         if (block.channels == rows && block.length != stored) {
             add(finding_code::block_length, here, std::to_string(block.length) + " bytes", std::to_string(stored));
+            block.is_sound = false; // and its event's length says nothing new
         }
     }
 }

@@ -26,7 +26,9 @@ template <class G> void file_check<G>::check_trailer()
                 add(finding_code::trailer_pattern, here, hex(trailer->pattern), hex(format::trailer_pattern));
             }
         }
-        if (is_references<G>(file_, trailer->references)) {
+        const auto table = file_.load<references_table>(trailer->references);
+        const bool has_length = table && static_cast<word>(table->length) == sizeof *table;
+        if (trailer->references != 0 && (has_length || is_references<G>(file_, trailer->references))) {
             take_references(trailer->references);
             return;
         }
@@ -49,9 +51,14 @@ template <class G> void file_check<G>::take_references(std::uint64_t position)
     has_references_ = true;
     report_.items.push_back({item_kind::references, {}, position, sizeof references_});
     const finding_place here{.item = item_kind::references, .offset = position};
+    if (references_.pattern != format::references_pattern) {
+        add(finding_code::references_pattern, here, hex(references_.pattern), hex(format::references_pattern));
+        return; // which explains the checksum
+    }
     if (static_cast<word>(references_.length) != sizeof references_) {
         add(finding_code::references_length, here, bytes_text(static_cast<word>(references_.length)),
             bytes_text(sizeof references_));
+        return;
     }
     if constexpr (format::has_trailer_checks) {
         std::array<unsigned char, sizeof(references_table)> bytes{};
@@ -65,6 +72,31 @@ template <class G> void file_check<G>::take_references(std::uint64_t position)
             }
         }
     }
+}
+
+template <class G> bool file_check<G>::is_item(std::uint64_t position, std::uint64_t pattern)
+{
+    const auto head = position == 0 ? std::nullopt : window_.load<table_head<word>>(position);
+    return head && head->pattern == pattern;
+}
+
+/// Bytes from a position to the next table or basket that a reference leads to, or to the end of the file. A reference
+/// that leads elsewhere does not count.
+template <class G> std::uint64_t file_check<G>::room_for_item(std::uint64_t position)
+{
+    const std::pair<std::uint64_t, std::uint64_t> others[] = {
+        {references_.eit_pos_ref, index_pattern},          {references_.cdt_ref, dictionary_pattern},
+        {references_.ecp_ref, pointers_pattern},           {references_.eidt_ref, environment_pattern},
+        {references_.xcd_ref, descriptions_pattern},       {references_.evhdb_ref, event_headers_pattern},
+        {references_.srvbb_ref, server_blocks_pattern},    {references_.chanb_ref, channel_pattern},
+        {references_position_, format::references_pattern}};
+    std::uint64_t end = file_.size();
+    for (const auto& [other, pattern] : others) {
+        if (other > position && other < end && is_item(other, pattern)) {
+            end = other;
+        }
+    }
+    return end - position;
 }
 
 /// False, and told, when a table that every file has is absent.
@@ -82,7 +114,7 @@ opened_table file_check<G>::open_table(item_kind kind, std::uint64_t position, s
                                        std::uint64_t entry_size)
 {
     const std::uint64_t least = kind == item_kind::pointers ? sizeof(pointers_head<word>) : head_size<G>;
-    opened_table table{false, false, position, 0};
+    opened_table table{.position = position};
     const finding_place here{.item = kind, .offset = position};
     const auto head = window_.load<table_head<word>>(position);
     if (!head || !trox_detail::range_fits(position, least, 0, file_.size())) {
@@ -90,10 +122,12 @@ opened_table file_check<G>::open_table(item_kind kind, std::uint64_t position, s
         return table;
     }
     const bool has_pattern = head->pattern == pattern;
+    const std::uint64_t room = std::min(format::longest_table, room_for_item(position));
     table.length = head->length;
-    table.is_usable =
-        table.length >= least && table.length <= format::longest_table && table.length <= file_.size() - position;
-    if (!has_pattern && !table.is_usable) {
+    table.is_usable = table.length >= least && table.length <= room;
+    const bool is_whole = entry_size == 0 || (table.length - least) % entry_size == 0;
+    if (!has_pattern && (!table.is_usable || !is_whole)) {
+        table.is_usable = false;
         add(finding_code::table_position, here, "pattern " + hex(head->pattern), "pattern " + hex(pattern));
         return table;
     }
@@ -103,9 +137,9 @@ opened_table file_check<G>::open_table(item_kind kind, std::uint64_t position, s
     }
     if (!table.is_usable) {
         add(finding_code::table_length, here, bytes_text(table.length),
-            std::to_string(least) + " to " + bytes_text(std::min(format::longest_table, file_.size() - position)));
+            std::to_string(least) + " to " + bytes_text(room));
     }
-    if (table.is_usable && entry_size != 0 && (table.length - least) % entry_size != 0) {
+    if (table.is_usable && !is_whole) {
         add(finding_code::table_entries, here, bytes_text(table.length),
             std::to_string(least) + " and a multiple of " + std::to_string(entry_size));
     }
@@ -113,16 +147,25 @@ opened_table file_check<G>::open_table(item_kind kind, std::uint64_t position, s
     return table;
 }
 
-/// A basket whose length does not fit reaches to the end of the file, so that its records can be looked for.
+/// A basket's records are looked for up to the next item, whatever its length says.
 template <class G>
 opened_table file_check<G>::open_basket(item_kind kind, std::uint64_t position, std::uint64_t pattern)
 {
     opened_table opened = open_table(kind, position, pattern, 0);
-    if (!opened.is_usable) {
-        opened.position = opened.is_present ? position : 0;
-        opened.length = file_.size() - opened.position;
-    }
+    opened.begin = opened.is_present ? position + head_size<G> : 0;
+    opened.room = opened.is_present ? room_for_item(position) - head_size<G> : file_.size();
     return opened;
+}
+
+/// Once all its records are known: do they lie inside a basket?
+template <class G>
+void file_check<G>::check_basket_end(item_kind kind, const opened_table& opened, std::uint64_t records_end)
+{
+    const std::uint64_t end = opened.position + opened.length;
+    if (opened.is_usable && records_end > end) {
+        add(finding_code::table_length, {.item = kind, .offset = opened.position}, bytes_text(opened.length),
+            "at least " + bytes_text(records_end - opened.position));
+    }
 }
 
 template <class G> void file_check<G>::check_time(time_stamp time, const finding_place& where)
@@ -144,10 +187,7 @@ template <class G> void file_check<G>::check_dictionary()
         return;
     }
     const auto table = open_table(item_kind::dictionary, references_.cdt_ref, dictionary_pattern, sizeof(entry));
-    if (!table.is_usable) {
-        return;
-    }
-    const std::uint64_t count = (table.length - head_size<G>) / sizeof(entry);
+    const std::uint64_t count = dictionary_entries(table);
     for (std::uint64_t i = 0; i < count; ++i) {
         channel_state channel;
         channel.offset = table.position + head_size<G> + i * sizeof(entry);
@@ -159,6 +199,23 @@ template <class G> void file_check<G>::check_dictionary()
         channels_.push_back(std::move(channel));
     }
     check_repeated_names();
+}
+
+/// Where the dictionary's length is damaged, the columns of the pointers table tell how many channels there are.
+template <class G> std::uint64_t file_check<G>::dictionary_entries(const opened_table& table)
+{
+    using entry = typename G::chan_dictionary_entry;
+    if (table.is_usable && (table.length - head_size<G>) % sizeof(entry) == 0) {
+        return (table.length - head_size<G>) / sizeof(entry);
+    }
+    const auto head = window_.load<pointers_head<word>>(references_.ecp_ref);
+    if (!table.is_present || !head || head->pattern != pointers_pattern || head->maxev == 0 ||
+        head->length < sizeof *head || head->length > file_.size()) {
+        return 0;
+    }
+    const std::uint64_t rows = (head->length - sizeof *head) / sizeof(row);
+    const std::uint64_t room = (room_for_item(table.position) - head_size<G>) / sizeof(entry);
+    return rows % head->maxev == 0 && rows / head->maxev <= room ? rows / head->maxev : 0;
 }
 
 template <class G>
@@ -209,13 +266,15 @@ template <class G> void file_check<G>::check_repeated_names()
 template <class G> void file_check<G>::check_environment()
 {
     using entry = trox_env_dictionary_entry;
-    if (references_.eidt_ref == 0) {
+    knows_environment_ = references_.eidt_ref == 0;
+    if (knows_environment_) {
         return;
     }
     const auto table = open_table(item_kind::environment, references_.eidt_ref, environment_pattern, sizeof(entry));
     if (!table.is_usable) {
         return;
     }
+    knows_environment_ = true;
     std::set<std::uint32_t> keys;
     for (const channel_state& channel : channels_) {
         keys.insert(channel.key);
@@ -284,6 +343,7 @@ template <class G> void file_check<G>::check_descriptions()
     std::set<std::string_view> names;
     for (const channel_state& channel : channels_) {
         names.insert(channel.name);
+        names.insert(channel.name_of_records);
     }
     for (std::size_t i = 0; i < decoded.list.size() && !channels_.empty(); ++i) {
         const std::string name = text_of(decoded.list[i]->daq_name);

@@ -30,6 +30,8 @@ file_check<G>::file_check(const input_file& file, const doctor_options& options)
     report_.path = file.path();
     report_.file_size = file.size();
     report_.format = format::id;
+    event_headers_.room = file.size(); // without a basket its records are looked for everywhere
+    server_blocks_.room = file.size();
 }
 
 template <class G> check_report file_check<G>::run(bool has_file_head)
@@ -53,12 +55,12 @@ template <class G> check_report file_check<G>::run(bool has_file_head)
         }
         check_dictionary();
         check_environment();
-        check_descriptions();
         check_index();
         open_pointers();
         survey_rows();
         check_blocks();
         check_channels();
+        check_descriptions();
         check_block_totals();
         check_event_totals();
     }

@@ -27,10 +27,12 @@ struct opened_table {
     bool is_usable = false;  ///< its length fits
     std::uint64_t position = 0;
     std::uint64_t length = 0;
+    std::uint64_t begin = 0; ///< of the records of a basket
+    std::uint64_t room = 0;  ///< bytes from there to the next table or basket: where records are looked for
 
-    std::uint64_t end() const noexcept
+    bool holds(std::uint64_t record, std::uint64_t size) const noexcept
     {
-        return position + length;
+        return trox_detail::range_fits(record, size, begin, room);
     }
 };
 
@@ -71,7 +73,8 @@ struct channel_state {
     std::uint32_t event_mask = 0;
     std::uint32_t type_mask = 0;
     std::int64_t count = 0;
-    std::uint64_t used = 0; ///< rows in use
+    std::uint64_t used = 0;        ///< rows in use
+    std::string name_of_records{}; ///< where they agree about another one
 };
 
 /// Text of a fixed-width field, up to its NUL.
@@ -142,9 +145,13 @@ private:
     void check_trailer();
     void take_references(std::uint64_t position);
     opened_table open_table(item_kind kind, std::uint64_t position, std::uint64_t pattern, std::uint64_t entry_size);
+    std::uint64_t room_for_item(std::uint64_t position);
+    bool is_item(std::uint64_t position, std::uint64_t pattern);
     opened_table open_basket(item_kind kind, std::uint64_t position, std::uint64_t pattern);
+    void check_basket_end(item_kind kind, const opened_table& opened, std::uint64_t records_end);
     bool require(item_kind kind, std::uint64_t position);
     void check_dictionary();
+    std::uint64_t dictionary_entries(const opened_table& table);
     void check_dictionary_entry(const typename Generation::chan_dictionary_entry& entry, channel_state& channel);
     void check_repeated_names();
     void check_environment();
@@ -155,9 +162,12 @@ private:
     void check_index();
     struct index_place;
     bool check_index_entry(index_place& place);
-    std::uint64_t check_entry_type(const typename Generation::event_index_head& head, std::uint64_t at);
+    std::uint64_t next_index_entry(std::uint64_t position);
+    bool is_index_entry(std::uint64_t position);
+    bool is_referenced_entry(std::uint64_t position) const;
+    std::int32_t check_entry_type(const typename Generation::event_index_head& head, std::uint64_t at);
     void check_index_references();
-    void check_infos(const typename Generation::event_index_head& head, std::uint64_t at, std::uint64_t end);
+    void check_infos(typename Generation::event_index_head head, std::uint64_t at, std::uint64_t end);
     void check_entry_ends(const typename Generation::event_index_head& head, std::uint64_t at, std::size_t first);
     bool add_indexed_event(std::int32_t type, const typename Generation::event_info& info, std::uint64_t at);
     void check_event_header(const typename Generation::event_header& header, event_state& event);
@@ -167,11 +177,13 @@ private:
 
     // check_rows.inl
     void open_pointers();
+    void settle_rows(std::uint64_t announced);
     void survey_rows();
     bool is_row_in_use(const row& pointers, std::uint64_t index, const channel_state& channel);
     void note_block(std::uint64_t position, std::uint32_t event);
     void check_blocks();
     void find_false_blocks();
+    int evidence_for(const block_state& block) const;
     void check_block(block_state& block);
     void check_block_totals();
     std::uint64_t row_position(std::size_t channel, std::uint64_t index) const noexcept;
@@ -187,6 +199,8 @@ private:
     void place_row(row_task& task, const row& pointers, const channel_state& channel);
     basket find_basket(std::size_t index, std::vector<row_task>& rows);
     std::uint64_t search_basket(const std::vector<row_task>& rows);
+    std::uint64_t end_of_records(const basket& where, const std::vector<row_task>& rows) const;
+    void take_name_of_records(std::size_t index, basket& where, const std::vector<row_task>& rows);
     std::vector<outcome> check_rows_of(const basket& where, const std::vector<row_task>& rows);
     void check_record_overlaps(const basket& where, const std::vector<row_task>& rows,
                                const std::vector<outcome>& outcomes);
@@ -208,6 +222,8 @@ private:
     check_report report_;
 
     bool has_references_ = false;
+    bool has_rows_ = false;          ///< the pointers table can be used
+    bool knows_environment_ = false; ///< the environment dictionary can be used, or is absent
     references_table references_{};
     std::uint64_t references_position_ = 0;
 

@@ -32,6 +32,7 @@ enum class finding_code {
     trailer_position,
     trailer_crc,
     references_missing,
+    references_pattern,
     references_length,
     reference_index_entry,
     reference_channel,
