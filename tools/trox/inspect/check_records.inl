@@ -95,9 +95,9 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
     where_ = &where;
     row_ = &row;
     result_ = {};
+    result_.verdict = record_verdict::good;
     stored_ = 0;
     if (take_subhead()) {
-        result_.verdict = record_verdict::good;
         result_.has_subhead = true;
         result_.dtype = head_.dtype;
         result_.whole = {row.subhead, sizeof(subhead)};
@@ -118,7 +118,7 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
             row.block->is_sound = false;
         }
     }
-    if (row.block == nullptr || row.event == no_event) {
+    if (!result_.has_subhead || row.block == nullptr || row.event == no_event) {
         result_.verdict = record_verdict::damaged; // readers need all of the row
     }
     return result_;

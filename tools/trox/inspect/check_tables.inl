@@ -14,21 +14,34 @@
 namespace trox::inspect
 {
 
+/// True when the trailer carries its pattern. One that also leads nowhere is no trailer, which is told as such.
+template <class G>
+bool file_check<G>::check_trailer_pattern([[maybe_unused]] const typename format::trailer& trailer,
+                                          [[maybe_unused]] std::uint64_t position, [[maybe_unused]] bool leads_on)
+{
+    if constexpr (format::has_trailer_checks) {
+        if (trailer.pattern != format::trailer_pattern && leads_on) {
+            add(finding_code::trailer_pattern, {.item = item_kind::trailer, .offset = position}, hex(trailer.pattern),
+                hex(format::trailer_pattern));
+        }
+        return trailer.pattern == format::trailer_pattern;
+    }
+    return false;
+}
+
 template <class G> void file_check<G>::check_trailer()
 {
     const auto position = trailer_position<G>(file_);
     const auto trailer = position ? file_.load<typename format::trailer>(*position) : std::nullopt;
     if (trailer) {
-        report_.items.push_back({item_kind::trailer, {}, *position, sizeof *trailer});
-        const finding_place here{.item = item_kind::trailer, .offset = *position};
-        if constexpr (format::has_trailer_checks) {
-            if (trailer->pattern != format::trailer_pattern) {
-                add(finding_code::trailer_pattern, here, hex(trailer->pattern), hex(format::trailer_pattern));
-            }
-        }
         const auto table = file_.load<references_table>(trailer->references);
         const bool has_length = table && static_cast<word>(table->length) == sizeof *table;
-        if (trailer->references != 0 && (has_length || is_references<G>(file_, trailer->references))) {
+        const bool leads_on = trailer->references != 0 && (has_length || is_references<G>(file_, trailer->references));
+        const bool has_pattern = check_trailer_pattern(*trailer, *position, leads_on);
+        if (has_pattern || leads_on) {
+            report_.items.push_back({item_kind::trailer, {}, *position, sizeof *trailer});
+        }
+        if (leads_on) {
             take_references(trailer->references);
             return;
         }
@@ -274,7 +287,7 @@ template <class G> void file_check<G>::check_environment()
     if (!table.is_usable) {
         return;
     }
-    knows_environment_ = true;
+    knows_environment_ = (table.length - head_size<G>) % sizeof(entry) == 0;
     std::set<std::uint32_t> keys;
     for (const channel_state& channel : channels_) {
         keys.insert(channel.key);
@@ -316,7 +329,6 @@ struct decoded_descriptions {
 template <class G> void file_check<G>::check_descriptions()
 {
     using header = typename G::xml_descr_header;
-    constexpr std::uint64_t largest = std::uint64_t{64} << 20;
     if (references_.xcd_ref == 0) {
         return;
     }
@@ -325,8 +337,9 @@ template <class G> void file_check<G>::check_descriptions()
     if (!table.is_usable) {
         return;
     }
-    if (table.length > largest) {
-        add(finding_code::descriptions_unchecked, here, bytes_text(table.length), "at most " + bytes_text(largest));
+    if (table.length > options_.largest_descriptions) {
+        add(finding_code::descriptions_unchecked, here, bytes_text(table.length),
+            "at most " + bytes_text(options_.largest_descriptions));
         return;
     }
     const auto size = std::max(static_cast<std::size_t>(table.length), sizeof(header));

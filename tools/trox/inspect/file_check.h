@@ -143,6 +143,7 @@ public:
 private:
     // check_tables.inl
     void check_trailer();
+    bool check_trailer_pattern(const typename format::trailer& trailer, std::uint64_t position, bool leads_on);
     void take_references(std::uint64_t position);
     opened_table open_table(item_kind kind, std::uint64_t position, std::uint64_t pattern, std::uint64_t entry_size);
     std::uint64_t room_for_item(std::uint64_t position);
