@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <tuple>
 
@@ -279,10 +280,10 @@ auto file_check<G>::check_rows_of(const basket& where, const std::vector<row_tas
 {
     constexpr std::uint64_t worth_a_thread = std::uint64_t{1} << 20; // bytes
     constexpr std::size_t at_once = 8;
+    constexpr std::uint64_t most_threads = 64;
     std::vector<outcome> outcomes(rows.size());
     std::atomic<std::size_t> next{0};
-    const auto work = [&] {
-        record_check checker(*this);
+    const auto work = [&](record_check& checker) {
         for (std::size_t begin = next.fetch_add(at_once); begin < rows.size(); begin = next.fetch_add(at_once)) {
             for (std::size_t i = begin; i < std::min(begin + at_once, rows.size()); ++i) {
                 outcomes[i] = checker.check(where, rows[i]);
@@ -291,14 +292,19 @@ auto file_check<G>::check_rows_of(const basket& where, const std::vector<row_tas
     };
     const std::uint64_t wanted = options_.threads != 0 ? options_.threads : std::thread::hardware_concurrency();
     const std::uint64_t useful = std::min<std::uint64_t>(where.length / worth_a_thread, rows.size() / at_once);
-    const std::uint64_t threads = std::min(wanted, useful);
-    {
-        std::vector<std::jthread> workers;
-        for (std::uint64_t i = 1; i < threads; ++i) {
-            workers.emplace_back(work);
-        }
-        work();
+    const std::uint64_t threads = std::clamp<std::uint64_t>(std::min(wanted, useful), 1, most_threads);
+    while (checkers_.size() < threads) {
+        checkers_.push_back(std::make_unique<record_check>(*this));
     }
+    std::vector<std::jthread> workers; // joined at the end
+    try {
+        for (std::size_t i = 1; i < threads; ++i) {
+            workers.emplace_back([&, i] { work(*checkers_[i]); });
+        }
+    } catch (const std::system_error&) { // the system has no more threads: those that there are do the work
+    }
+    work(*checkers_.front());
+    workers.clear();
     return outcomes;
 }
 

@@ -34,6 +34,8 @@ file_check<G>::file_check(const input_file& file, const doctor_options& options)
     server_blocks_.room = file.size();
 }
 
+template <class G> file_check<G>::~file_check() = default;
+
 template <class G> check_report file_check<G>::run(bool has_file_head)
 {
     if (has_file_head) {

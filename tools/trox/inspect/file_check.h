@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -140,6 +141,10 @@ public:
     /// Runs all steps. `has_file_head`: what the probe saw.
     check_report run(bool has_file_head);
 
+    ~file_check();
+    file_check(const file_check&) = delete;
+    file_check& operator=(const file_check&) = delete;
+
 private:
     // check_tables.inl
     void check_trailer();
@@ -247,6 +252,7 @@ private:
     std::vector<channel_state> channels_;
     std::unordered_map<std::uint32_t, std::int32_t> environment_; ///< index by key
     std::uint64_t done_ = 0;
+    std::vector<std::unique_ptr<record_check>> checkers_; ///< one per thread, kept for their work areas
 };
 
 } // namespace trox::inspect

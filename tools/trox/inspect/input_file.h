@@ -4,6 +4,7 @@
 
 #include "fields.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -64,7 +65,10 @@ private:
 class file_window
 {
 public:
-    explicit file_window(const input_file& file) : file_(file) {}
+    explicit file_window(const input_file& file)
+        : file_(file), bytes_(static_cast<std::size_t>(std::min<std::uint64_t>(capacity, file.size())))
+    {
+    }
 
     /// `count` bytes (at most `capacity`) at a position, valid until the next call; null as for input_file::read.
     const unsigned char* at(std::uint64_t position, std::size_t count) noexcept;
@@ -80,7 +84,7 @@ public:
 
 private:
     const input_file& file_;
-    std::vector<unsigned char> bytes_ = std::vector<unsigned char>(capacity);
+    std::vector<unsigned char> bytes_;
     std::uint64_t begin_ = 0;
     std::size_t filled_ = 0;
 };

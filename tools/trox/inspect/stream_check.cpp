@@ -57,15 +57,17 @@ struct stream_checker::inflater {
     }
 };
 
-stream_checker::stream_checker(const input_file& file, std::uint64_t largest)
-    : file_(file), largest_(largest), inflater_(std::make_unique<inflater>()), in_(window), out_(window)
-{
-}
+stream_checker::stream_checker(const input_file& file, std::uint64_t largest) : file_(file), largest_(largest) {}
 
 stream_checker::~stream_checker() = default;
 
 stream_verdict stream_checker::check_zlib(const zipped_payload& payload, payload_head& head)
 {
+    if (inflater_ == nullptr) {
+        inflater_ = std::make_unique<inflater>();
+    }
+    make_room(in_, window);
+    make_room(out_, window);
     z_stream& stream = inflater_->stream;
     if (!inflater_->is_good || inflateReset(&stream) != Z_OK) {
         return stream_verdict::unchecked;

@@ -31,7 +31,7 @@ enum class stream_verdict {
 /// The first bytes of a payload: no head of a block type is longer.
 using payload_head = std::array<unsigned char, 512>;
 
-/// Work areas of one thread.
+/// Work areas of one thread, taken when they are needed first.
 class stream_checker
 {
 public:
