@@ -158,10 +158,12 @@ void record_store::enqueue(const batch_pointer& batch, bool at_once)
 void record_store::request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
-    const bool in_order = at == state.expected;
     const batch_pointer known = find(state, at);
-    if (in_order || known == nullptr) { // a slow value is asked for again and again
-        state.run = known != nullptr ? state.run : in_order ? std::min(state.run * 2, longest_run) : 1;
+    if (at == state.expected) {
+        state.run = std::min(state.run + 1, longest_run);
+        state.expected = forward ? at + 1 : at - 1;
+    } else if (known == nullptr) { // a slow value is asked for again and again
+        state.run = 1;
         state.expected = forward ? at + 1 : at - 1;
     }
     if (known != nullptr) {
@@ -320,7 +322,8 @@ void record_store::decode(record_batch& batch, decode_workspace& workspace)
     try {
         batch.records.reserve(batch.places.size());
         batch.failures.reserve(batch.places.size());
-        const auto decoder = batch.rows->decoder(batch.channel, workspace);
+        const auto decoder =
+            batch.rows->decoder(batch.channel, batch.places.front().row, batch.places.back().row, workspace);
         for (const record_place& place : batch.places) {
             decoded_record record;
             const bool good = decoder->decode(place.row, batch.arena, record);
