@@ -219,14 +219,33 @@ void record_store::prefetch(std::size_t channel, const std::vector<record_place>
     }
 }
 
-std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, std::size_t at, std::string& reason)
+std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
+                                                         std::size_t at, std::string& reason)
 {
     channel_state& state = channels_[channel];
-    const batch_pointer batch = find(state, at);
-    if (batch == nullptr) {
-        reason = "is not decoded";
-        return nullptr;
+    for (;;) {
+        const batch_pointer batch = find(state, at);
+        if (batch == nullptr) { // the one that had it in mind ended early
+            request(channel, list, at, true);
+            continue;
+        }
+        finish(batch);
+        state.typical_bytes = std::max<std::size_t>(batch->arena.bytes() / batch->size, 1);
+        const std::size_t index = batch->index_of(at);
+        if (index >= batch->size) {
+            continue;
+        }
+        if (!batch->failures[index].empty()) {
+            reason = batch->failures[index];
+            return nullptr;
+        }
+        return {batch, &batch->records[index]};
     }
+}
+
+/// Waits for a batch, or decodes it here. It has at least one record then.
+void record_store::finish(const batch_pointer& batch)
+{
     std::unique_lock lock(mutex_);
     while (batch->state != record_batch::stage::done) {
         const auto queued = std::find(queue_.begin(), queue_.end(), batch);
@@ -240,18 +259,6 @@ std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, st
     if (batch->size == 0) {
         decode_with_all_there_is(lock, batch);
     }
-    lock.unlock();
-    state.typical_bytes = std::max<std::size_t>(batch->arena.bytes() / std::max<std::size_t>(batch->size, 1), 1);
-    const std::size_t index = batch->index_of(at);
-    if (index >= batch->size) {
-        reason = "is not decoded";
-        return nullptr;
-    }
-    if (!batch->failures[index].empty()) {
-        reason = batch->failures[index];
-        return nullptr;
-    }
-    return {batch, &batch->records[index]};
 }
 
 /// A record that did not fit its grant gets all memory that nobody holds.
