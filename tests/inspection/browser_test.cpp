@@ -2,7 +2,6 @@
 #include "inspection_types.h"
 
 #include "trox_daq_data.h"
-#include "trox_writer.h"
 
 #include <vector>
 
@@ -145,7 +144,6 @@ TEST_F(browser, prints_a_line_per_channel_with_events)
 
 TEST_F(browser, prints_type_0_for_a_mask_of_two_bits)
 {
-    namespace tw = trox::writer;
     const temp_directory directory;
     const std::string path = directory.file("linac_main_run1_file1_20120614T093000.raw");
     {
