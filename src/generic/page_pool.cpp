@@ -254,8 +254,10 @@ page_pool& pool()
 } // namespace
 
 void* take_pages(std::size_t& size) noexcept
-{
+try {
     return pool().take(size);
+} catch (const std::bad_alloc&) { // for the pool itself, at the first call
+    return nullptr;
 }
 
 void give_pages(void* pages, std::size_t size) noexcept
