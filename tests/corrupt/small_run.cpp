@@ -3,7 +3,9 @@
 #include "channel_types.h"
 #include "channel_waiting.h"
 #include "detail/big_endian.h"
+#include "trox_daq_reader.h"
 #include "trox_daq_reader_2010.h"
+#include "trox_daq_reader_2024.h"
 #include "trox_writer.h"
 
 #include <algorithm>
@@ -239,7 +241,9 @@ private:
 
 std::vector<way_to_read> ways_to_read()
 {
-    return {{"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+    return {{"events_legacy", run_of_events<channel_legacy, trox_daq_reader>::make},
+            {"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+            {"events_2024", run_of_events<channel_2024, trox_daq_reader_2024>::make},
             {"channels_legacy", run_of_channels<channel_legacy>::make},
             {"channels_2010", run_of_channels<channel_2010>::make},
             {"channels_2024", run_of_channels<channel_2024>::make}};
