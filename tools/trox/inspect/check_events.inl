@@ -234,7 +234,7 @@ void file_check<G>::check_entry_ends(const typename G::event_index_head& head, s
         return; // an event of doubtful time, too
     }
     const auto told = [](time_stamp time, std::uint64_t number) {
-        return "event " + std::to_string(number) + " at " + text_of(time);
+        return "event " + std::to_string(number) + " at " + time_text(time);
     };
     if (!is_extreme(events, head.event_time_first, head.event_number_first, std::less<>())) {
         add(finding_code::index_first, here, told(head.event_time_first, head.event_number_first),
@@ -298,7 +298,7 @@ template <class G> void file_check<G>::check_event_header(const typename G::even
     if (header.event_type != event.type || header.event_number != event.number ||
         !same_time(header.event_time, event.time)) {
         const auto told = [](std::int64_t type, std::uint64_t number, time_stamp time) {
-            return "event " + std::to_string(number) + " of type " + std::to_string(type) + " at " + text_of(time);
+            return "event " + std::to_string(number) + " of type " + std::to_string(type) + " at " + time_text(time);
         };
         add(finding_code::event_mismatch, here, told(header.event_type, header.event_number, header.event_time),
             told(event.type, event.number, event.time) + " as indexed");
@@ -322,7 +322,7 @@ void file_check<G>::check_event_order(const event_state& before, const event_sta
         return;
     }
     if (microseconds_of(event.time) < microseconds_of(before.time)) {
-        add(finding_code::event_order, here, text_of(event.time), "not before " + text_of(before.time));
+        add(finding_code::event_order, here, time_text(event.time), "not before " + time_text(before.time));
     }
     if (event.number < before.number) {
         add(finding_code::event_order, here, "number " + std::to_string(event.number),

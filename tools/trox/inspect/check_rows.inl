@@ -229,7 +229,7 @@ template <class G> void file_check<G>::check_block(block_state& block)
         }
     }
     if (event != nullptr && event->is_sound && time_distance(head->time, event->time) > minute) {
-        note(finding_code::block_time, text_of(head->time), "about " + text_of(event->time));
+        note(finding_code::block_time, time_text(head->time), "about " + time_text(event->time));
     }
     if (head->ltotal < static_cast<std::int64_t>(sizeof(head_type))) {
         note(finding_code::block_head, "ltotal " + std::to_string(head->ltotal),

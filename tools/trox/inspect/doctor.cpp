@@ -6,22 +6,8 @@
 #include "check_tables.inl"
 #include "file_check.h"
 
-#include <cstdio>
-#include <ctime>
-
 namespace trox::inspect
 {
-
-std::string text_of(time_stamp time)
-{
-    const auto seconds = static_cast<std::time_t>(time.timeup);
-    std::tm parts{};
-    ::gmtime_r(&seconds, &parts);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%06uZ", parts.tm_year + 1900, parts.tm_mon + 1,
-                  parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, time.timelow);
-    return text;
-}
 
 template <class G>
 file_check<G>::file_check(const input_file& file, const doctor_options& options)

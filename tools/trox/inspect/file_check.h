@@ -6,6 +6,7 @@
 #define TROX_INSPECT_FILE_CHECK_H
 
 #include "doctor.h"
+#include "field_text.h"
 #include "file_format.h"
 #include "file_probe.h"
 #include "input_file.h"
@@ -115,8 +116,6 @@ inline bool same_time(time_stamp a, time_stamp b) noexcept
 {
     return a.timeup == b.timeup && a.timelow == b.timelow;
 }
-
-std::string text_of(time_stamp time);
 
 inline std::string bytes_text(std::uint64_t count)
 {
