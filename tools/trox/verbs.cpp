@@ -11,6 +11,7 @@ namespace trox_cli
 const std::vector<const verb_entry*>& all_verbs()
 {
     static const std::vector<const verb_entry*> verbs{
+        &make_entry,
         &help_entry,
         &man_entry,
         &completion_entry,

@@ -12,6 +12,7 @@ namespace trox_cli
 
 extern const verb_entry completion_entry;
 extern const verb_entry help_entry;
+extern const verb_entry make_entry;
 extern const verb_entry man_entry;
 
 /// In the order in which help lists them.

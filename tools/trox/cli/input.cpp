@@ -6,7 +6,7 @@
 #include "trox/error.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cstdint>
 #include <filesystem>
 
 namespace trox_cli
@@ -37,7 +37,7 @@ std::vector<std::string> data_files_in(const std::string& directory)
     return files;
 }
 
-/// The event numbers of an option. CLI11 takes "-1" for a large number.
+/// Event numbers, which may need all 64 bits.
 void add_number(CLI::App& app, const std::string& names, std::optional<std::uint64_t>& target,
                 const std::string& description)
 {
@@ -111,10 +111,7 @@ void data_source::declare_files_and_channels(CLI::App& app)
 
 void data_source::declare_places(CLI::App& app)
 {
-    app.add_option_function<std::int32_t>(
-           "--run", [this](const std::int32_t& run) { run_ = run; }, "The files of a run of the catalogue")
-        ->type_name("N")
-        ->group(input_group);
+    add_integer(app, "--run", run_, 0, INT32_MAX, "The files of a run of the catalogue")->group(input_group);
     where_.declare(app);
     add_time(app, "--from", begin_,
              "Begin in time; without files or --run, the catalogue's files from there on. Like 2012-06-14T09:30:00.25 "

@@ -5,6 +5,7 @@
 #include "trox/error.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace trox_cli
 {
@@ -43,6 +44,22 @@ CLI::Option* add_choice(CLI::App& app, const std::string& names, const std::vect
     return add_word(app, names, join(words, "|"), take, description);
 }
 
+CLI::Option* add_integer(CLI::App& app, const std::string& names, std::int64_t least, std::int64_t most,
+                         const std::function<void(std::int64_t)>& take, const std::string& description)
+{
+    const auto checked = [least, most, take](const std::string& word) {
+        std::int64_t value = 0;
+        const char* const end = word.data() + word.size();
+        const auto [stop, failed] = std::from_chars(word.data(), end, value);
+        if (failed != std::errc() || stop != end || value < least || value > most) {
+            throw wrong_use("\"" + word + "\" is no number from " + std::to_string(least) + " to " +
+                            std::to_string(most));
+        }
+        take(value);
+    };
+    return add_word(app, names, "N", checked, description);
+}
+
 CLI::Option* add_repeated(CLI::App& app, const std::string& names, std::vector<std::string>& target,
                           const std::string& value, const std::string& description)
 {
@@ -50,16 +67,17 @@ CLI::Option* add_repeated(CLI::App& app, const std::string& names, std::vector<s
     return app.add_option(names, target, description)->type_name(value)->allow_extra_args(false);
 }
 
-CLI::Option* add_bytes(CLI::App& app, const std::string& names, std::uint64_t& target, const std::string& description)
+CLI::Option* add_bytes(CLI::App& app, const std::string& names, const std::function<void(std::uint64_t)>& take,
+                       const std::string& description)
 {
-    const auto take = [&target](const std::string& word) {
+    const auto checked = [take](const std::string& word) {
         const auto bytes = bytes_from_text(word);
         if (!bytes || *bytes == 0) {
             throw wrong_use("\"" + word + "\" is no number of bytes like 64K, 256M or 1G");
         }
-        target = *bytes;
+        take(*bytes);
     };
-    return add_word(app, names, "BYTES", take, description);
+    return add_word(app, names, "BYTES", checked, description);
 }
 
 CLI::Option* add_time(CLI::App& app, const std::string& names, std::optional<trox::time_point>& target,
@@ -86,9 +104,8 @@ trox::time_point parse_time(const std::string& text)
 {
     try {
         return trox::time_from_text(text);
-    } catch (const trox::error&) {
-        throw wrong_use("\"" + text +
-                        "\" is no time like 2012-06-14T09:30:00.25 (UTC), 2012-06-14T11:30+02:00 or @1339666200.25");
+    } catch (const trox::error& error) {
+        throw wrong_use(error.reason());
     }
 }
 
@@ -132,10 +149,15 @@ void common_options::declare_output(CLI::App& app)
 
 void common_options::declare_work(CLI::App& app)
 {
-    app.add_option("--threads", threads, "Threads that decode; 0 (the default): one per processor")
-        ->type_name("N")
+    constexpr std::int64_t most_threads = 1024;
+    add_integer(app, "--threads", threads, 0, most_threads, "Threads that decode; 0 (the default): one per processor")
         ->group(work_group);
     add_bytes(app, "--memory", memory, "Memory for decoded data, like 64M or 1G (256M)")->group(work_group);
+    declare_progress(app);
+}
+
+void common_options::declare_progress(CLI::App& app)
+{
     add_choice<progress_use>(
         app, "--progress", progress, {{"auto", progress_use::automatic}, {"never", progress_use::never}},
         "Whether work of more than a second shows a bar on standard error; auto (the default): on terminals")

@@ -38,6 +38,8 @@ struct common_options {
     void declare_output(CLI::App& app);
     /// --threads, --memory, --progress: for verbs that may take long.
     void declare_work(CLI::App& app);
+    /// --progress alone.
+    void declare_progress(CLI::App& app);
 };
 
 /// What stands for a value in help: names of files and directories are completed.
@@ -64,8 +66,25 @@ CLI::Option* add_choice(CLI::App& app, const std::string& names, Value& target, 
 CLI::Option* add_repeated(CLI::App& app, const std::string& names, std::vector<std::string>& target,
                           const std::string& value, const std::string& description);
 
+/// An option whose value is a whole number from `least` to `most`.
+CLI::Option* add_integer(CLI::App& app, const std::string& names, std::int64_t least, std::int64_t most,
+                         const std::function<void(std::int64_t)>& take, const std::string& description);
+template <class Integer>
+CLI::Option* add_integer(CLI::App& app, const std::string& names, Integer& target, std::int64_t least,
+                         std::int64_t most, const std::string& description)
+{
+    const auto take = [&target](std::int64_t value) { target = static_cast<Integer>(value); };
+    return add_integer(app, names, least, most, take, description);
+}
+
 /// Options whose value is a number of bytes ("64K"), a point in time, a duration ("50ms").
-CLI::Option* add_bytes(CLI::App& app, const std::string& names, std::uint64_t& target, const std::string& description);
+CLI::Option* add_bytes(CLI::App& app, const std::string& names, const std::function<void(std::uint64_t)>& take,
+                       const std::string& description);
+template <class Bytes>
+CLI::Option* add_bytes(CLI::App& app, const std::string& names, Bytes& target, const std::string& description)
+{
+    return add_bytes(app, names, std::function([&target](std::uint64_t bytes) { target = bytes; }), description);
+}
 CLI::Option* add_time(CLI::App& app, const std::string& names, std::optional<trox::time_point>& target,
                       const std::string& description);
 CLI::Option* add_duration(CLI::App& app, const std::string& names, trox::microseconds& target,
