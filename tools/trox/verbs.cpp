@@ -11,6 +11,10 @@ namespace trox_cli
 const std::vector<const verb_entry*>& all_verbs()
 {
     static const std::vector<const verb_entry*> verbs{
+        &info_entry,
+        &list_entry,
+        &find_entry,
+        &show_entry,
         &make_entry,
         &help_entry,
         &man_entry,

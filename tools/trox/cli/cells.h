@@ -28,10 +28,17 @@ enum class column_type {
     duration ///< an integer, microseconds (the name ends with "_us"); tables show "1.5 ms"
 };
 
+/// Where a column is written.
+enum class column_view {
+    everywhere,
+    exact ///< not in tables for people, unless all is asked for
+};
+
 /// A column, or a named value. The name is the field's name in JSON: never renamed, never retyped.
 struct column {
     std::string name;
     column_type type = column_type::text;
+    column_view view = column_view::everywhere;
     std::string title{};         ///< heading in tables; empty: the name
     std::optional<int> digits{}; ///< significant digits of a real in tables; else as many as it needs
 };

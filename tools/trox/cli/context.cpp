@@ -71,6 +71,7 @@ report_setting context::setting(int schema_version)
     setting.schema = fmt::format("trox.{}/{}", verb_, schema_version);
     setting.times = times();
     setting.has_colors = has_colors(options_.color, out());
+    setting.detail = options_.detail;
     setting.width = out().width();
     return setting;
 }

@@ -129,13 +129,20 @@ void data_source::declare_event_range(CLI::App& app)
 data_source::sorted_arguments data_source::sort_arguments() const
 {
     sorted_arguments sorted;
-    for (const auto& word : arguments_) {
+    std::vector<std::string> words = first_arguments_;
+    words.insert(words.end(), arguments_.begin(), arguments_.end());
+    for (const auto& word : words) {
         std::error_code ignored;
         const bool is_file = !takes_channels_ || word.ends_with(".raw") || std::filesystem::exists(word, ignored);
         (is_file ? sorted.files : sorted.channels).push_back(word);
     }
     sorted.channels.insert(sorted.channels.end(), channels_.begin(), channels_.end());
     return sorted;
+}
+
+void data_source::put_argument_first(const std::string& word)
+{
+    first_arguments_.push_back(word);
 }
 
 bool data_source::has_files() const

@@ -46,6 +46,8 @@ public:
     void declare_files(CLI::App& app);
     /// Files and channels as positional arguments (what exists, or ends with ".raw", is a file), and --channel.
     void declare_files_and_channels(CLI::App& app);
+    /// One more positional argument in front of those of the command line.
+    void put_argument_first(const std::string& word);
     /// --from-event and --to-event.
     void declare_event_range(CLI::App& app);
 
@@ -81,6 +83,7 @@ private:
     sorted_arguments sort_arguments() const;
 
     bool takes_channels_ = false;
+    std::vector<std::string> first_arguments_;
     std::vector<std::string> arguments_;
     std::vector<std::string> channels_;
     place_options where_;

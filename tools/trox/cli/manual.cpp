@@ -114,18 +114,18 @@ std::vector<std::string> argument_doc::words() const
     std::vector<std::string> result;
     std::string word;
     for (const char character : value + "|") {
-        if (character == '|') {
-            result.push_back(word);
-            word.clear();
-        } else {
+        if (character != '|') {
             word += character;
+            continue;
         }
+        // What stands for a value is written in capitals.
+        if (std::any_of(word.begin(), word.end(),
+                        [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); })) {
+            result.push_back(word);
+        }
+        word.clear();
     }
-    // What stands for a value is written in capitals.
-    const bool is_word = std::all_of(result.begin(), result.end(), [](const std::string& text) {
-        return std::any_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
-    });
-    return is_word ? result : std::vector<std::string>{};
+    return result;
 }
 
 verb_doc document(const verb_entry& entry)

@@ -139,6 +139,13 @@ void common_options::declare_rendering(CLI::App& app)
     }
 }
 
+void common_options::declare_long(CLI::App& app)
+{
+    app.add_flag_function(
+           "-l,--long", [this](std::int64_t) { detail = column_view::exact; }, "Show in tables all that JSON has")
+        ->group(rendering_group);
+}
+
 void common_options::declare_output(CLI::App& app)
 {
     app.add_option("-o,--output", output_file,

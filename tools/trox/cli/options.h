@@ -3,6 +3,7 @@
 #ifndef TROX_CLI_OPTIONS_H
 #define TROX_CLI_OPTIONS_H
 
+#include "cells.h"
 #include "trox/basics.h"
 
 #include <CLI/CLI.hpp>
@@ -28,12 +29,15 @@ struct common_options {
     color_use color = color_use::automatic;
     std::string zone = "UTC";
     std::string time_format = "iso";
+    column_view detail = column_view::everywhere;     ///< which columns tables for people have
     unsigned threads = 0;                             ///< 0: one per processor
     std::uint64_t memory = std::uint64_t{256} << 20U; ///< bytes for decoded data
     progress_use progress = progress_use::automatic;
 
     /// --format, --json, --color, --tz, --time-format: for verbs that list or show something.
     void declare_rendering(CLI::App& app);
+    /// --long: for verbs whose tables leave columns out.
+    void declare_long(CLI::App& app);
     /// -o: for verbs whose result is one stream of text or bytes.
     void declare_output(CLI::App& app);
     /// --threads, --memory, --progress: for verbs that may take long.

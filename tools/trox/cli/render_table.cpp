@@ -73,20 +73,25 @@ public:
         begin_section(head);
         std::size_t widest = 0;
         for (const field& value : values) {
-            widest = std::max(widest, display_width(heading_of(value.what)));
+            widest = std::max(widest, is_shown(value.what) ? display_width(heading_of(value.what)) : 0);
         }
         for (const field& value : values) {
-            const std::string name = heading_of(value.what);
-            const std::string text = shown_text(value.value, value.what, setting_.times);
-            const std::size_t room = setting_.width > widest + gap ? setting_.width - widest - gap : 0;
-            out_.write(colored(name, "\033[1m") + std::string(widest - display_width(name) + gap, ' ') +
-                       colored(room == 0 ? text : fit_width(text, room), color_of(shade_of(value.value))) + "\n");
+            if (is_shown(value.what)) {
+                write_field(value, widest);
+            }
         }
     }
     void begin_table(const section& head, const std::vector<column>& columns) override
     {
         begin_section(head);
-        columns_ = columns;
+        columns_.clear();
+        shown_columns_.clear();
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            if (is_shown(columns[i])) {
+                columns_.push_back(columns[i]);
+                shown_columns_.push_back(i);
+            }
+        }
         widths_.clear();
         waiting_.clear();
         has_headings_ = false;
@@ -94,8 +99,9 @@ public:
     void row(const std::vector<cell>& cells) override
     {
         std::vector<shown_cell> shown;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            shown.push_back({shown_text(cells[i], columns_[i], setting_.times), shade_of(cells[i])});
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            const cell& value = cells[shown_columns_[i]];
+            shown.push_back({shown_text(value, columns_[i], setting_.times), shade_of(value)});
         }
         if (has_headings_) {
             write_row(shown);
@@ -120,6 +126,11 @@ private:
         return value.is_null() && value.shade() == tone::plain ? tone::dim : value.shade();
     }
 
+    bool is_shown(const column& what) const
+    {
+        return what.view == column_view::everywhere || setting_.detail == column_view::exact;
+    }
+
     std::string colored(const std::string& text, const std::string& color) const
     {
         return setting_.has_colors && !color.empty() && !text.empty() ? color + text + "\033[0m" : text;
@@ -133,6 +144,17 @@ private:
         if (!head.title.empty()) {
             out_.write(colored(head.title, "\033[1;4m") + "\n");
         }
+    }
+
+    void write_field(const field& value, std::size_t column_width)
+    {
+        const std::string name = heading_of(value.what);
+        const std::string text = shown_text(value.value, value.what, setting_.times);
+        const std::size_t start = column_width + gap;
+        const std::string fitting =
+            setting_.width == 0 ? text : fit_width(text, setting_.width > start ? setting_.width - start : 1);
+        out_.write(colored(name, "\033[1m") + std::string(start - display_width(name), ' ') +
+                   colored(fitting, color_of(shade_of(value.value))) + "\n");
     }
 
     void write_waiting()
@@ -221,7 +243,8 @@ private:
 
     output& out_;
     report_setting setting_;
-    std::vector<column> columns_;
+    std::vector<column> columns_;            ///< those that are shown
+    std::vector<std::size_t> shown_columns_; ///< their cells in a row
     std::vector<std::size_t> widths_;
     std::vector<std::vector<shown_cell>> waiting_;
     bool has_headings_ = false;

@@ -36,7 +36,8 @@ struct report_setting {
     std::string schema; ///< "trox.list/1"
     time_display times{};
     bool has_colors = false;
-    std::size_t width = 0; ///< of the terminal; 0: no limit
+    column_view detail = column_view::everywhere; ///< exact: tables for people have all columns
+    std::size_t width = 0;                        ///< of the terminal; 0: no limit
 };
 
 /// Writes sections in one format. The calls come in the order that `report` makes sure of.
