@@ -1,6 +1,7 @@
 // Stepping from anywhere to anywhere leads to the events that going forward delivers.
 #include "event_texts.h"
 #include "random_run.h"
+#include "small_file.h"
 #include "temp_directory.h"
 
 #include <algorithm>
@@ -137,8 +138,6 @@ private:
     std::optional<std::size_t> present_;
 };
 
-constexpr tw::generation all_formats[] = {tw::generation::legacy, tw::generation::v2010, tw::generation::v2024};
-
 /// Walks through the runs of some seeds with selections of a kind.
 template <class Select> void walk_runs(disorder kind, Select select)
 {
@@ -206,49 +205,6 @@ TEST(stepping, passes_over_dropped_events_in_both_directions)
 }
 
 // --- known answers --------------------------------------------------------------------------------------
-
-constexpr std::uint32_t second = 1'339'666'200;
-
-trox::time_point tenth(std::uint64_t tenths)
-{
-    return trox::time_point(std::chrono::seconds(second)) + microseconds(100000) * static_cast<std::int64_t>(tenths);
-}
-
-/// One file with a value per number; number n lies `n` tenths of a second behind the second, plus `offset`.
-std::string write_numbers(const std::string& path, tw::generation format, const std::vector<std::uint64_t>& numbers,
-                          std::uint64_t offset = 0)
-{
-    tw::file_writer file(path, format);
-    const auto channel = file.add_channel("T/A");
-    const int type = format == tw::generation::legacy ? static_cast<int>(TROX_BLOCK_SINGLE)
-                                                      : static_cast<int>(TROX_BLOCK_1CHAN_2010);
-    for (const std::uint64_t number : numbers) {
-        const std::uint64_t tenths = number + offset;
-        file.begin_event(
-            {number,
-             {static_cast<std::uint32_t>(second + tenths / 10), static_cast<std::uint32_t>(tenths % 10 * 100000)}});
-        file.begin_server_block({"SVR"});
-        file.add_record(channel, tw::spectrum_payload(format, type, {static_cast<float>(number)}));
-        file.end_event();
-    }
-    file.finish();
-    return path;
-}
-
-std::optional<std::uint64_t> number_of(const std::optional<trox::event>& event)
-{
-    return event ? std::optional<std::uint64_t>(event->number()) : std::nullopt;
-}
-
-std::vector<std::uint64_t> numbers_of(trox::event_reader& reader)
-{
-    std::vector<std::uint64_t> numbers;
-    for (const trox::event& event : reader) {
-        EXPECT_EQ(event[0].number(), static_cast<double>(event.number()));
-        numbers.push_back(event.number());
-    }
-    return numbers;
-}
 
 class known_steps : public testing::Test
 {
@@ -344,7 +300,7 @@ TEST_F(known_steps, of_numbers_above_32_bits)
     tw::file_writer file(directory_.file("a.raw"), tw::generation::v2024);
     const auto channel = file.add_channel("T/A");
     for (const std::uint64_t number : {big, big + 1, big + 2}) {
-        file.begin_event({number, {second, static_cast<std::uint32_t>((number - big) * 100000)}});
+        file.begin_event({number, {small_file_second, static_cast<std::uint32_t>((number - big) * 100000)}});
         file.begin_server_block({"SVR"});
         file.add_record(channel, tw::spectrum_payload(tw::generation::v2024, TROX_BLOCK_1CHAN_2010, {1.0F}));
         file.end_event();
