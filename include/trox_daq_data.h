@@ -242,7 +242,10 @@ private:
     bool is_in_payload(std::int64_t position, std::size_t size) const;
     int tell_no_list(const char* operation) const;
     const char* missing_head() const;
-    void print_members();
+    void print_member(int i) const;
+    bool print_entries(const char* member) const;
+    void print_spectrum(int member) const;
+    void print_axes() const;
 
     int Status = 0;
     records* Res = nullptr;
