@@ -20,8 +20,8 @@ struct os_calls {
     dirent* (*readdir)(DIR* directory);
 };
 
-/// The calls in use. Only tests change them, while no reader is at work.
-os_calls& os() noexcept;
+/// The calls in use. Only tests change them, while no reader is at work. Exported for this project's other libraries.
+[[gnu::visibility("default")]] os_calls& os() noexcept;
 
 } // namespace trox_detail
 
