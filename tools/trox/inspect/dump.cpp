@@ -28,10 +28,7 @@ file_items list_items(const std::string& path)
     if (!probed.format) {
         return no_data_file(file);
     }
-    return with_generation(*probed.format, [&]<class Generation>() {
-        const file_layout<Generation> layout(file);
-        return file_items{file_format<Generation>::id, file.size(), layout.items(), layout.remarks()};
-    });
+    return with_generation(*probed.format, [&]<class Generation>() { return file_layout<Generation>(file).summary(); });
 }
 
 file_items dump_fields(const std::string& path, const dump_options& options, const dump_sink& out)

@@ -45,8 +45,9 @@ using dump_sink = std::function<void(const dump_row&)>;
 struct file_items {
     std::optional<generation> format{};
     std::uint64_t file_size = 0;
-    std::vector<item> items{};          ///< in file order, unused pieces included; lengths end inside the file
-    std::vector<std::string> remarks{}; ///< what does not fit
+    std::vector<item> items{};           ///< in file order, unused pieces included; lengths end inside the file
+    std::vector<std::string> channels{}; ///< names in the dictionary
+    std::vector<std::string> remarks{};  ///< what does not fit
 };
 
 /// Throws std::system_error when the file cannot be opened.

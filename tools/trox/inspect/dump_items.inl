@@ -41,7 +41,7 @@ public:
                 dump_item(one);
             }
         }
-        return {format::id, file_.size(), layout_.items(), layout_.remarks()};
+        return layout_.summary();
     }
 
 private:

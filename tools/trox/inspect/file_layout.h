@@ -2,6 +2,7 @@
 #ifndef TROX_INSPECT_FILE_LAYOUT_H
 #define TROX_INSPECT_FILE_LAYOUT_H
 
+#include "dump.h"
 #include "file_format.h"
 #include "file_probe.h"
 #include "input_file.h"
@@ -43,21 +44,21 @@ public:
         sort_and_fill(items_, file.size());
     }
 
+    file_items summary() const
+    {
+        file_items all{format::id, file_.size(), items_, {}, remarks_};
+        for (const layout_channel& channel : channels_) {
+            all.channels.push_back(channel.name);
+        }
+        return all;
+    }
     const std::vector<item>& items() const noexcept
     {
         return items_;
     }
-    const std::vector<std::string>& remarks() const noexcept
-    {
-        return remarks_;
-    }
     const std::vector<layout_channel>& channels() const noexcept
     {
         return channels_;
-    }
-    const std::optional<references_table>& references() const noexcept
-    {
-        return references_;
     }
     std::uint64_t rows() const noexcept ///< of each column, as far as the file holds them
     {
