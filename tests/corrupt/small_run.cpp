@@ -6,6 +6,7 @@
 #include "every_operation.h"
 #include "trox_daq_reader.h"
 #include "trox_daq_reader_2010.h"
+#include "trox_daq_reader_2024.h"
 #include "trox_writer.h"
 
 #include <algorithm>
@@ -266,6 +267,7 @@ std::vector<way_to_read> ways_to_read()
 {
     return {{"events_legacy", run_of_events<channel_legacy, trox_daq_reader>::make},
             {"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+            {"events_2024", run_of_events<channel_2024, trox_daq_reader_2024>::make},
             {"channels_legacy", run_of_channels<channel_legacy>::make},
             {"channels_2010", run_of_channels<channel_2010>::make},
             {"channels_2024", run_of_channels<channel_2024>::make}};
