@@ -74,8 +74,9 @@ public:
     virtual std::size_t rows(std::size_t channel) const = 0;
     virtual channel_column column(std::size_t channel) const = 0;
     virtual stored_channel stored(std::size_t channel) const = 0;
-    /// The decoder borrows the workspace, and this.
-    virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, decode_workspace& workspace) const = 0;
+    /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
+    virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
+                                                     decode_workspace& workspace) const = 0;
     virtual std::uint64_t offset(std::size_t channel, std::uint32_t row) const = 0;
 };
 

@@ -12,9 +12,12 @@
 #include "trox/typed_file.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <unordered_map>
@@ -209,13 +212,20 @@ inline std::string text_of(decode_failure failure)
 /// Reads so much at once where records follow each other.
 inline constexpr std::size_t heads_ahead = std::size_t{32} << 10;
 inline constexpr std::size_t records_ahead = std::size_t{128} << 10;
+inline constexpr std::size_t single_record_ahead = std::size_t{4} << 10;
+
+inline std::uint64_t next_identity()
+{
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
 
 template <class G> class typed_rows;
 
 template <class G> class typed_decoder final : public channel_decoder
 {
 public:
-    typed_decoder(const typed_rows<G>& rows, std::size_t channel, decode_workspace& workspace);
+    typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes, decode_workspace& workspace);
     bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) override;
     std::string reason() const override
     {
@@ -247,9 +257,14 @@ public:
     }
     channel_column column(std::size_t channel) const override;
     stored_channel stored(std::size_t channel) const override;
-    std::unique_ptr<channel_decoder> decoder(std::size_t channel, decode_workspace& workspace) const override
+    std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
+                                             decode_workspace& workspace) const override
     {
-        return std::make_unique<typed_decoder<G>>(*this, channel, workspace);
+        const std::uint64_t begin = offset(channel, first);
+        const std::uint64_t end = offset(channel, last);
+        const std::uint64_t bytes = (begin < end ? end - begin : begin - end) + single_record_ahead;
+        return std::make_unique<typed_decoder<G>>(
+            *this, channel, static_cast<std::size_t>(std::min<std::uint64_t>(bytes, records_ahead)), workspace);
     }
     std::uint64_t offset(std::size_t channel, std::uint32_t row) const override
     {
@@ -268,6 +283,11 @@ public:
     {
         return names_[channel];
     }
+    /// Tells files apart, also when one is opened again.
+    std::uint64_t identity() const noexcept
+    {
+        return identity_;
+    }
     file_span event_headers() const
     {
         return event_headers_;
@@ -280,6 +300,7 @@ public:
     file_span basket(std::size_t channel) const;
 
 private:
+    file_span find_basket(std::size_t channel) const;
     file_span basket_at(std::uint64_t position, std::size_t fixed, std::uint64_t pattern) const;
     bool is_update(file_window& window, const row_type& row) const;
     void disown(channel_column& column, std::size_t channel) const;
@@ -291,12 +312,15 @@ private:
     std::vector<std::uint32_t> block_types_;
     file_span event_headers_;
     file_span server_blocks_;
+    const std::uint64_t identity_ = next_identity();
+    mutable std::mutex mutex_;                              // guards the baskets
+    mutable std::vector<std::optional<file_span>> baskets_; // those that were looked for
 };
 
 template <class G>
 typed_rows<G>::typed_rows(const std::string& path, const std::vector<std::string>& channels)
     : path_(std::make_shared<std::string>(path)), names_(channels), counts_(channels.size()),
-      block_types_(channels.size())
+      block_types_(channels.size()), baskets_(channels.size())
 {
     using traits = channel_traits<G>;
     load_small_tables(path, file_);
@@ -341,6 +365,16 @@ file_span typed_rows<G>::basket_at(std::uint64_t position, std::size_t fixed, st
 }
 
 template <class G> file_span typed_rows<G>::basket(std::size_t channel) const
+{
+    const std::lock_guard lock(mutex_);
+    auto& known = baskets_[channel];
+    if (!known) {
+        known = find_basket(channel);
+    }
+    return *known;
+}
+
+template <class G> file_span typed_rows<G>::find_basket(std::size_t channel) const
 {
     using traits = channel_traits<G>;
     constexpr std::uint64_t head = 2 * traits::basket_word;
@@ -394,9 +428,9 @@ template <class G> channel_column typed_rows<G>::column(std::size_t channel) con
     const std::size_t count = counts_[channel];
     result.records.reserve(count);
     file_window headers;
-    headers.look_at(file_.fd, event_headers_.begin, event_headers_.end, heads_ahead);
+    headers.look_at(identity_, file_.fd, event_headers_.begin, event_headers_.end, heads_ahead);
     file_window subheads;
-    subheads.look_at(file_.fd, 0, static_cast<std::uint64_t>(file_.length), sizeof(typename G::subhead));
+    subheads.look_at(identity_, file_.fd, 0, static_cast<std::uint64_t>(file_.length), sizeof(typename G::subhead));
     const bool may_be_slow = (block_types_[channel] & slow_types) != 0;
     header event{};
     for (std::size_t i = 0; i < count; ++i) {
@@ -472,7 +506,7 @@ template <class G> stored_channel typed_rows<G>::stored(std::size_t channel) con
     } raw{};
     constexpr std::size_t size = sizeof(typename G::subhead) + sizeof(trox_zip_header);
     file_window window;
-    window.look_at(file_.fd, span.begin, span.end, size);
+    window.look_at(identity_, file_.fd, span.begin, span.end, size);
     const auto position = static_cast<std::uint64_t>(row_at(channel, 0).chhd);
     if (const unsigned char* bytes = window.fetch(position, size)) {
         channel_traits<G>::load(bytes, raw.head);
@@ -485,7 +519,8 @@ template <class G> stored_channel typed_rows<G>::stored(std::size_t channel) con
 }
 
 template <class G>
-typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, decode_workspace& workspace)
+typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes,
+                                decode_workspace& workspace)
     : rows_(rows), channel_(channel), source_{{&workspace.event_headers},
                                               {&workspace.server_blocks},
                                               &workspace.channel,
@@ -494,9 +529,10 @@ typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, 
 {
     const int fd = rows.file().fd;
     const file_span basket = rows.basket(channel);
-    workspace.event_headers.look_at(fd, rows.event_headers().begin, rows.event_headers().end, heads_ahead);
-    workspace.server_blocks.look_at(fd, rows.server_blocks().begin, rows.server_blocks().end, heads_ahead);
-    workspace.channel.look_at(fd, basket.begin, basket.end, records_ahead);
+    const std::uint64_t file = rows.identity();
+    workspace.event_headers.look_at(file, fd, rows.event_headers().begin, rows.event_headers().end, heads_ahead);
+    workspace.server_blocks.look_at(file, fd, rows.server_blocks().begin, rows.server_blocks().end, heads_ahead);
+    workspace.channel.look_at(file, fd, basket.begin, basket.end, bytes);
 }
 
 template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena& arena, decoded_record& out)

@@ -297,7 +297,7 @@ namespace
 void take_shape(const detail::file_rows& rows, channel_details& details)
 {
     detail::decode_workspace workspace;
-    const auto decoder = rows.decoder(0, workspace);
+    const auto decoder = rows.decoder(0, 0, 0, workspace);
     const auto count = static_cast<std::uint32_t>(rows.rows(0));
     for (std::uint32_t row = 0; row < count && details.block_type == 0; ++row) {
         detail::batch_arena arena(std::numeric_limits<std::size_t>::max());

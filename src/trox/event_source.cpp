@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr std::size_t most_notes = 1000;
+constexpr std::size_t farthest_horizon = 4096; // events
 
 const selection& checked(const selection& what)
 {
@@ -141,6 +142,9 @@ std::size_t event_source::count()
 std::optional<event> event_source::forward_from(std::size_t index)
 {
     for (; index_.reach(index); ++index) {
+        // The index runs ahead, so that the store knows what follows: the farther the longer one goes on.
+        index_.reach(index + horizon_);
+        horizon_ = std::min(horizon_ * 2, farthest_horizon);
         if (auto found = deliver(index, true)) {
             return found;
         }
@@ -187,7 +191,7 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
     while (wanted.position) {
         const std::size_t at = *wanted.position;
         std::string reason;
-        if (auto record = store_.wait(channel, at, reason)) {
+        if (auto record = store_.wait(channel, records, at, reason)) {
             return record;
         }
         const record_place& place = records[at];

@@ -77,6 +77,7 @@ private:
     event_index index_;
     record_store store_;
     std::optional<std::size_t> position_;
+    std::size_t horizon_ = 16; ///< events that the index is ahead of the reader going forward
     std::vector<wanted_record> wanted_;
     std::set<std::pair<std::size_t, std::size_t>> known_bad_; ///< channel, and position in its list
     reading_report report_;

@@ -10,13 +10,15 @@
 namespace trox::detail
 {
 
-void file_window::look_at(int fd, std::uint64_t begin, std::uint64_t end, std::size_t ahead) noexcept
+void file_window::look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end,
+                          std::size_t ahead) noexcept
 {
+    held_ = file == file_ ? held_ : 0;
+    file_ = file;
     fd_ = fd;
     begin_ = begin;
     end_ = std::max(begin, end);
     ahead_ = ahead;
-    held_ = 0; // descriptors are used again: what was read may be another file's
 }
 
 const unsigned char* file_window::fetch(std::uint64_t at, std::uint64_t size) noexcept

@@ -15,8 +15,9 @@ namespace trox::detail
 class file_window
 {
 public:
-    /// Lets the window look at [begin, end) of a file; reads `ahead` bytes at once when it must read.
-    void look_at(int fd, std::uint64_t begin, std::uint64_t end, std::size_t ahead) noexcept;
+    /// Lets the window look at [begin, end) of a file; reads `ahead` bytes at once when it must read. `file` tells
+    /// files apart, which descriptors do not: they are used again.
+    void look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end, std::size_t ahead) noexcept;
     /// Address of [at, at + size), valid until the next call; null when it lies outside or cannot be read.
     const unsigned char* fetch(std::uint64_t at, std::uint64_t size) noexcept;
     const unsigned char* find(std::uint64_t at, std::uint64_t size) noexcept
@@ -32,6 +33,7 @@ public:
 private:
     bool load(std::uint64_t at, std::uint64_t size) noexcept;
 
+    std::uint64_t file_ = 0;
     int fd_ = -1;
     std::uint64_t begin_ = 0;
     std::uint64_t end_ = 0;

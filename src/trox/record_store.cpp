@@ -158,10 +158,12 @@ void record_store::enqueue(const batch_pointer& batch, bool at_once)
 void record_store::request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
-    const bool in_order = at == state.expected;
     const batch_pointer known = find(state, at);
-    if (in_order || known == nullptr) { // a slow value is asked for again and again
-        state.run = known != nullptr ? state.run : in_order ? std::min(state.run * 2, longest_run) : 1;
+    if (at == state.expected) {
+        state.run = std::min(state.run + 1, longest_run);
+        state.expected = forward ? at + 1 : at - 1;
+    } else if (known == nullptr) { // a slow value is asked for again and again
+        state.run = 1;
         state.expected = forward ? at + 1 : at - 1;
     }
     if (known != nullptr) {
@@ -217,14 +219,33 @@ void record_store::prefetch(std::size_t channel, const std::vector<record_place>
     }
 }
 
-std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, std::size_t at, std::string& reason)
+std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
+                                                         std::size_t at, std::string& reason)
 {
     channel_state& state = channels_[channel];
-    const batch_pointer batch = find(state, at);
-    if (batch == nullptr) {
-        reason = "is not decoded";
-        return nullptr;
+    for (;;) {
+        const batch_pointer batch = find(state, at);
+        if (batch == nullptr) { // the one that had it in mind ended early
+            request(channel, list, at, true);
+            continue;
+        }
+        finish(batch);
+        state.typical_bytes = std::max<std::size_t>(batch->arena.bytes() / batch->size, 1);
+        const std::size_t index = batch->index_of(at);
+        if (index >= batch->size) {
+            continue;
+        }
+        if (!batch->failures[index].empty()) {
+            reason = batch->failures[index];
+            return nullptr;
+        }
+        return {batch, &batch->records[index]};
     }
+}
+
+/// Waits for a batch, or decodes it here. It has at least one record then.
+void record_store::finish(const batch_pointer& batch)
+{
     std::unique_lock lock(mutex_);
     while (batch->state != record_batch::stage::done) {
         const auto queued = std::find(queue_.begin(), queue_.end(), batch);
@@ -238,18 +259,6 @@ std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, st
     if (batch->size == 0) {
         decode_with_all_there_is(lock, batch);
     }
-    lock.unlock();
-    state.typical_bytes = std::max<std::size_t>(batch->arena.bytes() / std::max<std::size_t>(batch->size, 1), 1);
-    const std::size_t index = batch->index_of(at);
-    if (index >= batch->size) {
-        reason = "is not decoded";
-        return nullptr;
-    }
-    if (!batch->failures[index].empty()) {
-        reason = batch->failures[index];
-        return nullptr;
-    }
-    return {batch, &batch->records[index]};
 }
 
 /// A record that did not fit its grant gets all memory that nobody holds.
@@ -320,7 +329,8 @@ void record_store::decode(record_batch& batch, decode_workspace& workspace)
     try {
         batch.records.reserve(batch.places.size());
         batch.failures.reserve(batch.places.size());
-        const auto decoder = batch.rows->decoder(batch.channel, workspace);
+        const auto decoder =
+            batch.rows->decoder(batch.channel, batch.places.front().row, batch.places.back().row, workspace);
         for (const record_place& place : batch.places) {
             decoded_record record;
             const bool good = decoder->decode(place.row, batch.arena, record);

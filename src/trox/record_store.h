@@ -82,7 +82,8 @@ public:
     /// (out_of_budget).
     void request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
     /// The requested record; null when it cannot be decoded, with the reason. Throws error (out_of_budget).
-    std::shared_ptr<const decoded_record> wait(std::size_t channel, std::size_t at, std::string& reason);
+    std::shared_ptr<const decoded_record> wait(std::size_t channel, const std::vector<record_place>& list,
+                                               std::size_t at, std::string& reason);
     /// Has the records behind (before) `at` decoded, as far as there is room for them.
     void prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
 
@@ -107,6 +108,7 @@ private:
     bool run_one(std::unique_lock<std::mutex>& lock);
     void run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace);
     void decode(record_batch& batch, decode_workspace& workspace);
+    void finish(const batch_pointer& batch);
     void decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
     void work();
 

@@ -81,6 +81,8 @@ TEST_F(text, bytes_and_durations_have_units)
     EXPECT_EQ(duration_text(std::chrono::microseconds(999)), "999 us");
     EXPECT_EQ(duration_text(std::chrono::microseconds(-2500)), "-2.5 ms");
     EXPECT_EQ(duration_text(std::chrono::microseconds(11918420)), "11.92 s");
+    EXPECT_EQ(duration_text(std::chrono::hours(36)), "36.0 h");
+    EXPECT_EQ(duration_text(std::chrono::hours(60)), "2.5 d");
 }
 
 TEST_F(text, sizes_and_durations_are_read)

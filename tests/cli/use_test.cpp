@@ -90,7 +90,7 @@ const failing_use failures[]{
     {"bad_pattern",
      {"show", "data_2010", "re:a{2"},
      2,
-     "trox: show: \"a{2\" is no pattern: Unexpected end of brace expression.\n"},
+     "trox: show: \"a{2\" is no pattern: Mismatched '{' and '}' in regular expression\n"},
     {"no_such_event",
      {"show", "data_2010", "--event", "5"},
      1,

@@ -3,7 +3,10 @@
 #include "channel_types.h"
 #include "channel_waiting.h"
 #include "detail/big_endian.h"
+#include "trox/trox.h"
+#include "trox_daq_reader.h"
 #include "trox_daq_reader_2010.h"
+#include "trox_daq_reader_2024.h"
 #include "trox_writer.h"
 
 #include <algorithm>
@@ -167,6 +170,54 @@ protected:
     }
 };
 
+/// Read event by event, through the layer that knows all generations.
+template <class T> class run_of_layer : public run_of<T>
+{
+public:
+    static std::unique_ptr<small_run> make()
+    {
+        return std::make_unique<run_of_layer>();
+    }
+
+protected:
+    records read_file() const override
+    try {
+        constexpr int most_events = 100; // each record may at worst be an event of its own
+        const auto data = trox::data_set::open_files({this->path_});
+        trox::selection all; // a damaged dictionary may lack a name
+        trox::event_reader reader(data, all, {std::size_t{1} << 20, 1, true});
+        records found;
+        int delivered = 0;
+        for (const trox::event& event : reader) {
+            if (++delivered > most_events) {
+                ADD_FAILURE() << "the events do not end";
+                break;
+            }
+            for (const trox::record& record : event.records()) {
+                keep(record, reader, found);
+            }
+        }
+        return found;
+    } catch (const trox::error& refused) {
+        return {};
+    }
+
+private:
+    void keep(const trox::record& record, const trox::event_reader& reader, records& found) const
+    {
+        if (!record || !record.is_updated()) {
+            return;
+        }
+        const std::string& name = reader.data().channels()[reader.channels()[record.channel()]].name;
+        const auto at = std::find(this->channels_.begin(), this->channels_.end(), name);
+        if (at != this->channels_.end()) {
+            const auto payload = record.payload();
+            found[{static_cast<int>(at - this->channels_.begin()), record.event_number()}] =
+                std::string(reinterpret_cast<const char*>(payload.data()), payload.size());
+        }
+    }
+};
+
 /// Read event by event.
 template <class T, class Reader> class run_of_events : public run_of<T>
 {
@@ -239,10 +290,15 @@ private:
 
 std::vector<way_to_read> ways_to_read()
 {
-    return {{"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+    return {{"events_legacy", run_of_events<channel_legacy, trox_daq_reader>::make},
+            {"events_2010", run_of_events<channel_2010, trox_daq_reader_2010>::make},
+            {"events_2024", run_of_events<channel_2024, trox_daq_reader_2024>::make},
             {"channels_legacy", run_of_channels<channel_legacy>::make},
             {"channels_2010", run_of_channels<channel_2010>::make},
-            {"channels_2024", run_of_channels<channel_2024>::make}};
+            {"channels_2024", run_of_channels<channel_2024>::make},
+            {"layer_legacy", run_of_layer<channel_legacy>::make},
+            {"layer_2010", run_of_layer<channel_2010>::make},
+            {"layer_2024", run_of_layer<channel_2024>::make}};
 }
 
 small_run::small_run()
@@ -278,7 +334,8 @@ bool small_run::is_vital(std::size_t byte) const
 records small_run::read(const std::vector<unsigned char>& content) const
 {
     {
-        std::ofstream out(path_, std::ios::binary | std::ios::trunc);
+        std::filesystem::remove(path_); // a file written over may have to reach the disk at once
+        std::ofstream out(path_, std::ios::binary);
         out.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     }
     return read_file();
