@@ -10,6 +10,7 @@ namespace trox_cli
 
 const std::vector<const verb_entry*>& all_verbs()
 {
+    // clang-format off: one a line, so that additions do not meet
     static const std::vector<const verb_entry*> verbs{
         &info_entry,
         &list_entry,
@@ -20,6 +21,7 @@ const std::vector<const verb_entry*>& all_verbs()
         &man_entry,
         &completion_entry,
     };
+    // clang-format on
     return verbs;
 }
 
