@@ -10,7 +10,8 @@ namespace trox_cli
 
 const std::vector<const verb_entry*>& all_verbs()
 {
-    // clang-format off: one a line, so that additions do not meet
+    // One a line, so that additions do not meet.
+    // clang-format off
     static const std::vector<const verb_entry*> verbs{
         &info_entry,
         &list_entry,
