@@ -10,6 +10,8 @@ namespace trox_cli
 
 const std::vector<const verb_entry*>& all_verbs()
 {
+    // One a line, so that additions do not meet.
+    // clang-format off
     static const std::vector<const verb_entry*> verbs{
         &info_entry,
         &list_entry,
@@ -23,6 +25,7 @@ const std::vector<const verb_entry*>& all_verbs()
         &man_entry,
         &completion_entry,
     };
+    // clang-format on
     return verbs;
 }
 
