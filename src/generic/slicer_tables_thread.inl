@@ -214,7 +214,7 @@ template <class G> void basic_slicer<G>::stop_table_thread()
         ::pthread_cond_broadcast(&tcond_);
     }
     const bool has_traces = slicer_traits<G>::has_life_cycle_traces && get_debug() > 0;
-    if (::pthread_join(tid_, nullptr) == 0) {
+    if (os().pthread_join(tid_, nullptr) == 0) {
         tid_ = 0;
         if (has_traces) {
             print<common_slicer_texts, common_slicer_message::thread_joined>();
