@@ -331,6 +331,7 @@ private:
     // events
     void prepare_delivery();
     int set_up_slicer();
+    time_id place_of(const time_id& event) const;
     int find_event(time_id* target, int type);
     int ask_slicer(time_id* target, int type);
     int slicer_failure(int status);
