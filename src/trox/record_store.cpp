@@ -210,6 +210,11 @@ void record_store::prefetch(std::size_t channel, const std::vector<record_place>
             if (free < budget_ / 4 || free - budget_ / 4 < wanted) {
                 return;
             }
+            const auto files =
+                list[next].file > list[at].file ? list[next].file - list[at].file : list[at].file - list[next].file;
+            if (files >= rows_.most_open()) { // a batch keeps its file open until it is decoded
+                return;
+            }
             const batch_pointer batch = make(channel, list, next, forward, free);
             batch->round = 0;
             state.batches.push_back(batch);
