@@ -4,7 +4,10 @@
 #include "detail/big_endian.h"
 #include "generic/accessor.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 using namespace trox_detail::accessor;
@@ -82,15 +85,44 @@ bool has_all_pixels(const image_shape& shape, std::size_t payload_size)
     return shape.length < 0 || static_cast<std::size_t>(shape.length) <= payload_size - shape.head_size;
 }
 
-/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of.
+/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of. As for
+/// spectra, a missing payload comes before a wrong type.
 int find_shape(int kind, int dtype, const unsigned char* payload, std::size_t size, image_shape& shape)
 {
+    if (payload == nullptr) {
+        return no_payload;
+    }
     if (kind != image) {
         return failed;
     }
-    const bool is_whole = payload != nullptr && load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) &&
-                          has_all_pixels(shape, size);
+    const bool is_whole =
+        load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) && has_all_pixels(shape, size);
     return is_whole ? 0 : no_payload;
+}
+
+/// A pixel of any width as the nearest float; the largest float for what is larger.
+float pixel_value(const unsigned char* bytes, std::size_t size)
+{
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    constexpr std::size_t more_than_float_has = 32;
+    for (; size != 0 && *bytes == 0; --size) {
+        ++bytes;
+    }
+    const std::size_t head = std::min(size, word);
+    const unsigned char* const rest = bytes + head;
+    const unsigned char* const end = bytes + size;
+    std::uint64_t value = 0;
+    for (; bytes != rest; ++bytes) {
+        value = value << 8 | *bytes;
+    }
+    if (rest == end) {
+        return static_cast<float>(value);
+    }
+    // The first bit is among the upper eight: the lowest one is far behind a float's last, and only tells that
+    // something follows, so that there is one rounding.
+    value |= std::any_of(rest, end, [](unsigned char byte) { return byte != 0; }) ? 1U : 0U;
+    const auto shift = static_cast<int>(8 * std::min(size - head, more_than_float_has));
+    return std::min(std::ldexp(static_cast<float>(value), shift), std::numeric_limits<float>::max());
 }
 
 } // namespace
@@ -104,6 +136,7 @@ bool trox_detail::accessor::add_pixels(const pixel_rows& rows, float* values, st
                 static_cast<std::size_t>(iy) * static_cast<std::size_t>(rows.nx) + static_cast<std::size_t>(ix);
             const std::size_t offset = index * bpp;
             if (bpp > rows.size || offset > rows.size - bpp) {
+                // "len" is what there is, and not what the image's head announces: that is how far the pixels go.
                 std::fprintf(stderr, "*** error: idx2 %zu len %zu ix %d iy %d bpp %d\n", offset, rows.size, ix, iy,
                              rows.bpp);
                 return false;
@@ -113,12 +146,8 @@ bool trox_detail::accessor::add_pixels(const pixel_rows& rows, float* values, st
                              rows.nx, rows.ny);
                 return false;
             }
-            double pixel = 0.0;
-            for (std::size_t byte = 0; byte < bpp; ++byte) {
-                pixel = pixel * 256.0 + rows.bytes[offset + byte];
-            }
             if (values != nullptr) {
-                values[index] += static_cast<float>(pixel);
+                values[index] += pixel_value(rows.bytes + offset, bpp);
             }
         }
     }
@@ -145,7 +174,8 @@ void* trox_daq_getdata::GetImage() const
 int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length) const
 {
     image_shape shape;
-    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+    if (const int status = find_shape(PropType, DataType, Data != nullptr ? payload : nullptr, payload_size, shape);
+        status != 0) {
         return status;
     }
     put(frame, shape.frame);
@@ -158,7 +188,8 @@ int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length)
 int trox_daq_getdata::GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny) const
 {
     image_shape shape;
-    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+    if (const int status = find_shape(PropType, DataType, Data != nullptr ? payload : nullptr, payload_size, shape);
+        status != 0) {
         return status;
     }
     put(xstart, shape.xstart);
