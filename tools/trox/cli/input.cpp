@@ -122,6 +122,7 @@ void data_source::declare_places(CLI::App& app)
 
 void data_source::declare_event_range(CLI::App& app)
 {
+    limits_events_ = true;
     add_number(app, "--from-event", first_number_, "First event by number");
     add_number(app, "--to-event", end_number_, "End by event number, which is not included");
 }
@@ -155,6 +156,9 @@ trox::data_set data_source::open(context& context) const
     const sorted_arguments sorted = sort_arguments();
     if (!sorted.files.empty() && run_) {
         throw wrong_use("files and --run are two things to read", "name one of them");
+    }
+    if (!limits_events_ && (begin_ || end_) && (!sorted.files.empty() || run_)) {
+        throw wrong_use("--from and --to name a period, and files or a run are named as well", "name one of them");
     }
     const auto open = [&]() {
         if (!sorted.files.empty()) {

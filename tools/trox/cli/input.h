@@ -38,7 +38,7 @@ private:
 ///     FILE... | --run N --catalogue DIR | --from TIME --to TIME --catalogue DIR
 ///
 /// A directory as FILE stands for its *.raw files in reading order. With files or a run, --from and --to limit the
-/// events that are read.
+/// events that are read, for verbs that read events.
 class data_source
 {
 public:
@@ -83,6 +83,7 @@ private:
     sorted_arguments sort_arguments() const;
 
     bool takes_channels_ = false;
+    bool limits_events_ = false; ///< --from and --to mean events also beside files and --run
     std::vector<std::string> first_arguments_;
     std::vector<std::string> arguments_;
     std::vector<std::string> channels_;

@@ -37,6 +37,9 @@ void parse(CLI::App& app, const verb_entry& entry, const std::vector<std::string
             throw wrong_use("there is no option " + first, meant.empty() ? see : meant);
         }
         throw wrong_use("\"" + first + "\" is one argument too many", see);
+    } catch (const CLI::ArgumentMismatch& error) {
+        const std::string text = error.what(); // "--kind: 1 required ... missing"
+        throw wrong_use(text.substr(0, text.find(':')) + ": a value is missing", see);
     } catch (const CLI::ParseError& error) {
         throw wrong_use(error.what(), see);
     }

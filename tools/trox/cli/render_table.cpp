@@ -228,10 +228,10 @@ private:
             if (setting_.width != 0 && left == 0) {
                 break;
             }
-            const std::string text =
-                setting_.width == 0 ? shown[i].text : fit_width(shown[i].text, std::min(left, widths_[i]));
+            const std::size_t room = setting_.width == 0 ? widths_[i] : std::min(left, widths_[i]);
+            const std::string text = setting_.width == 0 ? shown[i].text : fit_width(shown[i].text, room);
             const std::size_t width = display_width(text);
-            const std::string padding(widths_[i] > width ? widths_[i] - width : 0, ' ');
+            const std::string padding(room > width ? room - width : 0, ' ');
             const bool is_right = is_right_aligned(columns_[i].type);
             line += std::string(start - used, ' ') + (is_right ? padding : "");
             line += colored(text, color_of(shown[i].shade));

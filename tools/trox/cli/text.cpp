@@ -238,7 +238,13 @@ std::string duration_text(std::chrono::microseconds duration)
     if (size < 1000000) {
         return fmt::format("{:.3g} ms", static_cast<double>(us) / 1e3);
     }
-    return fmt::format("{:.4g} s", static_cast<double>(us) / 1e6);
+    constexpr double hour = 3600e6;
+    constexpr double day = 24 * hour;
+    if (size < 2 * hour) {
+        return fmt::format("{:.4g} s", static_cast<double>(us) / 1e6);
+    }
+    return size < 2 * day ? fmt::format("{:.1f} h", static_cast<double>(us) / hour)
+                          : fmt::format("{:.1f} d", static_cast<double>(us) / day);
 }
 
 std::string real_text(float value)

@@ -40,7 +40,7 @@ std::string did_you_mean(const std::vector<std::string>& words);
 
 /// "17 B", "4.0 KiB", "2.5 GiB".
 std::string bytes_text(std::uint64_t bytes);
-/// "17 us", "4.2 ms", "3.1 s".
+/// "17 us", "4.2 ms", "3.1 s", "5.0 h", "12.3 d".
 std::string duration_text(std::chrono::microseconds duration);
 /// Shortest decimal number that reads as the same value; "nan", "inf", "-inf".
 std::string real_text(float value);
