@@ -21,6 +21,7 @@ struct golden_case {
 const std::vector<golden_case>& cases()
 {
     static const std::string charge = "LINAC.DIAG/TOROID/3.UNDU/CHARGE";
+    static const std::string dumped = "data_2010/linac_main_run1042_file3_20120614T093008.raw";
     static const std::string image = "LINAC.DIAG/CAM/SCR.4/IMG";
     static const std::vector<golden_case> all{
         {"info_legacy", {"info", "data_legacy"}},
@@ -64,6 +65,16 @@ const std::vector<golden_case>& cases()
         {"show_names", {"show", "data_2010", "LINAC.CTRL/FB/ORBIT/SETTINGS"}},
         {"show_state", {"show", "data_legacy", "LINAC.LASER/OSC/2/STATUS", "--event", "12045309"}},
         {"show_slow_json", {"show", "data_2010", "LINAC.MAG/QUAD/Q5.BC2/I.RBV", "--json"}},
+        {"doctor_2010", {"doctor", "data_2010"}},
+        {"doctor_long", {"doctor", "data_legacy", "--long"}},
+        {"doctor_json", {"doctor", "data_2024", "--json"}},
+        {"dump_items", {"dump", dumped, "--items"}},
+        {"dump_items_json", {"dump", dumped, "--items", "--item", "unused", "--json"}},
+        {"dump_references", {"dump", dumped, "--item", "references"}},
+        {"dump_index_json", {"dump", dumped, "--item", "index", "--rows", "1", "--json"}},
+        {"dump_record", {"dump", dumped, "-c", charge, "--event", "388120121"}},
+        {"dump_hex", {"dump", dumped, "--hex", "--at", "0x37145", "--length", "40"}},
+        {"dump_hex_json", {"dump", dumped, "--hex", "--item", "trailer", "--json"}},
         {"show_environment", {"show", "data_2024", "LINAC.ENV/TEMP/RACK.17"}}};
     return all;
 }

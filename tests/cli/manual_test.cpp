@@ -140,7 +140,10 @@ TEST(schema_page, tells_every_field_that_verbs_write)
         {"show", "data_2010", "LINAC.DIAG/CAM/SCR.4/ROI1"},
         {"show", "data_2010", "LINAC.CTRL/FB/ORBIT/SETTINGS"},
         {"show", "data_2010", "LINAC.LASER/*"},
-        {"show", "data_2010", "LINAC.MAG/QUAD/Q5.BC2/I.RBV"}};
+        {"show", "data_2010", "LINAC.MAG/QUAD/Q5.BC2/I.RBV"},
+        {"dump", "data_2010/linac_main_run1042_file1_20120614T093000.raw", "--item", "trailer"},
+        {"dump", "data_2010/linac_main_run1042_file1_20120614T093000.raw", "--items"},
+        {"dump", "data_2010/linac_main_run1042_file1_20120614T093000.raw", "--hex", "--item", "trailer"}};
     for (auto use : uses) {
         use.emplace_back("--json");
         const auto document = run_trox(use).json();

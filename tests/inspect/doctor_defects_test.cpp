@@ -53,7 +53,7 @@ TYPED_TEST(doctor_defects, give_their_finding_and_no_other)
     const trox_test::temp_directory directory;
     const auto whole = make_file<TypeParam>(directory.file("a.raw"), this->layout());
     ASSERT_EQ(codes_of(ti::check_file(directory.file("a.raw"))), "");
-    for (const auto& one : defect_table<TypeParam>().all()) {
+    for (const auto& one : all_defects<TypeParam>()) {
         SCOPED_TRACE(one.name);
         auto damaged = whole;
         one.damage(damaged);
@@ -87,7 +87,7 @@ TEST(doctor_codes, are_all_made_by_a_defect)
     std::set<finding_code> made = made_elsewhere;
     const auto collect = [&]<class T>() {
         const auto whole = make_file<T>(directory.file("a.raw"));
-        for (const auto& one : defect_table<T>().all()) {
+        for (const auto& one : all_defects<T>()) {
             for (const expected_finding& finding : one.found(whole)) {
                 made.insert(finding.code);
             }

@@ -66,7 +66,7 @@ template <class G> std::uint64_t file_check<G>::next_index_entry(std::uint64_t p
     for (std::int32_t type = 0; type < trox_event_type_count; ++type) {
         const std::uint64_t reference = references_.eite_pos_ref[type];
         if (reference > position && (next == 0 || reference < next)) {
-            const auto head = window_.load<typename G::event_index_head>(reference);
+            const auto head = file_.load<typename G::event_index_head>(reference);
             next = head && head->event_type == type ? reference : next;
         }
     }
@@ -82,7 +82,7 @@ template <class G> bool file_check<G>::is_referenced_entry(std::uint64_t positio
 /// True when an entry seems to begin at a position: something leads there, or its head has possible values.
 template <class G> bool file_check<G>::is_index_entry(std::uint64_t position)
 {
-    const auto head = window_.load<typename G::event_index_head>(position);
+    const auto head = file_.load<typename G::event_index_head>(position);
     if (!head || is_referenced_entry(position)) {
         return head.has_value();
     }
@@ -195,6 +195,7 @@ void file_check<G>::check_infos(typename G::event_index_head head, std::uint64_t
         add(finding_code::index_offset,
             {.item = item_kind::index, .event = lost_events_[i].number, .offset = lost_events_[i].position},
             "an offset that leads to no event header", "an event header");
+        lost_names_.insert(lost_events_[i].name());
     }
     if (bad > 1) {
         indexed_ -= bad;
@@ -207,8 +208,7 @@ void file_check<G>::check_infos(typename G::event_index_head head, std::uint64_t
     }
 }
 
-/// True when `time` and `number` are those of the extreme event by the index or by the headers, which differ only where
-/// that was told.
+/// True when `time` and `number` are those of an event than which none is `less`.
 template <class Less>
 bool is_extreme(std::span<const event_state> events, time_stamp time, std::uint64_t number, Less less)
 {
@@ -349,9 +349,7 @@ template <class G> std::uint32_t file_check<G>::find_event(std::uint64_t positio
     event.number = header->event_number;
     event.time = header->event_time;
     event.type = header->event_type;
-    const bool is_lost = std::any_of(lost_events_.begin(), lost_events_.end(), [&](const event_state& one) {
-        return one.number == event.number && one.type == event.type && same_time(one.time, event.time);
-    });
+    const bool is_lost = lost_names_.count(event.name()) != 0;
     if (is_index_whole_ && !is_lost) {
         add(finding_code::event_unlisted, {.item = item_kind::event_headers, .event = event.number, .offset = position},
             "an event that the index has not got", "an entry in the event index");

@@ -62,6 +62,7 @@ template <class G> void file_check<G>::take_references(std::uint64_t position)
     references_position_ = position;
     references_ = *file_.load<references_table>(position);
     has_references_ = true;
+    find_item_starts();
     report_.items.push_back({item_kind::references, {}, position, sizeof references_});
     const finding_place here{.item = item_kind::references, .offset = position};
     if (references_.pattern != format::references_pattern) {
@@ -89,27 +90,32 @@ template <class G> void file_check<G>::take_references(std::uint64_t position)
 
 template <class G> bool file_check<G>::is_item(std::uint64_t position, std::uint64_t pattern)
 {
-    const auto head = position == 0 ? std::nullopt : window_.load<table_head<word>>(position);
+    const auto head = position == 0 ? std::nullopt : file_.load<table_head<word>>(position);
     return head && head->pattern == pattern;
 }
 
-/// Bytes from a position to the next table or basket that a reference leads to, or to the end of the file. A reference
-/// that leads elsewhere does not count.
-template <class G> std::uint64_t file_check<G>::room_for_item(std::uint64_t position)
+/// References that lead elsewhere do not count.
+template <class G> void file_check<G>::find_item_starts()
 {
-    const std::pair<std::uint64_t, std::uint64_t> others[] = {
+    const std::pair<std::uint64_t, std::uint64_t> places[] = {
         {references_.eit_pos_ref, index_pattern},          {references_.cdt_ref, dictionary_pattern},
         {references_.ecp_ref, pointers_pattern},           {references_.eidt_ref, environment_pattern},
         {references_.xcd_ref, descriptions_pattern},       {references_.evhdb_ref, event_headers_pattern},
         {references_.srvbb_ref, server_blocks_pattern},    {references_.chanb_ref, channel_pattern},
         {references_position_, format::references_pattern}};
-    std::uint64_t end = file_.size();
-    for (const auto& [other, pattern] : others) {
-        if (other > position && other < end && is_item(other, pattern)) {
-            end = other;
+    for (const auto& [position, pattern] : places) {
+        if (is_item(position, pattern)) {
+            item_starts_.push_back(position);
         }
     }
-    return end - position;
+    std::sort(item_starts_.begin(), item_starts_.end());
+}
+
+/// Bytes from a position to the next table or basket that a reference leads to, or to the end of the file.
+template <class G> std::uint64_t file_check<G>::room_for_item(std::uint64_t position) const
+{
+    const auto next = std::upper_bound(item_starts_.begin(), item_starts_.end(), position);
+    return (next == item_starts_.end() ? file_.size() : *next) - position;
 }
 
 /// False, and told, when a table that every file has is absent.

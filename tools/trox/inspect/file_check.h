@@ -15,8 +15,10 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -40,6 +42,12 @@ struct opened_table {
 
 inline constexpr std::uint32_t no_event = 0xFFFFFFFF;
 
+inline std::uint64_t microseconds_of(time_stamp time) noexcept
+{
+    constexpr std::uint64_t second = 1000000;
+    return time.timeup * second + time.timelow;
+}
+
 /// An event, as the index tells it.
 struct event_state {
     std::uint64_t position = 0; ///< of its header
@@ -51,6 +59,12 @@ struct event_state {
     std::int32_t blocks_seen = 0;  ///< that rows lead to
     std::uint64_t length_seen = 0; ///< sum of their lengths
     bool is_sound = true;          ///< nothing of the header is doubtful
+
+    /// What makes it this event: number, type, time in microseconds.
+    std::tuple<std::uint64_t, std::int32_t, std::uint64_t> name() const noexcept
+    {
+        return {number, type, microseconds_of(time)};
+    }
 };
 
 /// A server block that rows lead to. Workers add the records' lengths.
@@ -106,12 +120,6 @@ template <std::size_t N> bool is_padded(const char (&field)[N]) noexcept
     return true;
 }
 
-inline std::uint64_t microseconds_of(time_stamp time) noexcept
-{
-    constexpr std::uint64_t second = 1000000;
-    return time.timeup * second + time.timelow;
-}
-
 inline bool same_time(time_stamp a, time_stamp b) noexcept
 {
     return a.timeup == b.timeup && a.timelow == b.timelow;
@@ -150,7 +158,8 @@ private:
     bool check_trailer_pattern(const typename format::trailer& trailer, std::uint64_t position, bool leads_on);
     void take_references(std::uint64_t position);
     opened_table open_table(item_kind kind, std::uint64_t position, std::uint64_t pattern, std::uint64_t entry_size);
-    std::uint64_t room_for_item(std::uint64_t position);
+    std::uint64_t room_for_item(std::uint64_t position) const;
+    void find_item_starts();
     bool is_item(std::uint64_t position, std::uint64_t pattern);
     opened_table open_basket(item_kind kind, std::uint64_t position, std::uint64_t pattern);
     void check_basket_end(item_kind kind, const opened_table& opened, std::uint64_t records_end);
@@ -231,6 +240,7 @@ private:
     bool knows_environment_ = false; ///< the environment dictionary can be used, or is absent
     references_table references_{};
     std::uint64_t references_position_ = 0;
+    std::vector<std::uint64_t> item_starts_; ///< where references lead and a pattern stands, ascending
 
     opened_table event_headers_;
     opened_table server_blocks_;
@@ -243,6 +253,7 @@ private:
     std::uint64_t indexed_ = 0;
     std::unordered_map<std::uint64_t, std::uint32_t> event_at_;
     std::vector<event_state> lost_events_; ///< whose header the index does not find
+    std::set<std::tuple<std::uint64_t, std::int32_t, std::uint64_t>> lost_names_;
 
     std::deque<block_state> blocks_;
     std::unordered_map<std::uint64_t, std::uint32_t> block_at_;
