@@ -9,6 +9,7 @@
 #include "trox_writer.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <set>
@@ -86,6 +87,13 @@ template <class T> trox_test::data_file<T> make_file(const std::string& path, co
         write_event<T>(file, event);
     }
     return {path, file.finish()};
+}
+
+/// Writes the file anew. One that is overwritten would be brought to the disk each time it is closed.
+template <class T> void write_anew(const trox_test::data_file<T>& file, const std::string& path)
+{
+    std::filesystem::remove(path);
+    file.write(path);
 }
 
 /// One line per code and count, as a test compares them.

@@ -102,10 +102,10 @@ TYPED_TEST(every_byte, of_the_tables_set_to_all_ones_in_words_is_checked_to_an_e
         for (std::uint64_t at = table.position; at + 4 <= table.position + table.length; at += 4) {
             auto file = this->file_;
             file.put(at, std::uint32_t{0xFFFFFFFF});
-            file.write(this->path());
+            write_anew(file, this->path());
             ASSERT_EQ(ti::check_file(this->path(), options).file_size, file.bytes().size());
             file.put(at, std::uint32_t{0x7FFFFFF0});
-            file.write(this->path());
+            write_anew(file, this->path());
             ASSERT_EQ(ti::check_file(this->path(), options).file_size, file.bytes().size());
         }
     }

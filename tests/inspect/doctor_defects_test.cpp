@@ -58,7 +58,7 @@ TYPED_TEST(doctor_defects, give_their_finding_and_no_other)
         auto damaged = whole;
         one.damage(damaged);
         ASSERT_NE(damaged.bytes(), trox_test::data_file<TypeParam>(whole).bytes());
-        damaged.write(directory.file("a.raw"));
+        write_anew(damaged, directory.file("a.raw"));
         const auto report = ti::check_file(directory.file("a.raw"));
         this->compare(report, one.found(whole));
         std::uint64_t bad = 0;

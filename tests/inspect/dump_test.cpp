@@ -197,7 +197,7 @@ TYPED_TEST(dump_damaged, bytes_are_shown_and_told)
         for (std::uint64_t at = table.position; at < table.position + table.length; at += 7) {
             auto file = whole;
             file.bytes()[at] ^= 0xFF;
-            file.write(path);
+            write_anew(file, path);
             std::uint64_t rows = 0;
             ti::dump_fields(path, {}, [&](const ti::dump_row&) { ++rows; });
             ASSERT_GT(rows, 3U);
@@ -205,7 +205,7 @@ TYPED_TEST(dump_damaged, bytes_are_shown_and_told)
     }
     auto file = whole;
     file.bytes()[map.channel_dictionary.position] ^= 0xFF;
-    file.write(path);
+    write_anew(file, path);
     const auto items = ti::list_items(path);
     ASSERT_EQ(items.remarks.size(), 1U);
     EXPECT_NE(items.remarks[0].find("dictionary"), std::string::npos) << items.remarks[0];
