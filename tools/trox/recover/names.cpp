@@ -1,0 +1,110 @@
+#include "names.h"
+
+#include "tables.h"
+
+#include <algorithm>
+
+namespace trox::recovery
+{
+
+bool looks_like_subhead(const subhead_values& head) noexcept
+{
+    const auto type = block_type(head.dtype);
+    return head.name.is_printable && head.name.is_padded && head.ldata >= 0 && type > 0 && type < TROX_BLOCK_MAX_2010;
+}
+
+channel_names::channel_names(found& file, record_checker& checker)
+    : file_(file), checker_(checker),
+      is_dictionary_whole_(file.table(item::dictionary).is_there() && !file.table(item::dictionary).cut &&
+                           std::none_of(file.channels.begin(), file.channels.end(),
+                                        [](const channel& one) { return one.is_listed && one.name.empty(); }))
+{
+    for (std::uint32_t i = 0; i < file_.channels.size(); ++i) {
+        if (!file_.channels[i].name.empty()) {
+            by_subhead_[file_.channels[i].subhead].push_back(i);
+        }
+    }
+}
+
+bool channel_names::read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name,
+                               std::string& full_name)
+{
+    subhead_values head;
+    if (!checker_.read_subhead(subhead, head) || !looks_like_subhead(head)) {
+        return false;
+    }
+    short_name = head.name.text;
+    full_name.clear();
+    if (checker_.is_slow(head) && file_.layout.is_update_type(head.dtype)) {
+        std::vector<unsigned char> bytes(file_.layout.sizes().update);
+        if (file_.file.read(data, bytes.data(), bytes.size())) {
+            const auto update = file_.layout.update(bytes.data());
+            const bool fits = update.name.is_printable && subhead_name(file_.layout, update.name.text) == short_name;
+            full_name = fits ? update.name.text : std::string();
+        }
+    }
+    return true;
+}
+
+std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
+{
+    std::string short_name;
+    std::string full_name;
+    if (!read_names(subhead, data, short_name, full_name)) {
+        return no_index;
+    }
+    auto& known = by_subhead_[short_name];
+    for (const auto index : known) {
+        if (file_.channels[index].name == full_name) {
+            return index;
+        }
+    }
+    if (full_name.empty() && known.size() == 1) {
+        return known.front();
+    }
+    if (is_dictionary_whole_ || (full_name.empty() && !known.empty())) {
+        return no_index;
+    }
+    channel added;
+    added.name = full_name.empty() ? short_name : full_name;
+    added.subhead = short_name;
+    added.is_listed = false;
+    file_.lose("channel " + added.name + ": known by its records only");
+    known.push_back(static_cast<std::uint32_t>(file_.channels.size()));
+    file_.channels.push_back(std::move(added));
+    return known.back();
+}
+
+bool channel_names::name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data)
+{
+    std::string short_name;
+    std::string full_name;
+    if (!read_names(subhead, data, short_name, full_name)) {
+        return false;
+    }
+    auto& known = by_subhead_[short_name];
+    for (auto& index : known) {
+        auto& other = file_.channels[index];
+        if (other.is_listed || !(full_name.empty() ? known.size() == 1 : other.name == full_name)) {
+            continue;
+        }
+        // Described under this name, and not in the dictionary under another.
+        auto& target = file_.channels[nameless];
+        target.name = other.name;
+        target.server = other.server;
+        other.lost = "is in the dictionary, under a damaged entry";
+        target.subhead = short_name;
+        index = nameless;
+        return true;
+    }
+    if (!known.empty() && full_name.empty()) {
+        return false;
+    }
+    auto& target = file_.channels[nameless];
+    target.name = full_name.empty() ? short_name : full_name;
+    target.subhead = short_name;
+    known.push_back(nameless);
+    return true;
+}
+
+} // namespace trox::recovery
