@@ -105,9 +105,14 @@ private:
         if (!checker_.read_subhead(position_, head)) {
             return false;
         }
-        if (!is_subhead(head)) {
-            return take_lone_data();
+        if (!is_subhead(head) || (!lone_subheads_.empty() && !reads_as_record(position_))) {
+            return take_lone_data() || (is_subhead(head) && take_record(head));
         }
+        return take_record(head);
+    }
+
+    bool take_record(const subhead_values& head)
+    {
         if (checker_.is_slow(head)) {
             take_slow(head);
             return true;
@@ -137,7 +142,18 @@ private:
         }
     }
 
-    // Sub-heads of slow records may stand alone, and data of theirs may look like a sub-head: both begin with the name.
+    // Data of slow records may look like a sub-head: both begin with the name.
+    bool reads_as_record(std::uint64_t at)
+    {
+        subhead_values head;
+        const auto size = file_.layout.sizes().subhead;
+        if (size > end_ - at || !checker_.read_subhead(at, head) || !is_subhead(head)) {
+            return false;
+        }
+        return checker_.is_slow(head) ? is_lone_subhead(at, head)
+                                      : checker_.check(owner(), at, at + size, end_).damage.empty();
+    }
+
     bool is_lone_subhead(std::uint64_t at, const subhead_values& like) const
     {
         subhead_values head;
@@ -154,7 +170,8 @@ private:
     {
         time_stamp time{};
         return at <= end_ && checker_.slow_size(head) <= end_ - at && !is_lone_subhead(at, head) &&
-               checker_.check_slow(owner(), head, at).empty() && checker_.slow_time(head, at, time) && is_time(time);
+               !reads_as_record(at) && checker_.check_slow(owner(), head, at).empty() &&
+               checker_.slow_time(head, at, time) && is_time(time);
     }
 
     void take_slow(const subhead_values& head)
@@ -204,6 +221,7 @@ private:
     // Sub-heads and data that lie apart: which belong together does not matter as long as all sub-heads are equal.
     void pair_up()
     {
+        file_.channels[owner_].is_ordered = lone_data_.empty();
         const bool is_certain = alike_ && lone_subheads_.size() == lone_data_.size();
         for (std::size_t i = 0; i < lone_data_.size(); ++i) {
             if (is_certain) {

@@ -74,6 +74,7 @@ struct channel {
     std::uint64_t basket_end = 0; ///< 0 unknown
     bool is_listed = true;        ///< in the dictionary of the file
     std::string lost{};           ///< why it cannot be written
+    bool is_ordered = true;       ///< its records may lie in the order of the events
     std::uint64_t holes = 0;      ///< stretches of its basket that hold no record that can be found
 };
 

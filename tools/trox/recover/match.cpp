@@ -127,13 +127,21 @@ private:
 
     // --- order -----------------------------------------------------------------------------------------
 
+    // Data away from their sub-heads, and shared sub-heads, say nothing of the order of records.
+    bool is_in_one_piece(const record& one) const
+    {
+        return !one.is_slow || one.data == one.subhead + file_.layout.sizes().subhead;
+    }
+
     // Whether the file keeps the records of a channel in the order of the events: by those whose event, or time, is
     // known.
     void look_for_order()
     {
         std::vector<std::pair<std::uint64_t, std::uint64_t>> places;
         for (const auto& one : file_.records) {
-            places.emplace_back(key(one.channel, one.event), one.is_slow ? one.data : one.subhead);
+            if (is_in_one_piece(one)) {
+                places.emplace_back(key(one.channel, one.event), one.subhead);
+            }
         }
         std::sort(places.begin(), places.end());
         for (std::size_t i = 1; i < places.size(); ++i) {
@@ -146,8 +154,8 @@ private:
         for (const auto& one : file_.orphans) {
             subhead_values head;
             time_stamp time{};
-            if (!one.is_slow || !one.damage.empty() || !checker_.read_subhead(one.subhead, head) ||
-                !checker_.slow_time(head, one.data, time)) {
+            if (!one.is_slow || !is_in_one_piece(one) || !one.damage.empty() ||
+                !checker_.read_subhead(one.subhead, head) || !checker_.slow_time(head, one.data, time)) {
                 continue;
             }
             if (before != nullptr && before->channel == one.channel && !same_time(last, time)) {
@@ -264,6 +272,12 @@ private:
         return result;
     }
 
+    // Where data lie away from their sub-heads, their order is any.
+    bool is_ordered(const std::vector<std::size_t>& orphans) const
+    {
+        return orphans.size() == 1 || file_.channels[file_.orphans[orphans.front()].channel].is_ordered;
+    }
+
     void take_as_many_as_blocks()
     {
         std::map<std::uint32_t, std::vector<std::uint32_t>> open_of_server;
@@ -273,7 +287,7 @@ private:
         for (const auto& [channel, orphans] : whole_sequences()) {
             const auto server = server_of_channel_[channel];
             const auto mask = file_.channels[channel].event_mask;
-            if (server == no_index || mask == 0) {
+            if (server == no_index || mask == 0 || !is_ordered(orphans)) {
                 continue;
             }
             std::vector<std::uint32_t> blocks;
@@ -400,7 +414,7 @@ private:
 
     void take_filled(const filled_server& tried, std::size_t channel, const std::vector<std::size_t>& orphans)
     {
-        for (std::size_t i = 0; i < orphans.size(); ++i) {
+        for (std::size_t i = 0; is_ordered(orphans) && i < orphans.size(); ++i) {
             const auto place = tried.result->places[channel][i];
             if (!place || assigned_[orphans[i]] != no_index) {
                 continue;

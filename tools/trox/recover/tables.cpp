@@ -37,7 +37,7 @@ public:
         result.position = position;
         result.cut = what != item::event_index && !fits;
         result.usable = what == item::event_index || fits ? std::min(second, rest) : rest;
-        if (!measure(what, second, result)) {
+        if (!measure(what, second, result) || (!needs_pattern && !is_convincing(what, result))) {
             return {};
         }
         result.how = means::reference;
@@ -67,6 +67,23 @@ private:
             return true;
         }
         return false;
+    }
+
+    // Without a pattern nothing else may be wrong; a basket's first record must look like one in all it has.
+    bool is_convincing(item what, const located& at)
+    {
+        const auto first = at.position + sizes_.table_head;
+        if (what == item::event_headers) {
+            std::vector<unsigned char> bytes(sizes_.event_header);
+            return file_.read(first, bytes.data(), bytes.size()) &&
+                   is_certain_event(layout_, layout_.event(bytes.data()));
+        }
+        if (what == item::server_blocks) {
+            std::vector<unsigned char> bytes(sizes_.server_head);
+            return file_.read(first, bytes.data(), bytes.size()) &&
+                   is_certain_block(layout_, layout_.block(bytes.data()));
+        }
+        return !at.cut;
     }
 
     bool measure_index(std::uint64_t types, located& at)
@@ -113,6 +130,12 @@ private:
             at.usable = sizes_.table_head + looked * bytes.size();
         }
         return good > 0 || (is_sound && room == 0);
+    }
+
+    bool is_entry(const unsigned char* bytes) const
+    {
+        const auto entry = layout_.dictionary(bytes);
+        return entry.name.is_printable && entry.name.is_padded && entry.count >= 0;
     }
 
     bool measure_pointers(located& at)
