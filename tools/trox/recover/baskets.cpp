@@ -1,5 +1,6 @@
 #include "baskets.h"
 
+#include "detail/big_endian.h"
 #include "rows.h"
 #include "tables.h"
 
@@ -138,7 +139,7 @@ private:
         const auto claim = checked.is_slow ? data : subhead;
         if (claimed_.count(claim) == 0) {
             file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
-                                     checked.is_slow, true, checked.damage});
+                                     checked.is_slow, true, false, checked.damage});
         }
     }
 
@@ -171,7 +172,36 @@ private:
         time_stamp time{};
         return at <= end_ && checker_.slow_size(head) <= end_ - at && !is_lone_subhead(at, head) &&
                !reads_as_record(at) && checker_.check_slow(owner(), head, at).empty() &&
-               checker_.slow_time(head, at, time) && is_time(time);
+               checker_.slow_time(head, at, time) && is_time(time) && has_index(at, head);
+    }
+
+    // Where the environment dictionary does not tell the index, all data of the channel must carry that of the first.
+    bool has_index(std::uint64_t at, const subhead_values& head)
+    {
+        unsigned char bytes[sizeof(std::uint32_t)];
+        if (file_.layout.is_update_type(head.dtype) || owner().environment_index) {
+            return true;
+        }
+        if (!file_.file.read(at, bytes, sizeof bytes) ||
+            std::memcmp(bytes, owner().subhead.c_str(), std::min(sizeof bytes, owner().subhead.size())) == 0) {
+            return false; // the name: the begin of a sub-head that is cut
+        }
+        const auto index = trox_detail::load_big_endian<std::int32_t>(bytes);
+        if (!index_) {
+            index_ = index;
+        }
+        return index == *index_;
+    }
+
+    // How many data may follow a sub-head. A shared one may count one record only; then names tell the others, or the
+    // index.
+    bool may_follow(std::uint64_t taken, const subhead_values& head) const
+    {
+        const auto size = file_.layout.sizes().subhead;
+        const auto length = static_cast<std::uint64_t>(head.ldata);
+        const auto announced = length > size ? (length - size) / checker_.slow_size(head) : 0;
+        return taken < std::max<std::uint64_t>(announced, 1) || file_.layout.is_update_type(head.dtype) ||
+               owner().environment_index.has_value();
     }
 
     void take_slow(const subhead_values& head)
@@ -179,13 +209,13 @@ private:
         const auto subhead = position_;
         slow_ = head;
         position_ += file_.layout.sizes().subhead;
-        bool has_any = false;
-        while (has_data(position_, head)) {
+        std::uint64_t taken = 0;
+        while (may_follow(taken, head) && has_data(position_, head)) {
             add_slow(subhead, position_);
             position_ += checker_.slow_size(head);
-            has_any = true;
+            ++taken;
         }
-        if (!has_any) {
+        if (taken == 0) {
             lone_subheads_.push_back(subhead);
             alike_ = alike_ && (lone_subheads_.size() == 1 || is_equal(head, first_lone_));
             if (lone_subheads_.size() == 1) {
@@ -228,7 +258,7 @@ private:
                 add_slow(lone_subheads_[i], lone_data_[i]);
             } else if (claimed_.count(lone_data_[i]) == 0) {
                 file_.orphans.push_back({owner_, no_index, no_index, 0, lone_data_[i], lone_data_[i], 0, true, true,
-                                         "its sub-head lies apart from its data, and cannot be told"});
+                                         false, "its sub-head lies apart from its data, and cannot be told"});
             }
         }
         if (lone_subheads_.size() > lone_data_.size()) {
@@ -254,6 +284,7 @@ private:
     std::uint64_t position_;
     name_finder names_;
     subhead_values slow_{};
+    std::optional<std::int32_t> index_;
     subhead_values first_lone_{};
     bool alike_ = true;
     std::vector<std::uint64_t> lone_subheads_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <unordered_set>
 
 namespace trox::recovery
 {
@@ -81,7 +82,7 @@ private:
     void walk(std::uint64_t position, std::uint64_t end)
     {
         event_values head;
-        while (position < end && size_ <= end - position && read(position, head)) {
+        while (position < end && read(position, head)) {
             const auto known = by_position_.find(position);
             const bool is_indexed = known != by_position_.end() && is_plausible_event(file_.layout, head) &&
                                     (file_.layout.generation() == writer::generation::v2010 ||
@@ -92,6 +93,11 @@ private:
             } else {
                 ++position;
             }
+        }
+        // Where the basket's length is damaged, more headers may follow.
+        while (position >= end && read(position, head) && is_certain_event(file_.layout, head)) {
+            add(position, head);
+            position += size_;
         }
     }
 
@@ -182,7 +188,14 @@ private:
 class block_finder
 {
 public:
-    explicit block_finder(found& file) : file_(file), size_(file.layout.sizes().server_head) {}
+    explicit block_finder(found& file) : file_(file), size_(file.layout.sizes().server_head), bytes_(size_)
+    {
+        for (const auto& one : file.events) {
+            expected_ += static_cast<std::uint64_t>(one.head.blocks);
+            times_.insert(std::uint64_t{one.head.time.timeup} << 32U | one.head.time.timelow);
+            numbers_.insert(static_cast<std::uint32_t>(one.head.number) & low_bits);
+        }
+    }
 
     void run()
     {
@@ -191,24 +204,70 @@ public:
             return;
         }
         auto position = basket.position + file_.layout.sizes().table_head;
-        bool follows = true; // a block directly behind another needs less to be one
-        std::vector<unsigned char> bytes(size_);
-        while (position < basket.end() && size_ <= basket.end() - position &&
-               file_.file.read(position, bytes.data(), bytes.size())) {
-            auto head = file_.layout.block(bytes.data());
-            if (follows ? is_plausible_block(file_.layout, head) : is_certain_block(file_.layout, head)) {
-                add(position, std::move(head));
-                position += size_;
-                follows = true;
+        while (position < basket.end() && size_ <= basket.end() - position) {
+            // A block directly behind another needs less to be one, while the events count more of them.
+            const bool is_likely = !basket.cut && position == next_ && file_.blocks.size() < expected_;
+            block_values head;
+            if (is_likely || next_ == 0 ? is_plausible(position, head) || is_certain(position, head)
+                                        : is_certain(position, head)) {
+                position = add(position, std::move(head));
             } else {
-                follows = false;
-                ++position;
+                position = leap(position, basket.end());
             }
         }
+        walk_on();
     }
 
 private:
-    void add(std::uint64_t position, block_values head)
+    static constexpr std::uint32_t low_bits = 0x7FFFFFFF;
+
+    bool read(std::uint64_t position, block_values& head)
+    {
+        if (!file_.file.read(position, bytes_.data(), bytes_.size())) {
+            return false;
+        }
+        head = file_.layout.block(bytes_.data());
+        return true;
+    }
+
+    bool is_plausible(std::uint64_t position, block_values& head)
+    {
+        return read(position, head) && is_plausible_block(file_.layout, head);
+    }
+
+    // Also of an event that is there: bytes between two blocks look much like a block.
+    bool is_certain(std::uint64_t position, block_values& head)
+    {
+        return read(position, head) && is_certain_block(file_.layout, head) &&
+               (times_.count(std::uint64_t{head.time.timeup} << 32U | head.time.timelow) > 0 ||
+                numbers_.count(static_cast<std::uint32_t>(head.mpulse) & low_bits) > 0);
+    }
+
+    // From what is no block to where the next may be: behind a damaged one, else anywhere.
+    std::uint64_t leap(std::uint64_t position, std::uint64_t end)
+    {
+        block_values head;
+        for (auto next = position + size_; next < end && size_ <= end - next; next += size_) {
+            if (is_certain(next, head)) {
+                return next;
+            }
+            if (next - position >= most_damaged * size_) {
+                break;
+            }
+        }
+        return position + 1;
+    }
+
+    // Where the basket's length is damaged, more blocks may follow.
+    void walk_on()
+    {
+        block_values head;
+        while (next_ != 0 && file_.blocks.size() < expected_ && is_certain(next_, head)) {
+            add(next_, std::move(head));
+        }
+    }
+
+    std::uint64_t add(std::uint64_t position, block_values head)
     {
         block added;
         added.position = position;
@@ -216,10 +275,19 @@ private:
         added.bytes_left = head.ltotal - static_cast<std::int64_t>(size_);
         added.head = std::move(head);
         file_.blocks.push_back(std::move(added));
+        next_ = position + size_;
+        return next_;
     }
+
+    static constexpr std::uint64_t most_damaged = 4; // blocks in a row; behind more, any place is as good
 
     found& file_;
     std::uint64_t size_;
+    std::vector<unsigned char> bytes_;
+    std::uint64_t expected_ = 0;
+    std::uint64_t next_ = 0; // behind the last block
+    std::unordered_set<std::uint64_t> times_;
+    std::unordered_set<std::uint32_t> numbers_;
 };
 
 // Blocks lie in the order of their events, and an event's length counts its blocks: so a run of blocks that adds up is

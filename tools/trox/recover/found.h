@@ -89,6 +89,7 @@ struct record {
     std::uint64_t length = 0; ///< as server blocks count it; 0 unknown
     bool is_slow = false;
     bool by_match = false;
+    bool is_doubtful = false; ///< passes the announced end of its basket
     std::string damage{}; ///< why it cannot be recovered
 };
 

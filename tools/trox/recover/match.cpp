@@ -460,6 +460,13 @@ void account(found& file)
                            (one.records_left == 0 || one.bytes_left >= one.records_left * least);
     }
     check_lengths(file);
+    for (auto& one : file.records) {
+        const auto& its_block = file.blocks[one.block];
+        const bool adds_up = its_block.is_countable && its_block.records_left == 0 && its_block.bytes_left == 0;
+        if (one.is_doubtful && !adds_up && one.damage.empty()) {
+            one.damage = "its length passes the end of the basket";
+        }
+    }
     std::unordered_set<std::uint32_t> explained;
     for (const auto& one : file.records) {
         if (!one.damage.empty()) {

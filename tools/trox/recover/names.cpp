@@ -3,6 +3,9 @@
 #include "tables.h"
 
 #include <algorithm>
+#include <set>
+#include <tuple>
+#include <utility>
 
 namespace trox::recovery
 {
@@ -62,7 +65,11 @@ std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
     if (full_name.empty() && known.size() == 1) {
         return known.front();
     }
-    if (is_dictionary_whole_ || (full_name.empty() && !known.empty())) {
+    // The name in an update's sub-head may lack the sub-channel, which its data tell.
+    subhead_values head;
+    const bool is_update =
+        checker_.read_subhead(subhead, head) && checker_.is_slow(head) && file_.layout.is_update_type(head.dtype);
+    if (is_dictionary_whole_ || (full_name.empty() && (is_update || !known.empty()))) {
         return no_index;
     }
     channel added;
@@ -73,6 +80,49 @@ std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
     known.push_back(static_cast<std::uint32_t>(file_.channels.size()));
     file_.channels.push_back(std::move(added));
     return known.back();
+}
+
+void channel_names::correct(std::uint32_t listed, const std::vector<row_values>& rows)
+{
+    constexpr std::size_t most_looked_at = 16;
+    auto& target = file_.channels[listed];
+    std::string short_name;
+    std::string full_name;
+    std::set<std::pair<std::string, std::string>> carried;
+    std::size_t looked_at = 0;
+    for (const auto& row : rows) {
+        if (row.is_empty() || !read_names(row.chhd, row.data, short_name, full_name)) {
+            continue;
+        }
+        if (short_name == target.subhead && (full_name.empty() || full_name == target.name)) {
+            return;
+        }
+        carried.emplace(short_name, full_name);
+        if (++looked_at == most_looked_at) {
+            break;
+        }
+    }
+    if (carried.size() != 1) {
+        return;
+    }
+    std::tie(short_name, full_name) = *carried.begin();
+    const auto colon = target.name.find(':');
+    const auto name = !full_name.empty()           ? full_name
+                      : colon == std::string::npos ? short_name
+                                                   : short_name + target.name.substr(colon);
+    const auto known = by_subhead_.find(short_name);
+    const auto has_name = [&](std::uint32_t index) {
+        return index != listed && (full_name.empty() || file_.channels[index].name == name);
+    };
+    if (known != by_subhead_.end() && std::any_of(known->second.begin(), known->second.end(), has_name)) {
+        return; // the records are another channel's
+    }
+    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its name is " + name);
+    auto& old = by_subhead_[target.subhead];
+    old.erase(std::remove(old.begin(), old.end(), listed), old.end());
+    target.name = name;
+    target.subhead = short_name;
+    by_subhead_[short_name].push_back(listed);
 }
 
 bool channel_names::name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data)

@@ -123,6 +123,7 @@ private:
     {
         const bool is_listed = column < file_.listed;
         if (is_listed && !file_.channels[column].name.empty()) {
+            names_.correct(static_cast<std::uint32_t>(column), rows);
             return static_cast<std::uint32_t>(column);
         }
         for (const auto& row : rows) {
@@ -176,7 +177,16 @@ private:
             add_bad(channel, column, row, event, block, why);
             return;
         }
-        const auto checked = checker_.check(file_.channels[channel], at.chhd, at.data, end);
+        auto checked = checker_.check(file_.channels[channel], at.chhd, at.data, end);
+        bool is_doubtful = false;
+        if (!checked.damage.empty() && end < file_.file.length()) {
+            // The basket's length may be what is damaged: a record that decodes beyond its end shows that.
+            auto beyond = checker_.check(file_.channels[channel], at.chhd, at.data, file_.file.length());
+            if (beyond.damage.empty()) {
+                is_doubtful = !beyond.is_slow && !beyond.head.is_zipped();
+                checked = std::move(beyond);
+            }
+        }
         if (checked.length == 0 || (checked.is_slow && !checked.damage.empty())) {
             add_bad(channel, column, row, event, block, "its row leads to no record: " + checked.damage);
             return;
@@ -184,8 +194,8 @@ private:
         candidate found_one;
         found_one.row = row;
         found_one.is_weak = !checked.is_slow && at.data != at.chhd + file_.layout.sizes().subhead;
-        found_one.found_record = {channel,      event,          block,           checked.stored, at.chhd,
-                                  checked.data, checked.length, checked.is_slow, false,          checked.damage};
+        found_one.found_record = {channel,        event,           block, checked.stored, at.chhd,       checked.data,
+                                  checked.length, checked.is_slow, false, is_doubtful,    checked.damage};
         candidates.push_back(std::move(found_one));
     }
 

@@ -69,7 +69,9 @@ private:
         return false;
     }
 
-    // Without a pattern nothing else may be wrong; a basket's first record must look like one in all it has.
+public:
+    // Where the pattern is not there, or chance, nothing else may be wrong; a basket's first record must look like one
+    // in all it has.
     bool is_convincing(item what, const located& at)
     {
         const auto first = at.position + sizes_.table_head;
@@ -86,6 +88,7 @@ private:
         return !at.cut;
     }
 
+private:
     bool measure_index(std::uint64_t types, located& at)
     {
         auto end = at.position + sizes_.table_head;
@@ -167,27 +170,19 @@ private:
                                described_channels(text).has_value());
     }
 
-    // A basket of event headers, whose first one must be good, unless the basket has none.
+    // A basket whose length is damaged must begin with a good record.
     bool begins_with_event(const located& at)
     {
         std::vector<unsigned char> bytes(sizes_.event_header);
-        if (!at.cut && at.usable == sizes_.table_head) {
-            return true;
-        }
-        return at.usable - sizes_.table_head >= bytes.size() &&
-               file_.read(at.position + sizes_.table_head, bytes.data(), bytes.size()) &&
-               is_plausible_event(layout_, layout_.event(bytes.data()));
+        return !at.cut || (file_.read(at.position + sizes_.table_head, bytes.data(), bytes.size()) &&
+                           is_plausible_event(layout_, layout_.event(bytes.data())));
     }
 
     bool begins_with_block(const located& at)
     {
         std::vector<unsigned char> bytes(sizes_.server_head);
-        if (!at.cut && at.usable == sizes_.table_head) {
-            return true;
-        }
-        return at.usable - sizes_.table_head >= bytes.size() &&
-               file_.read(at.position + sizes_.table_head, bytes.data(), bytes.size()) &&
-               is_plausible_block(layout_, layout_.block(bytes.data()));
+        return !at.cut || (file_.read(at.position + sizes_.table_head, bytes.data(), bytes.size()) &&
+                           is_plausible_block(layout_, layout_.block(bytes.data())));
     }
 
     source_file& file_;
@@ -251,9 +246,14 @@ located find_by_pattern(found& file, patterns& scanned, item what)
         }
     }
     auto& places = whole.empty() ? cut : whole;
+    if (places.size() > 1) {
+        places.erase(std::remove_if(places.begin(), places.end(),
+                                    [&](const located& place) { return !gauge.is_convincing(what, place); }),
+                     places.end());
+    }
     if (places.size() != 1) {
         if (places.size() > 1) {
-            file.result.remarks.push_back(std::string(name_of(what)) + ": several places look like it, none is taken");
+            file.result.remarks.push_back(std::string(name_of(what)) + ": several places may be it, none is taken");
         }
         return {};
     }
