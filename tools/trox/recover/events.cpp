@@ -205,11 +205,8 @@ public:
         }
         auto position = basket.position + file_.layout.sizes().table_head;
         while (position < basket.end() && size_ <= basket.end() - position) {
-            // A block directly behind another needs less to be one, while the events count more of them.
-            const bool is_likely = !basket.cut && position == next_ && file_.blocks.size() < expected_;
             block_values head;
-            if (is_likely || next_ == 0 ? is_plausible(position, head) || is_certain(position, head)
-                                        : is_certain(position, head)) {
+            if (is_next(position, basket.cut, head) || is_certain(position, head)) {
                 position = add(position, std::move(head));
             } else {
                 position = leap(position, basket.end());
@@ -233,6 +230,14 @@ private:
     bool is_plausible(std::uint64_t position, block_values& head)
     {
         return read(position, head) && is_plausible_block(file_.layout, head);
+    }
+
+    // A block directly behind another, or first in its basket, needs less to be one, while the events count more of
+    // them.
+    bool is_next(std::uint64_t position, bool is_end_unknown, block_values& head)
+    {
+        const bool follows = next_ == 0 || (position == next_ && file_.blocks.size() < expected_);
+        return follows && is_plausible(position, head) && (!is_end_unknown || is_certain_block(file_.layout, head));
     }
 
     // Also of an event that is there: bytes between two blocks look much like a block.

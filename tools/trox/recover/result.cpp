@@ -146,13 +146,9 @@ private:
         auto left = rows;
         for (const auto& one : file_.orphans) {
             auto& count = left[one.channel];
-            if (count > 0 && one.damage.empty()) {
-                --count; // told with its row
-                continue;
-            }
             if (count > 0) {
-                --count;
-                --rows[one.channel];
+                --count; // told with its row, which may know the event
+                continue;
             }
             lose_record(one.channel, one.event, one.subhead,
                         one.damage.empty() ? "no event can be told for it with certainty" : one.damage);

@@ -116,6 +116,10 @@ private:
         for (std::uint64_t row = 0; row < rows.size(); ++row) {
             follow_row(column, row, rows[row], channel, end, candidates);
         }
+        if (candidates.empty()) {
+            file_.channels[channel].basket = 0; // what the rows point at is not the channel's
+            file_.channels[channel].basket_end = 0;
+        }
         keep_single(column, candidates);
     }
 
