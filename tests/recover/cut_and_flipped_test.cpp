@@ -135,13 +135,15 @@ protected:
         const auto is_zipped_and_touched = [&](const auto& one) {
             return one.second.record.zip_flags != 0 && touches(byte, one.second);
         };
-        if (std::any_of(original_.records.begin(), original_.records.end(), is_zipped_and_touched)) {
+        // Masks of the dictionary are kept as they are, too: they may have more bits than the records.
+        const range dictionary{map_.channel_dictionary.position, map_.channel_dictionary.length};
+        if (dictionary.holds(byte) ||
+            std::any_of(original_.records.begin(), original_.records.end(), is_zipped_and_touched)) {
             untouched.file.problems.clear();
         }
         comparison what;
         what.keys = false;
         auto differences = find_differences(before, untouched, what);
-        const range dictionary{map_.channel_dictionary.position, map_.channel_dictionary.length};
         if (dictionary.holds(byte)) {
             differences.erase(std::remove_if(differences.begin(), differences.end(),
                                              [](const std::string& text) { return text.rfind("channel ", 0) == 0; }),

@@ -215,6 +215,8 @@ private:
             position_ += checker_.slow_size(head);
             ++taken;
         }
+        ++slow_subheads_;
+        is_any_shared_ = is_any_shared_ || taken > 1;
         if (taken == 0) {
             lone_subheads_.push_back(subhead);
             alike_ = alike_ && (lone_subheads_.size() == 1 || is_equal(head, first_lone_));
@@ -241,6 +243,11 @@ private:
 
     void add_slow(std::uint64_t subhead, std::uint64_t data)
     {
+        time_stamp time{};
+        checker_.slow_time(slow_, data, time);
+        do_times_rise_ =
+            do_times_rise_ && std::pair(time.timeup, time.timelow) >= std::pair(last_time_.timeup, last_time_.timelow);
+        last_time_ = time;
         checked_record checked;
         checked.is_slow = true;
         checked.stored = static_cast<std::uint32_t>(checker_.slow_size(slow_));
@@ -251,7 +258,9 @@ private:
     // Sub-heads and data that lie apart: which belong together does not matter as long as all sub-heads are equal.
     void pair_up()
     {
-        file_.channels[owner_].is_ordered = lone_data_.empty();
+        // Sub-heads that several data share gather what is alike, not what follows each other.
+        file_.channels[owner_].is_ordered =
+            lone_data_.empty() && (!is_any_shared_ || slow_subheads_ == 1) && do_times_rise_;
         const bool is_certain = alike_ && lone_subheads_.size() == lone_data_.size();
         for (std::size_t i = 0; i < lone_data_.size(); ++i) {
             if (is_certain) {
@@ -287,6 +296,10 @@ private:
     std::optional<std::int32_t> index_;
     subhead_values first_lone_{};
     bool alike_ = true;
+    bool is_any_shared_ = false;
+    std::uint64_t slow_subheads_ = 0;
+    bool do_times_rise_ = true;
+    time_stamp last_time_{};
     std::vector<std::uint64_t> lone_subheads_;
     std::vector<std::uint64_t> lone_data_;
 };

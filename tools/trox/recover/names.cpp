@@ -40,7 +40,12 @@ bool channel_names::read_names(std::uint64_t subhead, std::uint64_t data, std::s
     full_name.clear();
     if (checker_.is_slow(head) && file_.layout.is_update_type(head.dtype)) {
         std::vector<unsigned char> bytes(file_.layout.sizes().update);
-        if (file_.file.read(data, bytes.data(), bytes.size())) {
+        // Where the data lie elsewhere, the next sub-head follows, and begins like data.
+        subhead_values next;
+        const bool is_data = !checker_.read_subhead(data, next) || !looks_like_subhead(next) ||
+                             !checker_.is_slow(next) ||
+                             static_cast<std::uint64_t>(next.ldata) < file_.layout.sizes().subhead + bytes.size();
+        if (is_data && file_.file.read(data, bytes.data(), bytes.size())) {
             const auto update = file_.layout.update(bytes.data());
             const bool fits = update.name.is_printable && subhead_name(file_.layout, update.name.text) == short_name;
             full_name = fits ? update.name.text : std::string();
