@@ -90,7 +90,7 @@ struct record {
     bool is_slow = false;
     bool by_match = false;
     bool is_doubtful = false; ///< passes the announced end of its basket
-    std::string damage{}; ///< why it cannot be recovered
+    std::string damage{};     ///< why it cannot be recovered
 };
 
 /// A row that could not be followed to a record.
@@ -100,6 +100,7 @@ struct bad_row {
     std::uint32_t block = no_index;
     std::uint64_t position = 0;
     std::string reason{};
+    bool is_empty = false; ///< nothing stands in it
 };
 
 /// One entry of the event index.

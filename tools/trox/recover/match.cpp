@@ -445,6 +445,25 @@ private:
     std::uint64_t against_order_ = 0;
 };
 
+// Where all blocks have all of their records, empty rows are none that are missing: the dictionary's count is damaged.
+void drop_empty_rows(found& file)
+{
+    const bool is_all_there =
+        file.are_blocks_whole && std::all_of(file.blocks.begin(), file.blocks.end(), [](const block& one) {
+            return one.is_countable && one.records_left == 0 && one.bytes_left == 0;
+        });
+    if (!is_all_there) {
+        return;
+    }
+    const auto kept =
+        std::remove_if(file.bad_rows.begin(), file.bad_rows.end(), [](const bad_row& one) { return one.is_empty; });
+    if (kept != file.bad_rows.end()) {
+        file.result.remarks.push_back("channel dictionary: counts " + std::to_string(file.bad_rows.end() - kept) +
+                                      " records that are none");
+        file.bad_rows.erase(kept, file.bad_rows.end());
+    }
+}
+
 } // namespace
 
 void account(found& file)
@@ -459,6 +478,7 @@ void account(found& file)
         one.is_countable = one.is_countable && one.records_left >= 0 &&
                            (one.records_left == 0 || one.bytes_left >= one.records_left * least);
     }
+    drop_empty_rows(file);
     check_lengths(file);
     for (auto& one : file.records) {
         const auto& its_block = file.blocks[one.block];

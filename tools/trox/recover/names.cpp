@@ -1,5 +1,6 @@
 #include "names.h"
 
+#include "detail/big_endian.h"
 #include "tables.h"
 
 #include <algorithm>
@@ -15,6 +16,13 @@ bool looks_like_subhead(const subhead_values& head) noexcept
     const auto type = block_type(head.dtype);
     return head.name.is_printable && head.name.is_padded && head.ldata >= 0 && type > 0 && type < TROX_BLOCK_MAX_2010;
 }
+
+namespace
+{
+
+constexpr std::size_t most_looked_at = 16; // rows, to tell what a column's records have in common
+
+} // namespace
 
 channel_names::channel_names(found& file, record_checker& checker)
     : file_(file), checker_(checker),
@@ -87,9 +95,38 @@ std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
     return known.back();
 }
 
+void channel_names::correct_index(std::uint32_t listed, const std::vector<row_values>& rows)
+{
+    auto& target = file_.channels[listed];
+    std::set<std::int32_t> carried;
+    std::size_t looked_at = 0;
+    for (const auto& row : rows) {
+        subhead_values head;
+        unsigned char index[sizeof(std::int32_t)];
+        if (looked_at == most_looked_at || !target.environment_index) {
+            break;
+        }
+        if (!row.is_empty() && checker_.read_subhead(row.chhd, head) && head.name.text == target.subhead &&
+            block_type(head.dtype) == TROX_ENV_BLOCK && checker_.is_slow(head) &&
+            file_.file.read(row.data, index, sizeof index)) {
+            carried.insert(trox_detail::load_big_endian<std::int32_t>(index));
+            ++looked_at;
+        }
+    }
+    if (looked_at < 2 || carried.size() != 1 || *carried.begin() == *target.environment_index) {
+        return;
+    }
+    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its environment index is " +
+                                   std::to_string(*carried.begin()));
+    target.environment_index = *carried.begin();
+    for (auto& [key, index] : file_.environment) {
+        index = key == target.key ? *carried.begin() : index;
+    }
+}
+
 void channel_names::correct(std::uint32_t listed, const std::vector<row_values>& rows)
 {
-    constexpr std::size_t most_looked_at = 16;
+    correct_index(listed, rows);
     auto& target = file_.channels[listed];
     std::string short_name;
     std::string full_name;

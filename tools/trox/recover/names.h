@@ -29,10 +29,11 @@ public:
     bool name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data);
 
     /// Corrects the name of a dictionary entry when the first records of its column all carry another, one that no
-    /// channel has.
+    /// channel has; its environment index likewise.
     void correct(std::uint32_t listed, const std::vector<row_values>& rows);
 
 private:
+    void correct_index(std::uint32_t listed, const std::vector<row_values>& rows);
     bool read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name, std::string& full_name);
 
     found& file_;

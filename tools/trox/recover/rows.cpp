@@ -112,9 +112,14 @@ private:
             return;
         }
         const auto end = find_basket(channel, rows);
+        const auto count = file_.channels[channel].count;
         std::vector<candidate> candidates;
         for (std::uint64_t row = 0; row < rows.size(); ++row) {
+            const auto known = file_.bad_rows.size();
             follow_row(column, row, rows[row], channel, end, candidates);
+            if (count >= 0 && row >= static_cast<std::uint64_t>(count)) {
+                file_.bad_rows.resize(known); // rows that are not counted are none, unless they lead to a record
+            }
         }
         if (candidates.empty()) {
             file_.channels[channel].basket = 0; // what the rows point at is not the channel's
@@ -172,6 +177,7 @@ private:
     {
         if (at.is_empty()) {
             add_bad(channel, column, row, no_index, no_index, "its row in the pointers table is empty");
+            file_.bad_rows.back().is_empty = true;
             return;
         }
         std::uint32_t event = no_index;

@@ -14,6 +14,12 @@ namespace
 constexpr std::size_t environment_entry = 8;
 constexpr std::uint64_t longest_descriptions = std::uint64_t{256} << 20;
 
+bool is_index_head(const layout_sizes& sizes, const index_head_values& head) noexcept
+{
+    return head.type >= 0 && head.type < trox_event_type_count && head.length >= sizes.index_head &&
+           (head.length - sizes.index_head) % sizes.index_info == 0;
+}
+
 // Looks at one place that may be a table: how much of it can be used, 0 when it is none.
 class table_gauge
 {
@@ -99,8 +105,7 @@ private:
                 break;
             }
             const auto values = layout_.index_head(head.data());
-            if (values.type < 0 || values.type >= trox_event_type_count || values.length < sizes_.index_head ||
-                (values.length - sizes_.index_head) % sizes_.index_info != 0) {
+            if (!is_index_head(sizes_, values)) {
                 break;
             }
             const auto usable = std::min(values.length, file_.rest(end));
@@ -285,6 +290,18 @@ void find_table(found& file, patterns& scanned, item what)
     }
 }
 
+// An entry ends where its length says, but not behind the begin of another.
+std::uint64_t entry_end(const found& file, std::uint64_t begin, std::uint64_t length)
+{
+    auto end = begin + length;
+    if (file.references.is_there()) {
+        for (const auto other : file.reference_table.event_entries) {
+            end = other > begin ? std::min(end, other) : end;
+        }
+    }
+    return end;
+}
+
 void read_index(found& file)
 {
     const auto& place = file.table(item::event_index);
@@ -297,9 +314,13 @@ void read_index(found& file)
     auto at = place.position + sizes.table_head;
     while (at < place.end() && file.file.read(at, bytes.data(), sizes.index_head)) {
         const auto head = file.layout.index_head(bytes.data());
+        if (!is_index_head(sizes, head)) {
+            file.is_index_whole = false;
+            break;
+        }
         const auto type = static_cast<std::size_t>(head.type);
         const bool is_confirmed = file.references.is_there() && file.reference_table.event_entries[type] == at;
-        const auto end = std::min(at + std::min(head.length, place.end() - at), place.end());
+        const auto end = entry_end(file, at, std::min(head.length, place.end() - at));
         for (auto info = at + sizes.index_head; info < end && sizes.index_info <= end - info;
              info += sizes.index_info) {
             if (file.file.read(info, bytes.data(), sizes.index_info)) {
