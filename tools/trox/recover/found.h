@@ -135,7 +135,6 @@ struct found {
     }
 
     std::vector<index_entry> index{};
-    bool is_index_whole = false;
     std::vector<event> events{};   ///< by position
     std::vector<block> blocks{};   ///< by position, then the rebuilt ones
     std::size_t walked_blocks = 0; ///< of them by position

@@ -310,12 +310,10 @@ void read_index(found& file)
         return;
     }
     std::vector<unsigned char> bytes(sizes.index_head);
-    file.is_index_whole = !place.cut;
     auto at = place.position + sizes.table_head;
     while (at < place.end() && file.file.read(at, bytes.data(), sizes.index_head)) {
         const auto head = file.layout.index_head(bytes.data());
         if (!is_index_head(sizes, head)) {
-            file.is_index_whole = false;
             break;
         }
         const auto type = static_cast<std::size_t>(head.type);
