@@ -11,6 +11,8 @@ void decode_channels(int rounds);
 void loop_over_events(int rounds);
 /// Opening a file with a large pointers table for a few channels beside a plain read of the bytes needed.
 void open_wide_file(int rounds);
+/// Reading whole files through the generation-neutral layer beside the reader class.
+void read_through_layer(int rounds);
 
 } // namespace bench
 

@@ -209,9 +209,6 @@ private:
     bool has_all_records() const;
     bool is_near(event_number id, int& found) const;
     bool scan_by_event_id(event_number id, int type, int& found);
-    int nearest_by_event_id(event_number id, int type) const;
-    int scan_by_time(const time_stamp& ts, int type) const;
-    int nearest_by_time(const time_stamp& ts, int type) const;
     bool choose_reference(const time_id* id, int type, reference_event& reference);
     entry* find_by_number(const reference_event& reference, int type, int& status);
     entry* find_by_time(const reference_event& reference, int type, int& status);

@@ -45,7 +45,7 @@ struct run_span;
 ///     }
 ///
 /// Status: operations that return `int` answer a trox_daq_reader_status, 0 for success, and keep its text for
-/// `get_last_error` unless they say otherwise. None throws on bad input.
+/// `get_last_error` unless they say otherwise. None throws on bad input; a lack of memory is -6.
 ///
 /// Threads: one caller thread at a time per reader; readers are independent of each other. Everything handed out
 /// belongs to the reader.
@@ -155,7 +155,8 @@ public:
     /// channel that is there already is answered 0. -7 null or empty, -8 while running, -6 out of memory.
     int add_channel(daq_channel_entry* channel);
     /// Removes the channel `<name>` or `<name>x:<sub-channel>`: with a sub-channel, the last character before
-    /// the ":" is not part of the name. -7 null or empty, -8 while running, -5 no such channel.
+    /// the ":" is not part of the name, which is then cut as `add_channel` cuts it. -7 null or empty, -8 while running,
+    /// -5 no such channel.
     int rem_channel(const char* name);
     /// Adds channels; the number of channels becomes the length of the list, whatever was there. -7 null or empty,
     /// else the first status of `add_channel` that is not 0.
@@ -200,7 +201,8 @@ public:
     /// Entry `i` of the channel dictionary that was loaded for looking into a file; each pointer may be null.
     /// Null when none is loaded, or behind its end. Valid until the next load.
     const char* get_channel_name(int i, int* count, int* ev_mask, int* dtype_mask);
-    /// Nickname of the first channel whose full name (`name:sub-channel`) contains `name`; null without one.
+    /// Nickname of the first channel whose full name (`name:sub-channel`) contains `name`; null without one. Here and
+    /// below what stands before the ":" is cut as `add_channel` cuts it.
     const char* get_nickname(const char* name);
     /// Sample window of the first channel of this nickname or name, or with a sub-channel whose full name
     /// contains `name`; null without one. Valid until the channel is removed.
@@ -224,7 +226,7 @@ public:
     /// The file's channel dictionary, on standard output.
     int print_all_channels(const char* file);
     /// Appends the descriptions of the channels in the file's dictionary, with the number of their events. They stay
-    /// the reader's, until its tables are loaded anew or released. -7 null or empty.
+    /// the reader's, until its tables are loaded anew or released. -7 null or empty, or the reader's own list.
     int fill_chan_descr(const char* file, std::vector<chan_descr_2010*>* list);
     /// The file's event index, on standard output: of one event type, or of all for a negative `evtype`. -7 null or
     /// empty, -6 no such table, -1 no events.
@@ -276,6 +278,7 @@ private:
     };
 
     // settings
+    int no_memory();
     bool is_running() const;
     int set_time_id(time_id& destination, const time_id* source);
     template <std::size_t Size> int set_name(char (&field)[Size], const char* name);
@@ -285,10 +288,12 @@ private:
     static bool event_span(const table_loader& tables, std::uint32_t& first_s, std::uint32_t& last_s);
     static double time_period_of(std::uint32_t first_s, std::uint32_t last_s);
     // looking into one file
-    int open_file(const char* file, bool at_end, std::string& path);
+    int open_file(const std::string& file, bool at_end, const std::string*& path);
     void close_file(bool at_end);
     template <class Print> void print_records(const char* file, const char* chan, Print print_from);
+    template <class Print> void print_channel_of(const std::string& file, const std::string& chan, Print print_from);
     // files
+    int put_file(const char* name, bool at_end);
     int insert_file(const char* path, bool at_end);
     int add_direct_file(const char* path, bool at_end);
     int add_file_from_path_list(const char* name, bool at_end);
@@ -320,10 +325,13 @@ private:
     void complete_range();
     bool is_range_in_order() const;
     void drop_files_outside_range();
+    /// Characters of a channel's name, and of its nickname; longer ones are cut.
+    static constexpr std::size_t longest_name = sizeof(chan_param::name) - 1;
     int find_channel(std::string_view name, int subchan) const;
     // events
     void prepare_delivery();
     int set_up_slicer();
+    time_id place_of(const time_id& event) const;
     int find_event(time_id* target, int type);
     int ask_slicer(time_id* target, int type);
     int slicer_failure(int status);

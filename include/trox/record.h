@@ -28,11 +28,12 @@ struct statistics_view {
 };
 
 /// One member of a trace: the value of sample i of group g is samples[g * group_size + i], and stands at
-/// start + g * group_increment + i * increment on the channel's axis.
+/// start + g * group_increment + i * increment on the channel's axis. A window counts samples through all groups, and
+/// leaves one group; start and increment are those of its samples.
 struct trace_view {
     std::string_view name{};
     sample_view samples{};
-    std::size_t group_size = 0; ///< samples of one group, the window applied
+    std::size_t group_size = 0; ///< samples of one group
     std::size_t groups = 0;     ///< at least 1
     double start = 0;
     double increment = 0;
@@ -48,12 +49,14 @@ struct region {
     std::int32_t height = 0;
 };
 
-/// An image as the camera sent it: rows from the top, `bytes_per_pixel` bytes a pixel, in host order.
+/// An image as the camera sent it: row by row, `bytes_per_pixel` bytes a pixel, the most significant one first.
 struct image_view {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::uint32_t bytes_per_pixel = 0;
     std::uint32_t frame = 0; ///< number of the frame
+    std::int32_t x = 0;      ///< place of the first pixel on the camera's chip
+    std::int32_t y = 0;
     array_view<const std::byte> pixels{};
 
     std::size_t pixel_count() const noexcept
@@ -134,7 +137,7 @@ public:
 
     /// Number of members of a trace, or of single values; 0 for other kinds.
     std::size_t members() const noexcept;
-    /// A member; the window applies to each group. Regions of interest have members as well.
+    /// A member; a window limits its samples. Regions of interest have members as well.
     std::optional<trace_view> trace(std::size_t member = 0, const sample_window& window = {}) const;
     std::optional<region> region_of_interest() const;
     std::optional<image_view> image() const;

@@ -43,12 +43,13 @@ enum class basket_status {
 /// False (and errno set) when a file was cut since its length was taken: its mapping would fault there.
 bool is_still_there(int fd, std::uint64_t position, std::uint64_t length) noexcept;
 
-/// Reads and checks the head of the basket at `position`; `length` receives the bytes of the whole basket.
-basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position, const basket_shape& shape,
-                               std::uint64_t& length);
+/// Reads and checks the head of the basket at `position`; `length` receives the bytes of the whole basket. Exported for
+/// this project's other libraries.
+[[gnu::visibility("default")]] basket_status read_basket_head(int fd, std::uint64_t file_length, std::uint64_t position,
+                                                              const basket_shape& shape, std::uint64_t& length);
 
-/// Owns one basket's memory.
-class basket_memory
+/// Owns one basket's memory. Exported for this project's other libraries.
+class [[gnu::visibility("default")]] basket_memory
 {
 public:
     basket_memory() = default;

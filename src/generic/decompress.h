@@ -9,12 +9,14 @@
 namespace trox_detail
 {
 
+// Exported for this project's other libraries and programs.
+
 /// True when this build decompresses LZO.
-bool has_lzo() noexcept;
+[[gnu::visibility("default")]] bool has_lzo() noexcept;
 
 /// True when `original` bytes can come from `zipped` bytes of a zlib or LZO1X stream at all. No stream of either
 /// kind expands further, so a larger announcement is damage and nothing is allocated for it.
-bool can_expand_to(std::uint64_t zipped, std::uint64_t original, bool lzo) noexcept;
+[[gnu::visibility("default")]] bool can_expand_to(std::uint64_t zipped, std::uint64_t original, bool lzo) noexcept;
 
 } // namespace trox_detail
 

@@ -65,6 +65,23 @@ template <class... Arguments> constexpr bool format_takes(std::string_view forma
     return all && next_conversion(format, position) == argument_kind::none;
 }
 
+/// Whether this thread prints no texts of the library. Exported for this project's other libraries, which tell their
+/// callers in another way.
+[[gnu::visibility("default")]] bool messages_are_silenced() noexcept;
+
+/// Silences this thread while it lives.
+class [[gnu::visibility("default")]] message_silencer
+{
+public:
+    message_silencer() noexcept;
+    ~message_silencer();
+    message_silencer(const message_silencer&) = delete;
+    message_silencer& operator=(const message_silencer&) = delete;
+
+private:
+    bool before_;
+};
+
 /// Prints row `Row` of a message table on standard output:
 ///     print<slicer_texts<Generation>, slicer_message::no_files>();
 /// `Table` is a type with `static constexpr const char* text(Message)`. A generation that does not say something has
@@ -73,6 +90,9 @@ template <class Table, auto Row, class... Arguments> void print([[maybe_unused]]
 {
     if constexpr (!std::string_view(Table::text(Row)).empty()) {
         static_assert(format_takes<Arguments...>(Table::text(Row)), "the text does not take these arguments");
+        if (messages_are_silenced()) {
+            return;
+        }
         if constexpr (sizeof...(Arguments) == 0) {
             std::fputs(Table::text(Row), stdout);
         } else {

@@ -16,7 +16,7 @@ namespace trox_detail
 // --- start --------------------------------------------------------------------------------------------
 
 template <class Generation> int basic_reader<Generation>::start()
-{
+try {
     if (is_running()) {
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::already_started>();
@@ -48,6 +48,8 @@ template <class Generation> int basic_reader<Generation>::start()
         return status;
     }
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 /// Hands the slicer its settings, files and channels.
@@ -106,7 +108,7 @@ template <class Generation> void basic_reader<Generation>::prepare_delivery()
 
 template <class Generation>
 int basic_reader<Generation>::get_data(time_id* target, std::vector<entry*>* result, int type)
-{
+try {
     static std::atomic<unsigned long> calls{0};
     if (!is_running()) {
         return TROX_DAQ_READER_NOT_INIT;
@@ -128,6 +130,9 @@ int basic_reader<Generation>::get_data(time_id* target, std::vector<entry*>* res
     }
     collect(*result);
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    result->clear();
+    return TROX_DAQ_READER_INTERN_ERROR; // as for records that there is no memory for
 }
 
 /// How often in a row the slicer may answer without data, or with an event outside the range that lies no farther in
@@ -146,6 +151,13 @@ template <class TimeId> bool is_farther(const TimeId& event, const TimeId& than,
         return forward ? event.event_number > than.event_number : event.event_number < than.event_number;
     }
     return forward ? us_of(event.time) > us_of(than.time) : us_of(event.time) < us_of(than.time);
+}
+
+/// What progress is measured by: by time, the time alone, since the numbers may begin anew meanwhile.
+template <class Generation> auto basic_reader<Generation>::place_of(const time_id& event) const -> time_id
+{
+    const bool is_by_time = request_.synch_mode == TROX_DAQ_SLICER_SYNCH_MODE_TIME;
+    return is_by_time ? time_id{0, event.time} : event;
 }
 
 /// Asks until an event in the range comes, whose records are then in `cur_res_`; else a status.
@@ -177,9 +189,10 @@ template <class Generation> int basic_reader<Generation>::find_event(time_id* ta
             if (belongs) {
                 return TROX_DAQ_READER_OK;
             }
-            moved = !farthest || is_farther(event, *farthest, type);
+            const time_id place = place_of(event);
+            moved = !farthest || is_farther(place, *farthest, type);
             if (moved) {
-                farthest = event;
+                farthest = place;
             }
         }
         answers_in_place = moved ? 0 : answers_in_place + 1;

@@ -14,7 +14,8 @@
 namespace trox_detail
 {
 
-/// Where the records of one channel of one file are decoded from. Borrowed; must outlive the decoder.
+/// Where the records of one channel of one file are decoded from. Borrowed; must outlive the decoder. Any type with the
+/// same members serves: the first two are asked with `find`, the channel's bytes with `fetch` and `range`.
 template <class Generation> struct record_source {
     byte_range event_headers;
     byte_range server_blocks;
@@ -30,8 +31,21 @@ enum class decode_outcome {
     failed_hard           ///< not decoded, and a worker gives up
 };
 
+/// Why a record was not decoded, or has no block.
+enum class decode_failure {
+    none,
+    outside, ///< a row that is missing, or points outside the baskets
+    length,  ///< a length that is negative, or passes the basket's end
+    unknown_compressor,
+    announced_sizes, ///< sizes of a compressed record that pass the basket, or cannot be true
+    damaged_stream,
+    stream_size, ///< a stream that gives another size than announced
+    payload,     ///< a payload that is too short for its block type
+    no_memory
+};
+
 /// Decodes records of one channel. Each thread has its own. A failure prints its text, with the thread's id.
-template <class Generation> class record_decoder
+template <class Generation, class Source = record_source<Generation>, class Arena = record_arena> class record_decoder
 {
 public:
     using entry = typename Generation::channel_entry;
@@ -39,13 +53,18 @@ public:
     using subhead = typename Generation::subhead;
 
     /// Decoded records lie in `arena`, which must outlive their use.
-    record_decoder(const record_source<Generation>& source, record_arena& arena);
+    record_decoder(const Source& source, Arena& arena);
 
     /// Decodes the record that `pointers` (null: `failed_hard`) points at. `out` receives the event's identity and
     /// in the first element of `sbchdata` the addresses of the event header, the server block head, the block (a
     /// sub-head and the payload, in host order) and its payload, all in the arena. After a failure nothing of the
     /// record is left there.
     decode_outcome decode(const row* pointers, entry& out);
+    /// Why the last record was not decoded, or has no block.
+    decode_failure failure() const noexcept
+    {
+        return failure_;
+    }
 
 private:
     struct stored; // the record's heads, and where they lie
@@ -57,10 +76,11 @@ private:
     decode_outcome convert_update(const stored& record, subhead*& result);
     decode_outcome convert_environment(const stored& record, subhead*& result);
     decode_outcome convert_plain(const stored& record, subhead*& result);
-    bool cut_to_subchannel(bool was_zipped, record_arena::mark whole, subhead*& result);
+    bool cut_to_subchannel(bool was_zipped, typename Arena::mark whole, subhead*& result);
 
-    const record_source<Generation>& source_;
-    record_arena& arena_;
+    const Source& source_;
+    Arena& arena_;
+    decode_failure failure_ = decode_failure::none;
     malloc_ptr<unsigned char> scratch_; // work area of the decompressors, kept from record to record
     std::size_t scratch_size_ = 0;
 };

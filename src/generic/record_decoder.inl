@@ -37,7 +37,7 @@ constexpr int block_type(int dtype) noexcept
     return dtype & type_mask;
 }
 
-template <class G> struct record_decoder<G>::stored {
+template <class G, class S, class A> struct record_decoder<G, S, A>::stored {
     const unsigned char* event_header = nullptr;
     const unsigned char* server_block = nullptr;
     const unsigned char* subhead_bytes = nullptr;
@@ -51,12 +51,12 @@ template <class G> struct record_decoder<G>::stored {
     }
 };
 
-template <class G>
-record_decoder<G>::record_decoder(const record_source<G>& source, record_arena& arena) : source_(source), arena_(arena)
+template <class G, class S, class A>
+record_decoder<G, S, A>::record_decoder(const S& source, A& arena) : source_(source), arena_(arena)
 {
 }
 
-template <class G> bool record_decoder<G>::locate(const row& pointers, stored& record) const
+template <class G, class S, class A> bool record_decoder<G, S, A>::locate(const row& pointers, stored& record) const
 {
     record.event_header =
         source_.event_headers.find(static_cast<std::uint64_t>(pointers.evhd), sizeof(typename G::event_header));
@@ -72,19 +72,21 @@ template <class G> bool record_decoder<G>::locate(const row& pointers, stored& r
     return true;
 }
 
-template <class G> template <class T> T* record_decoder<G>::allocate(std::size_t size)
+template <class G, class S, class A> template <class T> T* record_decoder<G, S, A>::allocate(std::size_t size)
 {
     return static_cast<T*>(arena_.allocate(size));
 }
 
-template <class G> decode_outcome record_decoder<G>::decode(const row* pointers, entry& out)
+template <class G, class S, class A> decode_outcome record_decoder<G, S, A>::decode(const row* pointers, entry& out)
 {
     stored record;
+    failure_ = decode_failure::none;
     if (pointers == nullptr || !locate(*pointers, record)) {
         print<common_channel_texts, common_channel_message::no_pointer_entry>(this_thread());
+        failure_ = decode_failure::outside;
         return decode_outcome::failed_hard;
     }
-    const record_arena::mark begin = arena_.position();
+    const typename A::mark begin = arena_.position();
     const decode_outcome outcome = decode_located(record, out);
     if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
         arena_.rewind(begin);
@@ -92,22 +94,27 @@ template <class G> decode_outcome record_decoder<G>::decode(const row* pointers,
     return outcome;
 }
 
-template <class G> decode_outcome record_decoder<G>::decode_located(const stored& record, entry& out)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::decode_located(const stored& record, entry& out)
 {
     auto* event_header = allocate<typename G::event_header>(sizeof(typename G::event_header));
     if (event_header == nullptr) {
         print<common_channel_texts, common_channel_message::no_event_header_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     channel_traits<G>::load(record.event_header, *event_header);
+    // A damaged pattern would have programs take the heads and the payload for those of another generation.
+    channel_traits<G>::mark_layout(*event_header);
     auto* server_block = allocate<typename G::server_block_head>(sizeof(typename G::server_block_head));
     if (server_block == nullptr) {
         print<common_channel_texts, common_channel_message::no_server_block_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     channel_traits<G>::load(record.server_block, *server_block);
 
-    const record_arena::mark before_block = arena_.position();
+    const typename A::mark before_block = arena_.position();
     subhead* block = nullptr;
     const decode_outcome outcome = decode_block(record, block);
     if (outcome == decode_outcome::failed || outcome == decode_outcome::failed_hard) {
@@ -129,7 +136,8 @@ template <class G> decode_outcome record_decoder<G>::decode_located(const stored
     return outcome;
 }
 
-template <class G> decode_outcome record_decoder<G>::decode_block(const stored& record, subhead*& result)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::decode_block(const stored& record, subhead*& result)
 {
     const int type = block_type(record.head.dtype);
     const bool stands_alone = channel_traits<G>::is_update_type(type) || type == TROX_ENV_BLOCK;
@@ -137,6 +145,7 @@ template <class G> decode_outcome record_decoder<G>::decode_block(const stored& 
     if (record.head.ldata < 0 || (!stands_alone && static_cast<std::uint64_t>(record.head.ldata) >
                                                        source_.channel->range().rest(record.subhead_position))) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        failure_ = decode_failure::length;
         return decode_outcome::failed_hard;
     }
     if (record.is_zipped()) {
@@ -148,7 +157,8 @@ template <class G> decode_outcome record_decoder<G>::decode_block(const stored& 
     return type == TROX_ENV_BLOCK ? convert_environment(record, result) : convert_plain(record, result);
 }
 
-template <class G> decode_outcome record_decoder<G>::unzip(const stored& record, subhead*& result)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::unzip(const stored& record, subhead*& result)
 {
     const std::uint64_t head_position = record.subhead_position + sizeof(subhead);
     const unsigned char* head_bytes = source_.channel->fetch(head_position, sizeof(trox_zip_header));
@@ -160,7 +170,10 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
     const bool lzo = !zlib && (head.zip_flags & trox_zip_lzo) != 0 && has_lzo();
     if (head_bytes != nullptr && !zlib && !lzo) {
         print<common_channel_texts, common_channel_message::unknown_unzipper>(head.zip_flags, this_thread());
-        print_trox_zip_header(&head);
+        failure_ = decode_failure::unknown_compressor;
+        if (!messages_are_silenced()) {
+            print_trox_zip_header(&head);
+        }
         return decode_outcome::failed_hard;
     }
     constexpr std::uint32_t longest = std::numeric_limits<std::int32_t>::max() - sizeof(subhead);
@@ -169,6 +182,7 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
     if (zipped == nullptr || head.orig_length > longest || head.zipp_length > longest ||
         !can_expand_to(head.zipp_length, head.orig_length, lzo)) {
         print<common_channel_texts, common_channel_message::uncompress_failed>(this_thread());
+        failure_ = decode_failure::announced_sizes;
         return decode_outcome::failed;
     }
 
@@ -178,12 +192,14 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
         scratch_size_ = scratch_ == nullptr ? 0 : size;
         if (scratch_ == nullptr) {
             print<common_channel_texts, common_channel_message::no_additional_memory>(this_thread());
+            failure_ = decode_failure::no_memory;
             return decode_outcome::failed_hard;
         }
     }
     auto* unzipped = allocate<subhead>(size);
     if (unzipped == nullptr) {
         print<common_channel_texts, common_channel_message::no_working_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     auto* payload = reinterpret_cast<unsigned char*>(unzipped + 1);
@@ -193,29 +209,34 @@ template <class G> decode_outcome record_decoder<G>::unzip(const stored& record,
     if ((zlib ? make_zlib(in, in_length, payload, &produced)
               : make_lzo(in, in_length, payload, &produced, scratch_.get())) != 0) {
         print<common_channel_texts, common_channel_message::uncompress_failed>(this_thread());
+        failure_ = decode_failure::damaged_stream;
         return decode_outcome::failed;
     }
     const auto expected = static_cast<int>(head.orig_length);
     if (produced != expected) {
         print<common_channel_texts, common_channel_message::size_differs>(expected, produced, this_thread());
+        failure_ = decode_failure::stream_size;
         return decode_outcome::failed_hard;
     }
     *unzipped = record.head;
     unzipped->error = static_cast<std::int32_t>(static_cast<unsigned>(record.head.error) & ~TROX_CHAN_ZIP_FLAG);
     unzipped->ldata = static_cast<std::int32_t>(size);
     if (trox_convert_data(payload, payload, record.head.dtype, expected) != 0) {
+        failure_ = decode_failure::payload;
         return decode_outcome::record_without_block;
     }
     result = unzipped;
     return decode_outcome::record;
 }
 
-template <class G> decode_outcome record_decoder<G>::convert_update(const stored& record, subhead*& result)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::convert_update(const stored& record, subhead*& result)
 {
     constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
     result = allocate<subhead>(size);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     *result = record.head;
@@ -225,24 +246,28 @@ template <class G> decode_outcome record_decoder<G>::convert_update(const stored
     if (data == nullptr ||
         trox_convert_data(data, result + 1, record.head.dtype, sizeof(typename G::update_block)) != 0) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        failure_ = decode_failure::payload;
         return decode_outcome::failed_hard;
     }
     return decode_outcome::record;
 }
 
 /// An environment value is published as an update of its channel.
-template <class G> decode_outcome record_decoder<G>::convert_environment(const stored& record, subhead*& result)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::convert_environment(const stored& record, subhead*& result)
 {
     trox_env_data_block value{};
     const unsigned char* data = source_.channel->fetch(record.data_position, sizeof value);
     if (data == nullptr || trox_convert_data(data, &value, record.head.dtype, sizeof value) != 0) {
         print<common_channel_texts, common_channel_message::environment_conversion_failed>(this_thread());
+        failure_ = decode_failure::payload;
         return decode_outcome::failed_hard;
     }
     constexpr std::size_t size = sizeof(subhead) + sizeof(typename G::update_block);
     result = allocate<subhead>(size);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_update_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     *result = record.head;
@@ -257,13 +282,15 @@ template <class G> decode_outcome record_decoder<G>::convert_environment(const s
     return decode_outcome::record;
 }
 
-template <class G> decode_outcome record_decoder<G>::convert_plain(const stored& record, subhead*& result)
+template <class G, class S, class A>
+decode_outcome record_decoder<G, S, A>::convert_plain(const stored& record, subhead*& result)
 {
     const auto size = static_cast<std::size_t>(record.head.ldata);
     const std::size_t payload = size > sizeof(subhead) ? size - sizeof(subhead) : 0;
     result = allocate<subhead>(sizeof(subhead) + payload);
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_plain_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return decode_outcome::failed_hard;
     }
     *result = record.head;
@@ -271,6 +298,7 @@ template <class G> decode_outcome record_decoder<G>::convert_plain(const stored&
     if (payload != 0 &&
         (data == nullptr || trox_convert_data(data, result + 1, record.head.dtype, static_cast<int>(payload)) != 0)) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
+        failure_ = decode_failure::payload;
         return decode_outcome::failed_hard;
     }
     return decode_outcome::record;
@@ -279,8 +307,8 @@ template <class G> decode_outcome record_decoder<G>::convert_plain(const stored&
 /// Replaces a block of several members, which lies in the arena from `whole` on, by the requested one. A plain
 /// block of one member is not cut, a decompressed one is: programs know the two apart by it. False when there is
 /// no memory.
-template <class G>
-bool record_decoder<G>::cut_to_subchannel(bool was_zipped, record_arena::mark whole, subhead*& result)
+template <class G, class S, class A>
+bool record_decoder<G, S, A>::cut_to_subchannel(bool was_zipped, typename A::mark whole, subhead*& result)
 {
     const int type = block_type(result->dtype);
     const int members = get_channel_number(result->dtype, result);
@@ -304,6 +332,7 @@ bool record_decoder<G>::cut_to_subchannel(bool was_zipped, record_arena::mark wh
     result = allocate<subhead>(static_cast<std::size_t>(size));
     if (result == nullptr) {
         print<common_channel_texts, common_channel_message::no_working_memory>(this_thread());
+        failure_ = decode_failure::no_memory;
         return false;
     }
     std::memcpy(static_cast<void*>(result), cut.get(), static_cast<std::size_t>(size));

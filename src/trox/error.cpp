@@ -9,9 +9,7 @@ namespace
 std::string with_place(const std::string& reason, const place& where)
 {
     std::string text = where.file;
-    const auto add = [&text](const std::string& part) {
-        text += text.empty() ? part : ", " + part;
-    };
+    const auto add = [&text](const std::string& part) { text += text.empty() ? part : ", " + part; };
     if (!where.channel.empty()) {
         add("channel " + where.channel);
     }

@@ -5,6 +5,7 @@
 #include "channel_types.h"
 #include "open_channel.h"
 
+#include <atomic>
 #include <sys/time.h>
 
 using namespace trox_test;
@@ -12,16 +13,16 @@ using namespace trox_test;
 namespace
 {
 
-/// Microseconds by which each look at the clock moves it on.
-long step_us = 0;
+/// Microseconds by which each look at the clock, also of a worker, moves it on.
+std::atomic<long> step_us{0};
 
 } // namespace
 
 extern "C" int gettimeofday(timeval* now, void*) noexcept
 {
-    static long time_us = 1'700'000'000'000'000;
+    static std::atomic<long> clock_us{1'700'000'000'000'000};
     constexpr long second_us = 1'000'000;
-    time_us += step_us;
+    const long time_us = clock_us += step_us;
     *now = {time_us / second_us, time_us % second_us};
     return 0;
 }

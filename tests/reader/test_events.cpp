@@ -3,6 +3,8 @@
 
 #include "generic/os_calls.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -259,21 +261,28 @@ TYPED_TEST(reader_events, answers_without_data_are_counted_and_end)
 
 TYPED_TEST(reader_events, records_without_memory_end_the_call)
 {
+    // Replaced before the start, whose thread looks at the calls as well.
+    static std::atomic<bool> refuses{false};
+    static const trox_detail::os_calls before = trox_detail::os();
+    trox_detail::os().realloc = [](void* block, std::size_t size) {
+        return refuses ? nullptr : std::realloc(block, size);
+    };
     this->start({trox_test::trace_name});
     typename TestFixture::event records;
-    static const trox_detail::os_calls before = trox_detail::os();
-    trox_detail::os().realloc = [](void*, std::size_t) -> void* { return nullptr; };
+    refuses = true;
     this->reader.set_error(-5);
     ::testing::internal::CaptureStderr();
     const std::string text = printed_by([&] { EXPECT_EQ(this->reader.get_data(nullptr, &records, next), -6); });
     const std::string reason = ::testing::internal::GetCapturedStderr();
-    trox_detail::os() = before;
+    refuses = false;
     const std::size_t size = TypeParam::subhead_size + TypeParam::spectrum_head_size + 64 * sizeof(float);
     EXPECT_EQ(text, "Failed to realloc " + std::to_string(size) + " of data for " + trox_test::trace_name + "\n");
     EXPECT_EQ(reason.rfind("realloc: ", 0), 0U) << reason;
     EXPECT_STREQ(this->reader.get_last_error(), "Channel not found") << "untouched";
     ASSERT_EQ(this->reader.get_data(nullptr, &records, next), 0);
     EXPECT_EQ(records[0]->event_id.event_number, 1001U);
+    this->reader.clean_up();
+    trox_detail::os() = before;
 }
 
 TYPED_TEST(reader_events, record_without_payload_is_delivered_as_its_head)

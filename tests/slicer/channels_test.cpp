@@ -1,7 +1,9 @@
 // Channels of the slicer: how they start, move from file to file, and go.
 #include "slicer_files.h"
 
+#include <chrono>
 #include <memory>
+#include <thread>
 #include <unistd.h>
 
 namespace slicer_test
@@ -383,6 +385,10 @@ TYPED_TEST(slicer_channels, bad_files_are_passed_over_in_the_direction_of_the_mo
     slicer_of<TypeParam> slicer;
     started(slicer);
     EXPECT_EQ(slicer.change_config(0, first, 1), 0) << "inwards from the first file";
+    // The last file is looked at in the background.
+    for (int tries = 0; tries < 10000 && slicer.get_number_of_bad_files() < 4; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     EXPECT_EQ(slicer.get_number_of_bad_files(), 4);
 }
 

@@ -1,0 +1,106 @@
+// One data file of any generation, as the layer sees it.
+#ifndef TROX_TROX_DATA_FILE_H
+#define TROX_TROX_DATA_FILE_H
+
+#include "event.h"
+#include "trox/data_set.h"
+#include "trox/decoded.h"
+#include "trox/file_window.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace trox::detail
+{
+
+/// A record by the tables: its event, and its row in the pointers table.
+struct indexed_record {
+    trox_time_id_2024 event_id{};
+    std::uint32_t row = 0;
+    bool is_update = false; ///< delivered as a slow value
+};
+
+/// A record that cannot be read, and why.
+struct bad_record {
+    std::uint64_t offset = 0;
+    std::optional<std::uint64_t> number{};
+    std::string reason{};
+};
+
+/// The records of one channel in one file, without those whose event cannot be told.
+struct channel_column {
+    std::vector<indexed_record> records{};
+    trox_time_id_2024 first{}; ///< the earliest event
+    trox_time_id_2024 last{};  ///< the latest
+    std::vector<bad_record> bad{};
+};
+
+/// What a thread keeps from one channel to the next: its windows into the baskets.
+struct decode_workspace {
+    file_window event_headers;
+    file_window server_blocks;
+    file_window channel;
+};
+
+/// Decodes records of one channel of one file. One thread.
+class channel_decoder
+{
+public:
+    virtual ~channel_decoder() = default;
+    /// Decodes the record of a row into `arena`. On failure false, and nothing is left in the arena.
+    virtual bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) = 0;
+    /// Why the last record could not be decoded.
+    virtual std::string reason() const = 0;
+};
+
+/// How a channel's records lie in a file.
+struct stored_channel {
+    std::uint64_t begin = 0; ///< its basket
+    std::uint64_t end = 0;
+    compression first_stored_as = compression::none;
+};
+
+/// A file with the rows of some channels, by their position in the list that they were loaded for. Const operations may
+/// be called by any number of threads.
+class file_rows
+{
+public:
+    virtual ~file_rows() = default;
+    virtual const std::shared_ptr<const std::string>& path() const = 0;
+    virtual std::size_t rows(std::size_t channel) const = 0;
+    virtual channel_column column(std::size_t channel) const = 0;
+    virtual stored_channel stored(std::size_t channel) const = 0;
+    /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
+    virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
+                                                     decode_workspace& workspace) const = 0;
+    virtual std::uint64_t offset(std::size_t channel, std::uint32_t row) const = 0;
+};
+
+/// A channel of a file's dictionary.
+struct dictionary_channel {
+    std::string name{};
+    std::uint32_t event_types = 0;
+    std::uint32_t block_types = 0;
+    std::uint32_t count = 0;
+};
+
+/// What the tables tell without the rows.
+struct file_contents {
+    file_info info{};
+    std::vector<dictionary_channel> dictionary{};
+    std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
+};
+
+/// Reads the tables of a file of any generation. Throws error.
+file_contents read_contents(const std::string& path);
+/// Loads the rows of channels; one that the file does not know has none. Throws error.
+std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format,
+                                           const std::vector<std::string>& channels);
+
+} // namespace trox::detail
+
+#endif

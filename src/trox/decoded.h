@@ -1,0 +1,82 @@
+// Decoded records, and the memory that they lie in.
+#ifndef TROX_TROX_DECODED_H
+#define TROX_TROX_DECODED_H
+
+#include "trox/basics.h"
+#include "trox/memory_pool.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace trox::detail
+{
+
+/// One record as it was decoded. Everything it points at lies in the arena of its batch.
+struct decoded_record {
+    const void* block = nullptr; ///< sub-head in the layout of `format`, and the payload, in host order
+    generation format = generation::v2010;
+    std::uint64_t number = 0;
+    time_point time{};
+    int event_type = 0;
+    std::string_view server{};
+    std::uint32_t server_status = 0;
+    std::string_view file{};
+    std::uint64_t offset = 0; ///< of the sub-head in the file
+};
+
+/// Memory of decoded records, taken piece by piece and released as a whole. One thread at a time.
+class batch_arena
+{
+public:
+    struct mark {
+        std::size_t blocks = 0;
+        std::size_t used = 0;
+        std::size_t bytes = 0;
+    };
+
+    /// Gives no more than `limit` bytes; from the heap when there is no pool.
+    explicit batch_arena(std::size_t limit, std::shared_ptr<memory_pool> pool = nullptr) noexcept
+        : limit_(limit), pool_(std::move(pool))
+    {
+    }
+    /// `size` bytes at a multiple of 8; null when there is no memory, or the limit would be passed.
+    void* allocate(std::size_t size) noexcept;
+    mark position() const noexcept
+    {
+        return {blocks_.size(), used_, bytes_};
+    }
+    void rewind(mark to) noexcept;
+    /// Bytes of all blocks.
+    std::size_t bytes() const noexcept
+    {
+        return bytes_;
+    }
+    /// Whether a request was refused since it would have passed the limit.
+    bool is_exhausted() const noexcept
+    {
+        return exhausted_;
+    }
+
+private:
+    std::vector<memory_block> blocks_; // the last one is in use
+    std::size_t used_ = 0;             // bytes of it
+    std::size_t bytes_ = 0;
+    std::size_t limit_;
+    std::shared_ptr<memory_pool> pool_; // blocks that came from it keep it as well
+    bool exhausted_ = false;
+};
+
+/// Bytes that all batches of a reader occupy.
+struct memory_account {
+    std::atomic<std::size_t> bytes{0};
+};
+
+} // namespace trox::detail
+
+#endif

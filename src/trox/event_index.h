@@ -1,0 +1,170 @@
+// The events of a selection, found in the tables: which events there are, and which record each channel has in each.
+//
+// Channels are merged as the slicers of the generations merge them for requests of the next event: every channel is
+// asked for what follows the present event, and the nearest answer is the next event. Going through it needs no
+// payload, so the whole sequence is known before anything is decoded, and any event can be stepped to.
+#ifndef TROX_TROX_EVENT_INDEX_H
+#define TROX_TROX_EVENT_INDEX_H
+
+#include "generic/record_index.h"
+#include "trox/data_file.h"
+#include "trox/event_reader.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace trox::detail
+{
+
+/// Where a channel's record of an event lies.
+struct record_place {
+    std::uint32_t event = 0; ///< index of the event
+    std::uint32_t file = 0;
+    std::uint32_t row = 0;
+    bool is_update = false;
+};
+
+struct indexed_event {
+    std::uint64_t number = 0;
+    time_point time{};
+};
+
+/// Gives a channel's column in a file; an empty one when the file has no record of it, or was passed over.
+using column_source = std::function<channel_column(std::size_t file, std::size_t channel)>;
+
+/// What the search functions of the generations need to know of a record.
+struct record_types {
+    using channel_entry = indexed_record;
+    using event_number = std::uint64_t;
+};
+
+/// One channel on its way through the files.
+class channel_cursor
+{
+public:
+    enum class answer { record, none, out_of_window };
+
+    channel_cursor(std::size_t channel, const synchronisation& match);
+
+    /// Goes to the first record of the first file from `file` on that has any. False when there is none.
+    bool enter(std::size_t file, std::size_t files, const column_source& columns);
+    bool is_alive() const noexcept
+    {
+        return alive_;
+    }
+    std::size_t file() const noexcept
+    {
+        return file_;
+    }
+    const trox_time_id_2024& first() const noexcept
+    {
+        return column_.first;
+    }
+    const trox_time_id_2024& last() const noexcept
+    {
+        return column_.last;
+    }
+    /// Looks for the record of an event, or of what follows it. The record becomes the present one.
+    answer at(const trox_time_id_2024& target);
+    answer behind(const trox_time_id_2024& target, bool checks_numbers);
+    /// The present record; null without one.
+    const indexed_record* present() const;
+    /// The present record as a look-up of its own event answers it; null when that finds none.
+    const indexed_record* confirmed();
+    /// Whether the present record, or one before it in this file, was taken for an event.
+    bool was_taken() const noexcept
+    {
+        return taken_;
+    }
+    void take() noexcept
+    {
+        taken_ = true;
+    }
+
+private:
+    answer find_number(std::uint64_t number, int type);
+    answer find_time(const time_stamp& time, int type);
+    answer select(int found);
+    bool is_within(const time_stamp& a, const time_stamp& b, int& sign) const;
+
+    std::size_t channel_;
+    const synchronisation& match_;
+    bool alive_ = false;
+    bool taken_ = false;
+    std::size_t file_ = 0;
+    channel_column column_;
+    std::optional<trox_detail::record_index<record_types>> index_;
+    int present_ = -1;
+    int last_found_ = -1; // by number
+    std::uint64_t present_number_ = 0;
+};
+
+/// Grows event by event. One thread.
+class event_index
+{
+public:
+    /// `checks_numbers`: per file, whether its generation checks a neighbour found by time against the numbers.
+    event_index(std::size_t channels, std::vector<bool> checks_numbers, const selection& what, column_source columns);
+
+    /// Finds one more event; false when there is none. What fails once (a file that must not be passed over) fails
+    /// again; the events found before stay.
+    bool grow();
+    /// Finds events until there are more than `index`; false when there are not so many.
+    bool reach(std::size_t index);
+    /// The same as far as it succeeds.
+    void look_ahead(std::size_t index);
+    void complete();
+
+    const std::vector<indexed_event>& events() const noexcept
+    {
+        return events_;
+    }
+    /// A channel's records in order of their events.
+    const std::vector<record_place>& records(std::size_t channel) const noexcept
+    {
+        return records_[channel];
+    }
+    /// Position in `records` of a channel's last record that is not behind an event; none before the first.
+    std::optional<std::size_t> position(std::size_t channel, std::size_t event) const;
+    /// Whether a channel has had a slow value in an event up to this one.
+    bool has_slow_value(std::size_t channel, std::size_t event) const noexcept
+    {
+        return first_updates_[channel] <= event;
+    }
+
+private:
+    struct round;
+    bool find_one();
+    bool step(round& state);
+    bool begin_anew(round& state);
+    void ask(channel_cursor& cursor, round& state);
+    bool compare(const trox_time_id_2024& a, const trox_time_id_2024& b, int& sign) const;
+    void consider(const trox_time_id_2024& found, round& state) const;
+    bool collect(const round& state);
+    bool advances(const round& state);
+    bool is_in_range(std::uint64_t number, time_point time) const;
+
+    synchronisation match_;
+    event_range range_;
+    std::vector<bool> checks_numbers_;
+    column_source columns_;
+    std::vector<channel_cursor> cursors_;
+    trox_time_id_2024 current_{};
+    bool begun_ = false;
+    bool complete_ = false;
+    std::exception_ptr failure_;
+    int stalls_ = 0; // answers in a row that did not lie behind the event before
+    std::vector<indexed_event> events_;
+    std::vector<std::vector<record_place>> records_;
+    std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value
+    std::vector<std::pair<std::size_t, record_place>> found_; // of the event that is collected
+};
+
+} // namespace trox::detail
+
+#endif

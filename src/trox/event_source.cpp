@@ -1,0 +1,310 @@
+#include "trox/event_source.h"
+
+#include "event_util.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace trox::detail
+{
+
+namespace
+{
+
+constexpr std::size_t most_notes = 1000;
+constexpr std::size_t farthest_horizon = 4096; // events
+
+const selection& checked(const selection& what)
+{
+    const synchronisation& match = what.match;
+    if (match.number_step == 0 || match.time_step <= microseconds(0)) {
+        throw error(fault::wrong_use, "the distance of events must be above 0");
+    }
+    if (match.tolerance < microseconds(0)) {
+        throw error(fault::wrong_use, "the tolerance must not be negative");
+    }
+    // A step would find the event that it comes from.
+    if (match.how == synchronisation::mode::by_time && match.tolerance >= match.time_step) {
+        throw error(fault::wrong_use, "the tolerance must be smaller than the distance of events");
+    }
+    return what;
+}
+
+std::vector<std::size_t> chosen_channels(const data_set& data, const selection& what)
+{
+    std::vector<std::size_t> channels;
+    if (what.channels.empty()) {
+        channels.resize(data.channels().size());
+        std::iota(channels.begin(), channels.end(), std::size_t{0});
+    } else {
+        channels = match_channels(data, what.channels);
+    }
+    if (channels.empty()) {
+        throw error(fault::not_found, "no channel is selected");
+    }
+    return channels;
+}
+
+bool is_slow_channel(const channel_info& channel)
+{
+    bool slow = channel.event_types != 0;
+    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
+        slow = slow && ((channel.event_types >> type & 1U) == 0 || is_slow_event(type));
+    }
+    return slow;
+}
+
+/// A neighbour found by time is checked against the numbers since 2010.
+std::vector<bool> number_checks(const data_set& data)
+{
+    std::vector<bool> checks;
+    for (const file_info& file : data.files()) {
+        checks.push_back(file.format != generation::legacy);
+    }
+    return checks;
+}
+
+} // namespace
+
+event_source::event_source(const data_set& data, const selection& what, const reading_options& options)
+    : data_(data), what_(checked(what)), skips_(options.skip_bad_records), channels_(chosen_channels(data, what)),
+      rows_(data.internals(), channels_),
+      index_(channels_.size(), number_checks(data), what_,
+             [this](std::size_t file, std::size_t channel) { return column(file, channel); }),
+      store_(channels_.size(), rows_, options.memory_budget, options.threads), wanted_(channels_.size())
+{
+    if (options.memory_budget == 0) {
+        throw error(fault::wrong_use, "the memory budget must be above 0");
+    }
+    rows_.throw_failures(!skips_);
+    for (const std::size_t channel : channels_) {
+        is_slow_.push_back(is_slow_channel(data_.channels()[channel]));
+        report_.channels.emplace_back().name = data_.channels()[channel].name;
+    }
+}
+
+// --- finding events ----------------------------------------------------------------------------------------
+
+/// Whether a file may have events in the range.
+bool event_source::is_file_in_range(const file_info& file) const
+{
+    const event_range& range = what_.range;
+    return std::any_of(file.events.begin(), file.events.end(), [&](const event_type_info& type) {
+        return (!range.begin || type.last_time >= *range.begin) && (!range.end || type.first_time < *range.end) &&
+               (!range.first_number || type.last_number >= *range.first_number) &&
+               (!range.end_number || type.first_number < *range.end_number);
+    });
+}
+
+channel_column event_source::column(std::size_t file, std::size_t channel)
+{
+    const file_info& info = data_.files()[file];
+    if (!data_.internals()->has(file, channels_[channel]) || !is_file_in_range(info)) {
+        return {};
+    }
+    const auto rows = rows_.rows(file);
+    if (rows == nullptr) {
+        return {};
+    }
+    channel_column column = rows->column(channel);
+    for (const bad_record& bad : column.bad) {
+        note_bad_record(info.path, channel, bad.offset, bad.number, bad.reason);
+    }
+    return column;
+}
+
+std::optional<std::size_t> event_source::find_number(std::uint64_t number)
+{
+    index_.complete();
+    const auto& events = index_.events();
+    const auto found = std::find_if(events.begin(), events.end(),
+                                    [number](const indexed_event& event) { return event.number == number; });
+    return found == events.end() ? std::nullopt : std::optional<std::size_t>(found - events.begin());
+}
+
+std::optional<std::size_t> event_source::find_time(time_point time)
+{
+    index_.complete();
+    const auto& events = index_.events();
+    const auto found =
+        std::find_if(events.begin(), events.end(), [time](const indexed_event& event) { return event.time >= time; });
+    return found == events.end() ? std::nullopt : std::optional<std::size_t>(found - events.begin());
+}
+
+std::size_t event_source::count()
+{
+    index_.complete();
+    return index_.events().size();
+}
+
+// --- delivering ---------------------------------------------------------------------------------------
+
+std::optional<event> event_source::forward_from(std::size_t index)
+{
+    for (; index_.reach(index); ++index) {
+        // The index runs ahead, so that the store knows what follows: the farther the longer one goes on.
+        index_.look_ahead(index + horizon_);
+        horizon_ = std::min(horizon_ * 2, farthest_horizon);
+        if (auto found = deliver(index, true)) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<event> event_source::backward_from(std::size_t index)
+{
+    for (std::size_t left = index + 1; left > 0; --left) {
+        if (auto found = deliver(left - 1, false)) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<event> event_source::at(std::size_t index)
+{
+    return deliver(index, true);
+}
+
+/// Finds out which records the event needs, and has them decoded.
+void event_source::want(std::size_t index, bool forward)
+{
+    store_.begin_event();
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        wanted_record& wanted = wanted_[i];
+        wanted.position = index_.position(i, index);
+        wanted.is_exact = wanted.position && index_.records(i)[*wanted.position].event == index;
+        if (wanted.position && !wanted.is_exact && !index_.has_slow_value(i, index)) {
+            wanted.position.reset();
+        }
+        if (wanted.position) {
+            store_.request(i, index_.records(i), *wanted.position, forward);
+        }
+    }
+}
+
+/// The record, or an earlier slow value in its place when it is damaged.
+std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, std::size_t channel)
+{
+    const auto& records = index_.records(channel);
+    while (wanted.position) {
+        const std::size_t at = *wanted.position;
+        std::string reason;
+        if (auto record = store_.wait(channel, records, at, reason)) {
+            return record;
+        }
+        const record_place& place = records[at];
+        if (!skips_ || known_bad_.emplace(channel, at).second) {
+            const auto rows = rows_.rows(place.file);
+            note_bad_record(data_.files()[place.file].path, channel,
+                            rows == nullptr ? 0 : rows->offset(channel, place.row), index_.events()[place.event].number,
+                            reason);
+        }
+        wanted.is_exact = false;
+        wanted.position.reset();
+        if (at > 0 && index_.has_slow_value(channel, records[at - 1].event)) {
+            wanted.position = at - 1;
+            store_.request(channel, records, at - 1, false);
+        }
+    }
+    return nullptr;
+}
+
+void event_source::note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
+                                   std::optional<std::uint64_t> number, const std::string& reason)
+{
+    place where{file, data_.channels()[channels_[channel]].name, number, offset};
+    if (!skips_) {
+        throw error(fault::damaged_record, reason, std::move(where));
+    }
+    ++report_.channels[channel].skipped;
+    if (report_.skipped_records.size() < most_notes) {
+        report_.skipped_records.push_back({std::move(where), reason});
+    }
+}
+
+std::optional<event> event_source::deliver(std::size_t index, bool forward)
+{
+    want(index, forward);
+    event found;
+    found.records_.resize(channels_.size());
+    bool has_record = false;
+    bool has_fast_record = false;
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        auto decoded = take(wanted_[i], i);
+        if (decoded == nullptr) {
+            continue;
+        }
+        const bool is_exact = wanted_[i].is_exact;
+        found.records_[i] = record(std::move(decoded), i, is_exact);
+        const bool is_update = index_.records(i)[*wanted_[i].position].is_update;
+        if (is_exact && (!has_record || (!has_fast_record && !is_update))) {
+            found.number_ = found.records_[i].event_number();
+            found.time_ = found.records_[i].time();
+            has_record = true;
+            has_fast_record = !is_update;
+        }
+    }
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        if (wanted_[i].position) {
+            store_.prefetch(i, index_.records(i), *wanted_[i].position, forward);
+        }
+    }
+    if (!has_record || !lets_pass(found, index)) {
+        ++report_.dropped;
+        return std::nullopt;
+    }
+    count_event(found);
+    position_ = index;
+    return found;
+}
+
+/// Whether an event is delivered although channels may be missing in it.
+bool event_source::lets_pass(const event& found, std::size_t index)
+{
+    if (what_.missing == on_missing::keep) {
+        return true;
+    }
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        if (found.records_[i] || is_slow_[i]) {
+            continue;
+        }
+        if (what_.missing == on_missing::fail) {
+            throw error(fault::missing_channel, "has no record",
+                        {{}, data_.channels()[channels_[i]].name, index_.events()[index].number, {}});
+        }
+        return false;
+    }
+    return true;
+}
+
+void event_source::count_event(const event& found)
+{
+    ++report_.events;
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        channel_report& channel = report_.channels[i];
+        const record& record = found.records_[i];
+        if (!record) {
+            ++channel.missing;
+        } else if (!record.is_updated()) {
+            ++channel.carried;
+        } else {
+            ++channel.present;
+            const auto residual =
+                record.time() < found.time_ ? found.time_ - record.time() : record.time() - found.time_;
+            channel.largest_residual = std::max(channel.largest_residual, residual);
+            report_.largest_residual = std::max(report_.largest_residual, residual);
+        }
+    }
+}
+
+const reading_report& event_source::report()
+{
+    report_.skipped_files = data_.skipped_files();
+    const auto failures = rows_.failures();
+    report_.skipped_files.insert(report_.skipped_files.end(), failures.begin(), failures.end());
+    return report_;
+}
+
+} // namespace trox::detail

@@ -1,0 +1,127 @@
+#include "trox/open_files.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace trox::detail
+{
+
+open_files::open_files(const std::vector<std::string>& paths, const open_options& options)
+    : most_open_(options.most_open_files)
+{
+    if (most_open_ == 0) {
+        throw error(fault::wrong_use, "at least one file must be allowed to be open");
+    }
+    if (paths.empty()) {
+        throw error(fault::not_found, "no data files");
+    }
+    for (const std::string& path : paths) {
+        try {
+            add(read_contents(path));
+        } catch (const error& failure) {
+            if (!options.skip_bad_files || paths.size() == 1) {
+                throw;
+            }
+            skipped_.push_back({path, failure.reason()});
+        }
+    }
+    if (files_.empty()) {
+        throw error(fault::bad_file, "none of " + std::to_string(paths.size()) + " files can be read; the first: " +
+                                         skipped_.front().path + ": " + skipped_.front().reason);
+    }
+}
+
+void open_files::add(file_contents contents)
+{
+    std::unordered_map<std::string_view, const channel_info*> descriptions;
+    for (const channel_info& description : contents.descriptions) {
+        descriptions.emplace(description.name, &description);
+    }
+    std::vector<bool> has_records(channels_.size());
+    for (const dictionary_channel& entry : contents.dictionary) {
+        const auto [known, is_new] = by_name_.emplace(entry.name, channels_.size());
+        if (is_new) {
+            channels_.emplace_back().name = entry.name;
+            has_records.push_back(false);
+        }
+        channel_info& channel = channels_[known->second];
+        const auto description = descriptions.find(entry.name);
+        if (description != descriptions.end() && channel.unit.empty() && channel.description.empty()) {
+            const auto& text = *description->second;
+            channel.unit = text.unit;
+            channel.description = text.description;
+            channel.property = text.property;
+            channel.server = text.server;
+            channel.subsystem = text.subsystem;
+        }
+        channel.event_types |= entry.event_types;
+        channel.records += entry.count;
+        channel.files += entry.count > 0 ? 1 : 0;
+        has_records[known->second] = has_records[known->second] || entry.count > 0;
+    }
+    files_.push_back(std::move(contents.info));
+    has_records_.push_back(std::move(has_records));
+}
+
+std::optional<std::size_t> open_files::find(std::string_view name) const
+{
+    const auto found = by_name_.find(std::string(name));
+    return found == by_name_.end() ? std::nullopt : std::optional<std::size_t>(found->second);
+}
+
+bool open_files::has(std::size_t file, std::size_t channel) const
+{
+    const auto& known = has_records_[file];
+    return channel < known.size() && known[channel];
+}
+
+row_cache::row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels)
+    : files_(std::move(files))
+{
+    for (const std::size_t channel : channels) {
+        names_.push_back(files_->channels()[channel].name);
+    }
+}
+
+std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
+{
+    const std::lock_guard lock(mutex_);
+    const auto found =
+        std::find_if(recent_.begin(), recent_.end(), [file](const auto& entry) { return entry.first == file; });
+    if (found != recent_.end()) {
+        recent_.splice(recent_.begin(), recent_, found);
+        return recent_.front().second;
+    }
+    if (failures_.count(file) != 0) {
+        return nullptr;
+    }
+    // Room first: no more files are open than allowed, but for those that others still hold.
+    while (recent_.size() >= files_->most_open()) {
+        recent_.pop_back();
+    }
+    const file_info& info = files_->files()[file];
+    try {
+        recent_.emplace_front(file, load_rows(info.path, info.format, names_));
+    } catch (const error& failure) {
+        if (throws_) {
+            throw;
+        }
+        failures_.emplace(file, failure.reason());
+        return nullptr;
+    }
+    return recent_.front().second;
+}
+
+std::vector<skipped_file> row_cache::failures() const
+{
+    const std::lock_guard lock(mutex_);
+    std::vector<skipped_file> result;
+    for (const auto& [file, reason] : failures_) {
+        result.push_back({files_->files()[file].path, reason});
+    }
+    std::sort(result.begin(), result.end(),
+              [](const skipped_file& a, const skipped_file& b) { return a.path < b.path; });
+    return result;
+}
+
+} // namespace trox::detail

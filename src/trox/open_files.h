@@ -1,0 +1,86 @@
+// What a data set holds: the files' contents, the channels of all of them, and the files that are open at the moment.
+#ifndef TROX_TROX_OPEN_FILES_H
+#define TROX_TROX_OPEN_FILES_H
+
+#include "trox/data_file.h"
+#include "trox/data_set.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace trox::detail
+{
+
+class open_files
+{
+public:
+    open_files(const std::vector<std::string>& paths, const open_options& options);
+
+    const std::vector<file_info>& files() const noexcept
+    {
+        return files_;
+    }
+    const std::vector<skipped_file>& skipped() const noexcept
+    {
+        return skipped_;
+    }
+    const std::vector<channel_info>& channels() const noexcept
+    {
+        return channels_;
+    }
+    std::optional<std::size_t> find(std::string_view name) const;
+    /// Whether a file has records of a channel.
+    bool has(std::size_t file, std::size_t channel) const;
+    std::size_t most_open() const noexcept
+    {
+        return most_open_;
+    }
+
+private:
+    void add(file_contents contents);
+
+    std::vector<file_info> files_;
+    std::vector<skipped_file> skipped_;
+    std::vector<channel_info> channels_;
+    std::unordered_map<std::string, std::size_t> by_name_;
+    std::vector<std::vector<bool>> has_records_; // per file, by index of the channel; shorter ones go on with false
+    std::size_t most_open_;
+};
+
+/// The rows of a fixed list of channels in the files of a data set; keeps those of the files used last. Thread-safe.
+class row_cache
+{
+public:
+    row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels);
+
+    /// Null when the file cannot be loaded; the first such failure is kept, or thrown when `skips` is off.
+    std::shared_ptr<const file_rows> rows(std::size_t file);
+    std::vector<skipped_file> failures() const;
+    std::size_t most_open() const noexcept
+    {
+        return files_->most_open();
+    }
+    void throw_failures(bool on) noexcept
+    {
+        throws_ = on;
+    }
+
+private:
+    std::shared_ptr<const open_files> files_;
+    std::vector<std::string> names_;
+    bool throws_ = false;
+    mutable std::mutex mutex_; // guards all below
+    std::list<std::pair<std::size_t, std::shared_ptr<const file_rows>>> recent_;
+    std::unordered_map<std::size_t, std::string> failures_;
+};
+
+} // namespace trox::detail
+
+#endif

@@ -1,0 +1,137 @@
+// Decoded records of a selection: decoded by worker threads, some ahead of the reader, within a budget of memory.
+#ifndef TROX_TROX_RECORD_STORE_H
+#define TROX_TROX_RECORD_STORE_H
+
+#include "trox/decoded.h"
+#include "trox/event_index.h"
+#include "trox/open_files.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace trox::detail
+{
+
+/// Records of one channel that follow each other in one file, in the order in which they will be asked for: decoded
+/// together, and released together.
+struct record_batch {
+    enum class stage { waiting, decoding, done };
+
+    explicit record_batch(std::shared_ptr<memory_account> shared) : account(std::move(shared)) {}
+    ~record_batch()
+    {
+        arena = batch_arena(0); // before others may take as much
+        account->bytes -= counted;
+    }
+    record_batch(const record_batch&) = delete;
+    record_batch& operator=(const record_batch&) = delete;
+
+    /// Whether record `at` of the channel's list is in it, and its index here.
+    bool covers(std::size_t at) const noexcept
+    {
+        return index_of(at) < size;
+    }
+    std::size_t index_of(std::size_t at) const noexcept
+    {
+        return forward ? at - first : first - at; // wraps around for what is not in it
+    }
+
+    std::shared_ptr<memory_account> account;
+    std::shared_ptr<const file_rows> rows;   ///< until it is decoded: what is held must not keep files open
+    std::shared_ptr<const std::string> path; ///< of the file, at which records point
+    std::size_t channel = 0;
+    std::size_t first = 0; ///< position of the first record in the channel's list
+    bool forward = true;   ///< whether positions rise
+    std::vector<record_place> places;
+    std::size_t target_bytes = 0; ///< decoding ends early once there are so many
+    std::size_t grant = 0;        ///< bytes that it may take
+    std::size_t counted = 0;      ///< bytes in the account
+    std::uint64_t round = 0;      ///< when it was last asked for; the reader's thread only
+
+    // Under the store's mutex until the stage is `done`, unchanged from then on.
+    stage state = stage::waiting;
+    std::size_t size = 0; ///< records that it has, or will have
+    std::vector<decoded_record> records;
+    std::vector<std::string> failures; ///< per record; empty for a good one
+    batch_arena arena{0};
+};
+
+class record_store
+{
+public:
+    record_store(std::size_t channels, row_cache& rows, std::size_t budget, unsigned threads);
+    ~record_store();
+    record_store(const record_store&) = delete;
+    record_store& operator=(const record_store&) = delete;
+
+    // Used by the reader's thread: `begin_event`, then `request` for all channels of an event, then `wait` for each,
+    // then `prefetch`.
+
+    void begin_event() noexcept
+    {
+        ++round_;
+    }
+    /// Has record `at` of a channel's list decoded. `forward` tells where the reader goes. Throws error
+    /// (out_of_budget).
+    void request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
+    /// The requested record; null when it cannot be decoded, with the reason. Throws error (out_of_budget).
+    std::shared_ptr<const decoded_record> wait(std::size_t channel, const std::vector<record_place>& list,
+                                               std::size_t at, std::string& reason);
+    /// Has the records behind (before) `at` decoded, as far as there is room for them.
+    void prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
+
+private:
+    using batch_pointer = std::shared_ptr<record_batch>;
+
+    struct channel_state {
+        std::deque<batch_pointer> batches; ///< the one used last at the front
+        std::size_t typical_bytes = 0;     ///< of a decoded record; 0 while unknown
+        std::size_t run = 1;               ///< records of the next batch: grows while they are used in order
+        std::size_t expected = 0;          ///< the next position when they are used in order
+    };
+
+    batch_pointer find(const channel_state& state, std::size_t at);
+    batch_pointer make(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward,
+                       std::size_t room);
+    std::size_t room() const;
+    std::size_t wanted_bytes(const channel_state& state) const;
+    void release_others();
+    void trim(channel_state& state, bool forward);
+    void enqueue(const batch_pointer& batch, bool at_once);
+    bool run_one(std::unique_lock<std::mutex>& lock);
+    void run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace);
+    void decode(record_batch& batch, decode_workspace& workspace);
+    void finish(const batch_pointer& batch);
+    void decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    void work();
+
+    row_cache& rows_;
+    const std::size_t budget_;
+    const std::size_t batch_bytes_;
+    const std::size_t depth_; ///< batches ahead
+    const std::shared_ptr<memory_account> account_ = std::make_shared<memory_account>();
+    const std::shared_ptr<memory_pool> pool_; ///< lives as long as records that lie in it
+    std::vector<channel_state> channels_;     ///< the reader's thread only, as the two below
+    decode_workspace own_workspace_;
+    std::uint64_t round_ = 0;
+
+    mutable std::mutex mutex_; // guards all below, and the batches
+    std::condition_variable has_work_;
+    std::condition_variable has_result_;
+    std::deque<batch_pointer> queue_;
+    std::size_t reserved_ = 0; ///< grants of batches that are not decoded yet
+    bool stop_ = false;
+    std::vector<std::thread> workers_;
+};
+
+} // namespace trox::detail
+
+#endif
