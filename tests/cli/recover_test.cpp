@@ -31,6 +31,17 @@ protected:
     {
         return trox_test::sample_directory(GetParam()) + trox_test::sample_names(GetParam()).front();
     }
+    /// The records of an event but for what must differ: where they lie.
+    static nlohmann::json without_places(const nlohmann::json& shown)
+    {
+        auto records = shown.at("records");
+        EXPECT_FALSE(records.empty());
+        for (auto& record : records) {
+            record.erase("file");
+            record.erase("offset");
+        }
+        return records;
+    }
     trox_test::temp_directory directory_;
     const std::string output_ = directory_.file("recovered.raw");
 };
@@ -48,7 +59,7 @@ TEST_P(recover, of_a_file_without_trailer_shows_the_events_of_the_whole_one)
         const auto now = run_trox({"show", output_, which, "--json"});
         ASSERT_EQ(before.code, 0) << before.err;
         ASSERT_EQ(now.code, 0) << now.err;
-        EXPECT_EQ(now.json().at("records"), before.json().at("records")) << which;
+        EXPECT_EQ(without_places(now.json()), without_places(before.json())) << which;
     }
 }
 

@@ -107,7 +107,7 @@ struct bad_row {
 struct index_entry {
     index_info_values info{};
     std::int32_t type = 0;
-    bool is_type_confirmed = false; ///< by the file reference table
+    std::uint64_t entry = 0; ///< position of the entry of its type
 };
 
 /// One pattern in the file.

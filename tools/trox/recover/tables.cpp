@@ -316,14 +316,11 @@ void read_index(found& file)
         if (!is_index_head(sizes, head)) {
             break;
         }
-        const auto type = static_cast<std::size_t>(head.type);
-        const bool is_confirmed = file.references.is_there() && file.reference_table.event_entries[type] == at;
         const auto end = entry_end(file, at, std::min(head.length, place.end() - at));
         for (auto info = at + sizes.index_head; info < end && sizes.index_info <= end - info;
              info += sizes.index_info) {
             if (file.file.read(info, bytes.data(), sizes.index_info)) {
-                file.index.push_back(
-                    {file.layout.index_info(bytes.data()), static_cast<std::int32_t>(type), is_confirmed});
+                file.index.push_back({file.layout.index_info(bytes.data()), static_cast<std::int32_t>(head.type), at});
             }
         }
         at = end;
