@@ -141,22 +141,25 @@ private:
         for (const auto& [position, known] : events_) {
             numbers.emplace(known.head.number, &known);
         }
+        std::unordered_set<const event*> confirmed;
+        std::vector<std::uint32_t> left;
         for (std::uint32_t i = 0; i < file_.index.size(); ++i) {
-            const auto& entry = file_.index[i];
-            const auto at = events_.find(entry.info.offset);
-            if (at != events_.end()) {
-                if (!is_equal(entry, at->second.head)) {
-                    at->second.index_entry = i;
-                }
-                continue;
+            const auto [first, last] = numbers.equal_range(file_.index[i].info.number);
+            const auto same = std::find_if(
+                first, last, [&](const auto& known) { return is_equal(file_.index[i], known.second->head); });
+            if (same != last) {
+                confirmed.insert(same->second); // wherever the entry's offset leads to
+            } else {
+                left.push_back(i);
             }
-            const auto [first, last] = numbers.equal_range(entry.info.number);
-            const bool is_elsewhere =
-                std::any_of(first, last, [&](const auto& known) { return is_equal(entry, known.second->head); });
-            if (is_elsewhere) {
-                continue; // only the index's offset is damaged
+        }
+        for (const auto i : left) {
+            const auto at = events_.find(file_.index[i].info.offset);
+            if (at != events_.end() && confirmed.count(&at->second) == 0) {
+                at->second.index_entry = i;
+            } else {
+                rebuild_event(file_.index[i]);
             }
-            rebuild_event(entry);
         }
     }
 
