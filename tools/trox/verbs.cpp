@@ -20,6 +20,8 @@ const std::vector<const verb_entry*>& all_verbs()
         &stat_entry,
         &cover_entry,
         &sync_entry,
+        &dump_entry,
+        &doctor_entry,
         &make_entry,
         &help_entry,
         &man_entry,

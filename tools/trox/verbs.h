@@ -12,6 +12,8 @@ namespace trox_cli
 
 extern const verb_entry completion_entry;
 extern const verb_entry cover_entry;
+extern const verb_entry doctor_entry;
+extern const verb_entry dump_entry;
 extern const verb_entry find_entry;
 extern const verb_entry help_entry;
 extern const verb_entry info_entry;
