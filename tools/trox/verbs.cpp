@@ -22,6 +22,7 @@ const std::vector<const verb_entry*>& all_verbs()
         &sync_entry,
         &dump_entry,
         &doctor_entry,
+        &recover_entry,
         &make_entry,
         &help_entry,
         &man_entry,

@@ -20,6 +20,7 @@ extern const verb_entry info_entry;
 extern const verb_entry list_entry;
 extern const verb_entry make_entry;
 extern const verb_entry man_entry;
+extern const verb_entry recover_entry;
 extern const verb_entry show_entry;
 extern const verb_entry stat_entry;
 extern const verb_entry sync_entry;
