@@ -97,6 +97,44 @@ std::vector<wide_field> wide_fields(const trox::data_set& data, const std::vecto
     return fields;
 }
 
+/// A checker for which a file that cannot be read is one that does not hold what it must.
+class strict_checker final : public event_consumer
+{
+public:
+    explicit strict_checker(const std::function<std::unique_ptr<event_consumer>()>& make)
+    {
+        guard([&] { checker_ = make(); });
+    }
+    void begin_event(const event_head& event) override
+    {
+        guard([&] { checker_->begin_event(event); });
+    }
+    void take(std::size_t channel, const trox::record& record, const std::vector<row>& rows) override
+    {
+        guard([&] { checker_->take(channel, record, rows); });
+    }
+    void end_event() override
+    {
+        guard([&] { checker_->end_event(); });
+    }
+    void finish() override
+    {
+        guard([&] { checker_->finish(); });
+    }
+
+private:
+    template <class Call> static void guard(const Call& call)
+    {
+        try {
+            call();
+        } catch (const trox::error& reason) {
+            throw difference(reason.what());
+        }
+    }
+
+    std::unique_ptr<event_consumer> checker_;
+};
+
 class export_run
 {
 public:
@@ -230,8 +268,8 @@ private:
     {
         trox::event_reader events(data_, what_, reading_);
         try {
-            const auto consumer = make(events);
-            pass(events, *consumer, [](std::size_t, const trox::record&, const std::vector<row>&) {});
+            strict_checker consumer([&] { return make(events); });
+            pass(events, consumer, [](std::size_t, const trox::record&, const std::vector<row>&) {});
             result_.is_verified = true;
         } catch (const difference& found) {
             result_.difference = found.what();

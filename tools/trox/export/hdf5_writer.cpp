@@ -87,7 +87,7 @@ private:
     {
         lines_ = first.shape[0];
         elements_ = first.shape[1];
-        constexpr std::size_t most_rows = 4096;
+        constexpr std::size_t most_rows = 1024;
         constexpr hsize_t most_elements = 1 << 18;
         chunk_rows_ = std::clamp<std::size_t>(budget_ / row_size(), 1, most_rows);
         const hsize_t chunk_elements = std::clamp<hsize_t>(elements_, 1, most_elements);
