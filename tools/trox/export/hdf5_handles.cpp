@@ -1,7 +1,6 @@
 #include "hdf5_handles.h"
 
-#include "text.h"
-
+#include "base/utf8.h"
 #include "trox/error.h"
 
 #include <cstdlib>
@@ -87,7 +86,7 @@ hdf5_type hdf5_file_type(element type)
 
 void set_text_attribute(hid_t object, const char* name, std::string_view text)
 {
-    const std::string valid = valid_utf8(text);
+    const std::string valid = trox_base::valid_utf8(text);
     const char* const value = valid.c_str();
     const hdf5_type type = hdf5_text_type();
     set_attribute(object, name, type.get(), type.get(), &value);

@@ -2,8 +2,7 @@
 
 #include "hdf5_handles.h"
 #include "hdf5_names.h"
-#include "text.h"
-
+#include "base/utf8.h"
 #include "trox/error.h"
 
 #include <algorithm>
@@ -178,7 +177,7 @@ public:
 private:
     hdf5_group open_group(std::size_t channel) const
     {
-        const std::string name = valid_utf8(channels_[channel].name);
+        const std::string name = trox_base::valid_utf8(channels_[channel].name);
         for (const std::string& path : {channels_[channel].name, hdf5_spare_group_name(channel)}) {
             hdf5_group group(H5Gopen2(file_.get(), path.c_str(), H5P_DEFAULT));
             if (group && text_attribute(group.get(), "name") == name) {

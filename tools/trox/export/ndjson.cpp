@@ -3,6 +3,8 @@
 #include "columns.h"
 #include "text.h"
 
+#include "base/utf8.h"
+
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -141,7 +143,7 @@ bool is_equal_element(const json& value, const row& from, std::size_t i)
         return value.is_string() && trox::time_from_text(value.get<std::string>()).time_since_epoch().count() ==
                                         element_at<std::int64_t>(from, i);
     case element::text:
-        return value.is_string() && value.get<std::string>() == valid_utf8(from.texts[i]);
+        return value.is_string() && value.get<std::string>() == trox_base::valid_utf8(from.texts[i]);
     }
     return false;
 }
@@ -201,7 +203,7 @@ public:
     void take(std::size_t channel, const trox::record& record, const std::vector<row>& rows) override
     {
         const json& values = line_["channels"];
-        const auto found = values.find(valid_utf8(channels_[channel].name));
+        const auto found = values.find(trox_base::valid_utf8(channels_[channel].name));
         if (found == values.end() || found->is_null() != !record || (record && found->size() != rows.size())) {
             throw difference(place(channel) + " is not as it was read");
         }
@@ -209,7 +211,7 @@ public:
             return;
         }
         for (const row& row : rows) {
-            const auto value = found->find(valid_utf8(names_.of(channel, row)));
+            const auto value = found->find(trox_base::valid_utf8(names_.of(channel, row)));
             if (value == found->end() || !is_equal_row(*value, row)) {
                 throw difference(place(channel) + ", " + std::string(row.name) + ", is not as it was read");
             }

@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include "base/utf8.h"
 #include "trox/error.h"
 
 #include <charconv>
@@ -10,8 +11,6 @@ namespace trox_export
 {
 namespace
 {
-
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 template <class T> void append_number(std::string& text, T value)
 {
@@ -37,29 +36,6 @@ template <class T> void append_json_real(std::string& text, T value)
 trox::time_point time_at(const row& from, std::size_t i)
 {
     return trox::time_point(trox::microseconds(element_at<std::int64_t>(from, i)));
-}
-
-/// Bytes of the UTF-8 character at the front; 0 when there is none.
-std::size_t character_size(std::string_view text)
-{
-    const auto lead = static_cast<unsigned char>(text[0]);
-    if (lead < 0x80U) {
-        return 1;
-    }
-    const std::size_t size = lead >= 0xC2U && lead < 0xE0U ? 2 : lead >= 0xE0U && lead < 0xF0U ? 3 : 4;
-    if (lead < 0xC2U || lead > 0xF4U || size > text.size()) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U) {
-            return 0;
-        }
-    }
-    // Overlong forms, surrogates, and what lies behind the last character.
-    const auto second = static_cast<unsigned char>(text[1]);
-    const bool is_wrong = (lead == 0xE0U && second < 0xA0U) || (lead == 0xEDU && second > 0x9FU) ||
-                          (lead == 0xF0U && second < 0x90U) || (lead == 0xF4U && second > 0x8FU);
-    return is_wrong ? 0 : size;
 }
 
 void append_json_character(std::string& text, std::string_view character)
@@ -148,23 +124,12 @@ void append_json_element(std::string& text, const row& from, std::size_t i)
     }
 }
 
-std::string valid_utf8(std::string_view text)
-{
-    std::string valid;
-    while (!text.empty()) {
-        const std::size_t size = character_size(text);
-        valid += size == 0 ? replacement : text.substr(0, size);
-        text.remove_prefix(size == 0 ? 1 : size);
-    }
-    return valid;
-}
-
 void append_json_string(std::string& text, std::string_view value)
 {
     text += '"';
     while (!value.empty()) {
-        const std::size_t size = character_size(value);
-        append_json_character(text, size == 0 ? replacement : value.substr(0, size));
+        const std::size_t size = trox_base::character_size(value);
+        append_json_character(text, size == 0 ? trox_base::replacement : value.substr(0, size));
         value.remove_prefix(size == 0 ? 1 : size);
     }
     text += '"';

@@ -19,8 +19,6 @@ void append_element(std::string& text, const row& from, std::size_t i);
 void append_json_element(std::string& text, const row& from, std::size_t i);
 /// Appends a quoted string; bytes that are no UTF-8 become U+FFFD.
 void append_json_string(std::string& text, std::string_view value);
-/// Text in which bytes that are no UTF-8 became U+FFFD.
-std::string valid_utf8(std::string_view text);
 /// Appends a field of CSV, quoted where it must be.
 void append_csv_field(std::string& text, std::string_view value);
 
