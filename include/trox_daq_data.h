@@ -9,6 +9,7 @@
 #include "event.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,32 @@ class trox_daq_reader_2010;
 class trox_daq_reader_2024;
 
 #pragma GCC visibility push(default)
+
+namespace trox_detail
+{
+
+/// What an accessor knows of the record that it has selected; nothing is owned.
+struct selected_record {
+    int Ichan = 0;
+    bool data_2010 = false;
+    int Nmemb = 0;
+    int DataType = 0;
+    int PropType = 0;
+    int ChanType = 0;
+    char* PropName = nullptr;
+    trox_eventheader* EventHeader = nullptr;
+    trox_eventheader_2024* EventHeader_2024 = nullptr;
+    trox_serv_block_head* SrvbHeader = nullptr;
+    trox_serv_block_subhead* ChanHeader = nullptr;
+    trox_serv_block_head_2010* SrvbHeader_2010 = nullptr;
+    trox_serv_block_subhead_2010* ChanHeader_2010 = nullptr;
+    trox_serv_block_head_2024* SrvbHeader_2024 = nullptr;
+    void* Data = nullptr;
+    unsigned char* payload = nullptr; ///< where it begins; Data may be its first value
+    std::size_t payload_size = 0;
+};
+
+} // namespace trox_detail
 
 /// A cursor over the records of one event, as a reader hands them out: selects one channel after the other, tells what
 /// kind of data it has, and gives its values.
@@ -37,7 +64,7 @@ class trox_daq_reader_2024;
 /// with the reader's next event. Only the float image is the accessor's own. A payload that is shorter than its head
 /// announces counts as missing. One thread at a time. An index of the current record outside the records throws
 /// std::out_of_range; nothing else throws but lack of memory.
-class trox_daq_getdata
+class trox_daq_getdata : private trox_detail::selected_record
 {
 public:
     using records = std::vector<trox_channel_entry_long*>;
@@ -57,11 +84,12 @@ public:
     // --- records and channels ---------------------------------------------------------------------
     //
     // Operations that select a channel answer its kind of value, 0 when there is no such channel (the selected one
-    // stays), and -1 without records.
+    // stays, with all that is known of it), and -1 without records.
 
     /// Takes the records of an event and selects the first. Their number; -11 no records, -12 null, else as for a
-    /// record without heads (-1) or with an unset number of pointer sets (-4). Adds to the counts of classes, which
-    /// only `Clean` sets back.
+    /// record without heads (-1) or with an unset number of pointer sets (-4). After -11 and -12 nothing can be
+    /// selected, and what was selected before is still told, as long as its records live. Adds to the counts of
+    /// classes, which only `Clean` sets back; a fast record without sub-head counts for none.
     int SetRes(records* result);
     int SetRes_2024(records_2024* result);
     int SetChan(int n);
@@ -114,6 +142,7 @@ public:
                          int* nchan) const;
     int GetServBlockInfo_2024(unsigned* seconds, unsigned* microseconds, int* ltotal, unsigned long* mpulse, int* tmask,
                               int* status, int* nchan) const;
+    /// Of the sub-head. The name fills its field where it has no NUL: 32 characters in legacy records, else 256.
     int GetChanInfo(char** name, int* dtype, int* error, int* ldata) const;
 
     // --- values -----------------------------------------------------------------------------------
@@ -126,9 +155,11 @@ public:
     /// A name/value list. 0; 1 for any other channel.
     int GetValNamPrm(trox_name_value_block** block, int* id, char** comment, int* ndata,
                      trox_name_value_channel** entries) const;
-    /// Entry `i` of a name/value list; the name ends with its field, if it has no NUL. 0, or 1.
+    /// Entry `i` of a name/value list; the name ends with its field, if it has no NUL. 0, or 1. -1 is no failure: what
+    /// stands in front of the first entry, comment and count, is taken for one. Farther in front nothing is.
     int GetValNamChan(char** name, float* value, int i) const;
-    /// Value of an update, or of entry `i` of a name/value list; 0.0 without it.
+    /// Value of an update, or of entry `i` of a name/value list; 0.0 without it. In front of a list's first entry the
+    /// words of its head are taken for the values of -1 and -2.
     float GetSingle(int i) const;
     /// Samples of a member of a spectrum: all groups, one behind the other. Null without them.
     float* GetSpect(int member) const;
@@ -142,15 +173,18 @@ public:
     /// Axis of a region of interest, and the address of the region's head (trox_roi_head). As `GetSpectPar`.
     int GetRoiPar(void** roi, float* start, float* inc, void** extra, int* length, int member) const;
     /// The value of a property in one call; `name` null means the selected channel, else the channel is selected.
-    /// Spectra give `data`, the samples of member `i`; single values give `value`, of a name/value list that of entry
-    /// `i`. 0, -1 without records, -2 without payload, 2 a payload that cannot be read, 3 no such channel or no such
-    /// value, 4 another kind. For update records of the 2024 generation use `GetSlowPrm`: the value is looked for here
-    /// where the legacy generation has it.
+    /// Spectra give `data`, the samples of member `i`, null without them; single values give `value`, of a name/value
+    /// list that of entry `i`, also of one behind or in front of the list where the payload reaches so far, else 0.0.
+    /// 0, -1 without records, -2 when the channel selected before has no payload (also with a `name`), 2 a payload that
+    /// cannot be read, 3 no such channel or no value, 4 another kind. For update records of the 2024 generation use
+    /// `GetSlowPrm`: the value is looked for here where the legacy generation has it.
     int GetDataPtrs(const char* name, float* value, float** data, int i);
     /// Description code of a spectrum; -1 for legacy records, -2 without payload.
     int GetDescr() const;
 
     // --- images -----------------------------------------------------------------------------------
+    //
+    // Without payload the answer is that (-2 or null), whatever the channel's type; so it is for spectra.
 
     /// The first pixel; null for other channels, and when the pixels are not all there.
     void* GetImage() const;
@@ -161,8 +195,8 @@ public:
     int GetImagePar(int* frame, int* compr, int* bpp, int* length) const;
     /// Axes in pixels. Bytes of pixels, or as above.
     int GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny) const;
-    /// The pixels as floats, row by row; null when they are not width * height * bytes per pixel. Owned by the accessor
-    /// until the next conversion, `Clean` or its end.
+    /// The pixels as floats, row by row, the largest float for what is larger; null when they are not width * height *
+    /// bytes per pixel. Owned by the accessor until the next conversion, `Clean` or its end.
     float* ConvertImage();
     float* GetImageFloat() const;
     /// A pixel of the converted image; 0.0 outside.
@@ -199,40 +233,29 @@ private:
     bool is_image() const;
     bool is_slow() const;
     template <class Header>
-    int select_representative(Header* trox_daq_getdata::*header, const char* operation, Header& representative);
+    int select_representative(Header* trox_detail::selected_record::*header, const char* operation,
+                              Header& representative);
     bool is_update() const;
     template <class Update> bool load_update(Update& update) const;
     unsigned char* behind_head() const;
     trox_name_value_block* name_values() const;
+    bool is_in_payload(std::int64_t position, std::size_t size) const;
+    int tell_no_list(const char* operation) const;
     const char* missing_head() const;
-    void print_members();
+    void print_member(int i) const;
+    bool print_entries(const char* member) const;
+    void print_spectrum(int member) const;
+    void print_axes() const;
 
     int Status = 0;
     records* Res = nullptr;
     records_2024* Res2024 = nullptr;
-    bool data_2010;
     bool data_2024;
     int Nchan = 0;
     int NFast = 0;
     int NSlow = 0;
     int NImage = 0;
-    int Ichan = 0;
     int Nptr = 1;
-    int Nmemb = 0;
-    int DataType = 0;
-    int PropType = 0;
-    int ChanType = 0;
-    char* PropName = nullptr;
-    trox_eventheader* EventHeader = nullptr;
-    trox_eventheader_2024* EventHeader_2024 = nullptr;
-    trox_serv_block_head* SrvbHeader = nullptr;
-    trox_serv_block_subhead* ChanHeader = nullptr;
-    trox_serv_block_head_2010* SrvbHeader_2010 = nullptr;
-    trox_serv_block_subhead_2010* ChanHeader_2010 = nullptr;
-    trox_serv_block_head_2024* SrvbHeader_2024 = nullptr;
-    void* Data = nullptr;
-    unsigned char* payload = nullptr; // where it begins; Data may be its first value
-    std::size_t payload_size = 0;
     float ImageXstart = 0;
     float ImageXinc = 0;
     int ImageNx = 0;

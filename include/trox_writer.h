@@ -211,6 +211,9 @@ public:
     /// Gives up the present file; closed ones stay.
     void abandon() noexcept;
 
+    /// Bytes of the present file if it were closed now, as `file_writer` projects them; 0 when none is open.
+    std::uint64_t projected_size() const noexcept;
+
     /// Paths of the files closed so far, and of the catalogue (after `finish`, when one is written).
     const std::vector<std::string>& files() const noexcept;
     const std::string& catalogue() const noexcept;

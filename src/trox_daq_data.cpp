@@ -212,6 +212,24 @@ namespace
 constexpr int no_arguments = -1;
 constexpr int not_started = -5;
 
+/// A range record of the caller's, which may belong to a reader that Init ends.
+template <class TimeId> class kept_range
+{
+public:
+    explicit kept_range(const TimeId* given) : value_(given != nullptr ? *given : TimeId{}), is_given_(given != nullptr)
+    {
+    }
+    /// Null where the caller gave none.
+    TimeId* get()
+    {
+        return is_given_ ? &value_ : nullptr;
+    }
+
+private:
+    TimeId value_;
+    bool is_given_;
+};
+
 bool has_arguments(const char* operation, const char* list_file, const std::vector<trox_sprop*>* props)
 {
     if (list_file == nullptr) {
@@ -234,6 +252,9 @@ int trox_daq_data::Init(const char* list_file, std::vector<trox_sprop*>* props, 
         return no_arguments;
     }
     const std::string list = list_file; // may be the name that Clean forgets
+    kept_range kept_period(period);
+    kept_range kept_start(start);
+    kept_range kept_stop(stop);
     Clean();
     Debug = debug;
     Res = std::make_unique<trox_daq_getdata::records>();
@@ -241,7 +262,9 @@ int trox_daq_data::Init(const char* list_file, std::vector<trox_sprop*>* props, 
     Reader_2010 = std::make_unique<trox_daq_reader_2010>();
     Reader->clean_up(); // also takes back what the environment says of the tolerance
     Reader_2010->clean_up();
-    if (const int status = prepare<words_of_init>(list.c_str(), props, period, start, stop); status != 0) {
+    if (const int status =
+            prepare<words_of_init>(list.c_str(), props, kept_period.get(), kept_start.get(), kept_stop.get());
+        status != 0) {
         return status;
     }
     if (Reader != nullptr) {
@@ -267,12 +290,17 @@ int trox_daq_data::Init2024(const char* list_file, std::vector<trox_sprop*>* pro
         return no_arguments;
     }
     const std::string list = list_file;
+    kept_range kept_period(period);
+    kept_range kept_start(start);
+    kept_range kept_stop(stop);
     Clean();
     Debug = debug;
     Res2024 = std::make_unique<trox_daq_getdata::records_2024>();
     Reader_2024 = std::make_unique<trox_daq_reader_2024>();
     Reader_2024->clean_up();
-    if (const int status = prepare<words_of_init_2024>(list.c_str(), props, period, start, stop); status != 0) {
+    if (const int status =
+            prepare<words_of_init_2024>(list.c_str(), props, kept_period.get(), kept_start.get(), kept_stop.get());
+        status != 0) {
         return status;
     }
     if (Reader_2024->start() != 0) {
@@ -291,6 +319,7 @@ namespace
 constexpr int not_read = -2;
 
 /// Reads the next event with a reader, if there is one. `no_failure` is an answer that counts as success beside 0.
+/// After a failure there are no records: those of the event before may be gone.
 template <class Reader, class Records>
 int read_event(const std::unique_ptr<Reader>& reader, Records* records, const char* name,
                trox_daq_reader_status no_failure = TROX_DAQ_READER_OK)
@@ -301,6 +330,7 @@ int read_event(const std::unique_ptr<Reader>& reader, Records* records, const ch
     const int status = reader->get_data(nullptr, records, TROX_DAQ_READ_CHAN_EVENT_NEXT);
     if (status != 0 && status != no_failure) {
         std::fprintf(stderr, "trox_daq_data::GetData: data are not read %s\n", name);
+        records->clear();
         return not_read;
     }
     if (records->empty()) {

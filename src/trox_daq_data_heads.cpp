@@ -129,14 +129,31 @@ void put_event_info(const Header& header, int* type, unsigned* length, unsigned*
     put(nservers, header.num_svr_block);
 }
 
+/// Brings the present selection back, however the block is left.
+class selection_keeper
+{
+public:
+    explicit selection_keeper(trox_detail::selected_record& selection) : selection_(selection), kept_(selection) {}
+    ~selection_keeper()
+    {
+        selection_ = kept_;
+    }
+    selection_keeper(const selection_keeper&) = delete;
+    selection_keeper& operator=(const selection_keeper&) = delete;
+
+private:
+    trox_detail::selected_record& selection_;
+    const trox_detail::selected_record kept_;
+};
+
 } // namespace
 
-/// Copies the header that stands for the event, and selects the present record again.
+/// Copies the header that stands for the event; the present record stays selected.
 template <class Header>
-int trox_daq_getdata::select_representative(Header* trox_daq_getdata::*header, const char* operation,
+int trox_daq_getdata::select_representative(Header* trox_detail::selected_record::*header, const char* operation,
                                             Header& representative)
 {
-    const int before = Ichan;
+    const selection_keeper keeper(*this);
     std::uint64_t running = 0;
     int answer = failed;
     for (int i = 0; i < Nchan; ++i) {
@@ -158,8 +175,6 @@ int trox_daq_getdata::select_representative(Header* trox_daq_getdata::*header, c
         }
         running = candidate.event_number;
     }
-    Ichan = before;
-    set_head();
     return answer;
 }
 
@@ -172,7 +187,7 @@ int trox_daq_getdata::GetEventInfo(unsigned* number, int* type, unsigned* length
         return failed;
     }
     trox_eventheader header;
-    if (const int answer = select_representative(&trox_daq_getdata::EventHeader, "GetEventInfo", header); answer != 0) {
+    if (const int answer = select_representative(&selected_record::EventHeader, "GetEventInfo", header); answer != 0) {
         return answer;
     }
     put(number, header.event_number);
@@ -189,7 +204,7 @@ int trox_daq_getdata::GetEventInfo_2024(unsigned long* number, int* type, unsign
         return failed;
     }
     trox_eventheader_2024 header;
-    if (const int answer = select_representative(&trox_daq_getdata::EventHeader_2024, "GetEventInfo_2024", header);
+    if (const int answer = select_representative(&selected_record::EventHeader_2024, "GetEventInfo_2024", header);
         answer != 0) {
         return answer;
     }

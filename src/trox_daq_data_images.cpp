@@ -3,8 +3,12 @@
 
 #include "detail/big_endian.h"
 #include "generic/accessor.h"
+#include "generic/image_shape.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 using namespace trox_detail::accessor;
@@ -12,69 +16,8 @@ using namespace trox_detail::accessor;
 namespace
 {
 
-/// An image's axes and pixels, wherever its head keeps them.
-struct image_shape {
-    int xstart = 0;
-    int xinc = 0;
-    int nx = 0;
-    int ystart = 0;
-    int yinc = 0;
-    int ny = 0;
-    int frame = 0;
-    int compr = 0;
-    int bpp = 0; // bytes per pixel
-    int length = 0;
-    std::size_t head_size = 0;
-};
-
-/// Some front ends pack what they have no other place for into the upper bits of the words.
-image_shape shape_of(const trox_image_frame_head& head)
-{
-    const auto w = static_cast<unsigned>(head.w);
-    const auto h = static_cast<unsigned>(head.h);
-    const auto bpp = static_cast<unsigned>(head.bpp);
-    image_shape shape;
-    shape.xstart = head.w >> 16;
-    shape.nx = static_cast<int>(w & 0xFFFFU);
-    shape.ystart = head.h >> 16;
-    shape.ny = static_cast<int>(h & 0xFFFFU);
-    shape.xinc = head.bpp >> 18;
-    shape.yinc = static_cast<int>(bpp >> 4 & 0x3FFFU);
-    shape.bpp = static_cast<int>((bpp & 15U) == 0 ? 1U : bpp & 15U);
-    shape.frame = static_cast<int>(head.frame);
-    shape.compr = head.compr;
-    shape.length = head.length;
-    shape.head_size = sizeof head;
-    return shape;
-}
-
-image_shape shape_of(const trox_image_ext_frame_head& head)
-{
-    image_shape shape;
-    shape.xstart = head.x_start;
-    shape.xinc = head.hbin;
-    shape.nx = head.aoi_width;
-    shape.ystart = head.y_start;
-    shape.yinc = head.vbin;
-    shape.ny = head.aoi_height;
-    shape.bpp = head.bpp;
-    shape.frame = static_cast<int>(head.frame);
-    shape.length = head.length;
-    shape.head_size = sizeof head;
-    return shape;
-}
-
-/// The shape of an image payload; false for one that is too short for its head. `is_extended` tells the head.
-bool load_shape(const unsigned char* payload, std::size_t size, bool is_extended, image_shape& shape)
-{
-    const std::size_t head = is_extended ? sizeof(trox_image_ext_frame_head) : sizeof(trox_image_frame_head);
-    if (size < head) {
-        return false;
-    }
-    shape = is_extended ? shape_of(trox_detail::load_record<trox_image_ext_frame_head>(payload))
-                        : shape_of(trox_detail::load_record<trox_image_frame_head>(payload));
-    return true;
-}
+using trox_detail::image_shape;
+using trox_detail::load_shape;
 
 /// Whether the payload holds what its shape announces.
 bool has_all_pixels(const image_shape& shape, std::size_t payload_size)
@@ -82,15 +25,44 @@ bool has_all_pixels(const image_shape& shape, std::size_t payload_size)
     return shape.length < 0 || static_cast<std::size_t>(shape.length) <= payload_size - shape.head_size;
 }
 
-/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of.
+/// The shape of the image in a payload (null: none): 0, or the answer for a channel that has none to tell of. As for
+/// spectra, a missing payload comes before a wrong type.
 int find_shape(int kind, int dtype, const unsigned char* payload, std::size_t size, image_shape& shape)
 {
+    if (payload == nullptr) {
+        return no_payload;
+    }
     if (kind != image) {
         return failed;
     }
-    const bool is_whole = payload != nullptr && load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) &&
-                          has_all_pixels(shape, size);
+    const bool is_whole =
+        load_shape(payload, size, dtype == TROX_BLOCK_IMAGE_EXT, shape) && has_all_pixels(shape, size);
     return is_whole ? 0 : no_payload;
+}
+
+/// A pixel of any width as the nearest float; the largest float for what is larger.
+float pixel_value(const unsigned char* bytes, std::size_t size)
+{
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    constexpr std::size_t more_than_float_has = 32;
+    for (; size != 0 && *bytes == 0; --size) {
+        ++bytes;
+    }
+    const std::size_t head = std::min(size, word);
+    const unsigned char* const rest = bytes + head;
+    const unsigned char* const end = bytes + size;
+    std::uint64_t value = 0;
+    for (; bytes != rest; ++bytes) {
+        value = value << 8 | *bytes;
+    }
+    if (rest == end) {
+        return static_cast<float>(value);
+    }
+    // The first bit is among the upper eight: the lowest one is far behind a float's last, and only tells that
+    // something follows, so that there is one rounding.
+    value |= std::any_of(rest, end, [](unsigned char byte) { return byte != 0; }) ? 1U : 0U;
+    const auto shift = static_cast<int>(8 * std::min(size - head, more_than_float_has));
+    return std::min(std::ldexp(static_cast<float>(value), shift), std::numeric_limits<float>::max());
 }
 
 } // namespace
@@ -104,6 +76,7 @@ bool trox_detail::accessor::add_pixels(const pixel_rows& rows, float* values, st
                 static_cast<std::size_t>(iy) * static_cast<std::size_t>(rows.nx) + static_cast<std::size_t>(ix);
             const std::size_t offset = index * bpp;
             if (bpp > rows.size || offset > rows.size - bpp) {
+                // "len" is what there is, and not what the image's head announces: that is how far the pixels go.
                 std::fprintf(stderr, "*** error: idx2 %zu len %zu ix %d iy %d bpp %d\n", offset, rows.size, ix, iy,
                              rows.bpp);
                 return false;
@@ -113,12 +86,8 @@ bool trox_detail::accessor::add_pixels(const pixel_rows& rows, float* values, st
                              rows.nx, rows.ny);
                 return false;
             }
-            double pixel = 0.0;
-            for (std::size_t byte = 0; byte < bpp; ++byte) {
-                pixel = pixel * 256.0 + rows.bytes[offset + byte];
-            }
             if (values != nullptr) {
-                values[index] += static_cast<float>(pixel);
+                values[index] += pixel_value(rows.bytes + offset, bpp);
             }
         }
     }
@@ -145,7 +114,8 @@ void* trox_daq_getdata::GetImage() const
 int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length) const
 {
     image_shape shape;
-    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+    if (const int status = find_shape(PropType, DataType, Data != nullptr ? payload : nullptr, payload_size, shape);
+        status != 0) {
         return status;
     }
     put(frame, shape.frame);
@@ -158,7 +128,8 @@ int trox_daq_getdata::GetImagePar(int* frame, int* compr, int* bpp, int* length)
 int trox_daq_getdata::GetImageSize(int* xstart, int* xinc, int* nx, int* ystart, int* yinc, int* ny) const
 {
     image_shape shape;
-    if (const int status = find_shape(PropType, DataType, payload, payload_size, shape); status != 0) {
+    if (const int status = find_shape(PropType, DataType, Data != nullptr ? payload : nullptr, payload_size, shape);
+        status != 0) {
         return status;
     }
     put(xstart, shape.xstart);

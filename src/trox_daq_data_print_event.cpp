@@ -4,6 +4,8 @@
 #include "detail/big_endian.h"
 #include "generic/accessor.h"
 
+#include <span>
+
 using namespace trox_detail::accessor;
 
 void trox_daq_data::PrintFiles() const
@@ -22,8 +24,9 @@ void trox_daq_data::PrintProp() const
     }
     for (const trox_sprop* property : *Lprop) {
         if (property != nullptr) {
-            const bool has_name = property->prname != nullptr && property->prlen > 0; // maybe without a closing NUL
-            std::printf("%.*s len %d prlen %d nmemb %d dtype %d\n", has_name ? property->prlen : 0,
+            // The length counts what ends the name, which need not be a NUL.
+            const bool has_name = property->prname != nullptr && property->prlen > 1;
+            std::printf("%.*s len %d prlen %d nmemb %d dtype %d\n", has_name ? property->prlen - 1 : 0,
                         has_name ? property->prname : "", property->len, property->prlen, property->nmemb,
                         property->dtype);
         }
@@ -32,15 +35,6 @@ void trox_daq_data::PrintProp() const
 
 namespace
 {
-
-/// A channel's name, which ends with its field if it has no NUL.
-std::string_view name_of(const trox_daq_getdata& event)
-{
-    if (const auto* head = event.GetChanHead(); head != nullptr) {
-        return text_of(head->chname);
-    }
-    return text_of(event.GetChanHead_2010()->chname);
-}
 
 void print_name(const char* label, const trox_daq_getdata& event)
 {
@@ -57,11 +51,10 @@ void print_type(const trox_daq_getdata& event)
     std::printf(" dtype %d error %d length %d", dtype, error, length);
 }
 
-void print_fast(const trox_daq_getdata& event)
+constexpr int most_values = 8;
+
+void print_samples(const trox_daq_getdata& event)
 {
-    if (event.GetChanType() != fast || event.GetPropType() != spectrum) {
-        return;
-    }
     float start = 0;
     float inc = 0;
     int length = 0;
@@ -69,12 +62,79 @@ void print_fast(const trox_daq_getdata& event)
     if (event.GetData() != nullptr) {
         event.GetSpectPar(&start, &inc, nullptr, &length, 0);
     }
-    print_name("fast", event);
-    print_type(event);
     std::printf(" start %g inc %g ndata %d arr", static_cast<double>(start), static_cast<double>(inc), length);
-    constexpr int most_values = 8;
     for (int i = 0; values != nullptr && i < length && i < most_values; ++i) {
         std::printf(" %g", static_cast<double>(values[i]));
+    }
+}
+
+/// What directly follows the sub-head, and how much of it there is.
+std::span<const unsigned char> payload_of(const trox_daq_getdata& event)
+{
+    const auto behind = [&](const auto* head) {
+        const bool has_payload = event.GetData() != nullptr && head->ldata > static_cast<int>(sizeof *head);
+        return std::span<const unsigned char>(reinterpret_cast<const unsigned char*>(head + 1),
+                                              has_payload ? static_cast<std::size_t>(head->ldata) - sizeof *head : 0);
+    };
+    return event.GetChanHead() != nullptr ? behind(event.GetChanHead()) : behind(event.GetChanHead_2010());
+}
+
+/// The elements of a control-system value, as far as their type is a known one and they are all there.
+void print_elements(const trox_daq_getdata& event)
+{
+    std::span<const unsigned char> payload = payload_of(event);
+    trox_eqdata_head head{};
+    if (payload.size() >= sizeof head) {
+        head = trox_detail::load_record<trox_eqdata_head>(payload.data());
+        payload = payload.subspan(sizeof head);
+    }
+    const bool is_text = head.type == DATA_STRING;
+    const bool is_real = head.type == DATA_FLOAT || head.type == DATA_A_FLOAT;
+    const bool is_known = is_text || is_real || head.type == DATA_INT || head.type == DATA_A_INT;
+    const std::size_t room = payload.size() / (is_text ? 1 : sizeof(float));
+    const int count = is_known && head.length > 0 && static_cast<std::size_t>(head.length) <= room ? head.length : 0;
+    std::printf(" start 0 inc 1 ndata %d arr", count);
+    if (is_text && count > 0) {
+        std::printf(" %.*s", count, reinterpret_cast<const char*>(payload.data()));
+    }
+    for (int i = 0; !is_text && i < count && i < most_values; ++i) {
+        const unsigned char* element = payload.data() + static_cast<std::size_t>(i) * sizeof(float);
+        if (is_real) {
+            std::printf(" %g", static_cast<double>(trox_detail::load_record<float>(element)));
+        } else {
+            std::printf(" %d", trox_detail::load_record<std::int32_t>(element));
+        }
+    }
+}
+
+void print_single_value(const trox_daq_getdata& event)
+{
+    if (float value = 0; event.GetSlowPrm(&value, nullptr, nullptr) == 0) {
+        std::printf(" start 0 inc 1 ndata 1 arr %g", static_cast<double>(value));
+    } else {
+        std::printf(" start 0 inc 1 ndata 0 arr");
+    }
+}
+
+/// Lists and images have lines of their own, whatever their class.
+bool has_line_of_its_own(const trox_daq_getdata& event)
+{
+    return event.GetImageHeader() != nullptr || event.GetValNamPrm(nullptr, nullptr, nullptr, nullptr, nullptr) == 0;
+}
+
+void print_fast(const trox_daq_getdata& event)
+{
+    if (event.GetChanType() != fast || has_line_of_its_own(event)) {
+        return;
+    }
+    print_name("fast", event);
+    print_type(event);
+    if (event.GetPropType() == spectrum) {
+        print_samples(event);
+    } else if (event.GetPropType() == control_system_value) {
+        print_elements(event);
+    } else {
+        print_single_value(event);
     }
     std::printf("\n");
 }
@@ -98,19 +158,25 @@ void print_name_values(const trox_daq_getdata& event)
 
 void print_slow(const trox_daq_getdata& event)
 {
-    float value = 0;
-    int status = 0;
-    long seconds = 0;
-    if (event.GetChanType() != slow || event.GetSlowPrm(&value, &status, &seconds) != 0) {
+    if (event.GetChanType() != slow || has_line_of_its_own(event)) {
         return;
     }
     print_name("slow", event);
+    float value = 0;
+    int status = 0;
+    long seconds = 0;
+    if (event.GetSlowPrm(&value, &status, &seconds) != 0) {
+        print_type(event); // no update: neither value nor time
+        std::printf("\n");
+        return;
+    }
     unsigned event_seconds = 0;
     if (const auto* header = event.GetEventHead_2024(); header != nullptr) {
         event_seconds = header->event_time.timeup;
     } else if (const auto* older = event.GetEventHead(); older != nullptr) {
         event_seconds = older->event_time.timeup;
     }
+    // The pair of times is the update's and the event's.
     std::printf(" dtype %d stat %d time %ld - %u value %g\n", event.GetDataType(), status, seconds, event_seconds,
                 static_cast<double>(value));
 }

@@ -2,6 +2,7 @@
 #include "trox_daq_data.h"
 
 #include "event_util.h"
+#include "generation/event_patterns.h"
 #include "generic/accessor.h"
 
 #include <algorithm>
@@ -10,15 +11,20 @@
 #include <string_view>
 
 using namespace trox_detail::accessor;
+using trox_detail::legacy_event_pattern;
 
 namespace
 {
 
-constexpr std::uint32_t legacy_pattern = 0xFFEEFFEE; // of event headers; any other one is the 2010 generation's
-
 template <class T> T* at(std::uint64_t address)
 {
     return reinterpret_cast<T*>(static_cast<std::uintptr_t>(address));
+}
+
+/// Block type of a sub-head.
+int dtype_at(std::uint64_t address, bool is_legacy)
+{
+    return is_legacy ? at<trox_serv_block_subhead>(address)->dtype : at<trox_serv_block_subhead_2010>(address)->dtype;
 }
 
 bool is_image_type(int dtype)
@@ -86,7 +92,10 @@ bool has_name(const unsigned char* payload, std::size_t size, std::size_t field)
 
 // --- construction -------------------------------------------------------------------------------------
 
-trox_daq_getdata::trox_daq_getdata(bool is_2024) : data_2010(!is_2024), data_2024(is_2024) {}
+trox_daq_getdata::trox_daq_getdata(bool is_2024) : data_2024(is_2024)
+{
+    data_2010 = !is_2024;
+}
 
 trox_daq_getdata::~trox_daq_getdata() = default;
 
@@ -149,7 +158,7 @@ template <class Record> int trox_daq_getdata::select_record(Record* record, cons
                          EventHeader_2024->event_type);
     } else {
         EventHeader = at<trox_eventheader>(blocks.evhd);
-        data_2010 = EventHeader->pattern != legacy_pattern; // the data decide, whatever the accessor was made for
+        data_2010 = EventHeader->pattern != legacy_event_pattern; // the data decide, whatever the accessor was made for
         return data_2010
                    ? set_heads(blocks, SrvbHeader_2010, ChanHeader_2010, "SetHead_2010: srvb pointer = NULL",
                                EventHeader->event_type)
@@ -209,15 +218,16 @@ template <class Record> int trox_daq_getdata::take_records(std::vector<Record*>*
 {
     constexpr int no_list = -12;
     constexpr int no_records = -11;
-    Nchan = 0;
-    Ichan = 0;
+    // Without records nothing but this is forgotten: programs go on with what they have selected.
     if (list == nullptr) {
+        Nchan = 0;
         return no_list;
     }
     if (list->empty()) {
         return no_records;
     }
     Nchan = static_cast<int>(list->size());
+    Ichan = 0;
     if (const int status = set_head(); status != 0) {
         return status;
     }
@@ -242,20 +252,20 @@ template <class Record> void trox_daq_getdata::count_classes(const std::vector<R
     using header = std::conditional_t<std::is_same_v<Record, trox_channel_entry_long_2024>, trox_eventheader_2024,
                                       trox_eventheader>;
     for (const Record* record : list) {
-        if (record == nullptr || record->sbchdata[0].evhd == 0 || record->sbchdata[0].chhd == 0) {
+        if (record == nullptr || record->sbchdata[0].evhd == 0) {
             continue;
         }
         const auto& head = *at<header>(record->sbchdata[0].evhd);
-        const bool is_legacy = std::is_same_v<header, trox_eventheader> && head.pattern == legacy_pattern;
-        const int dtype = is_legacy ? at<trox_serv_block_subhead>(record->sbchdata[0].chhd)->dtype
-                                    : at<trox_serv_block_subhead_2010>(record->sbchdata[0].chhd)->dtype;
         switch (get_event_struct_type(head.event_type)) {
         case TROX_EV_STRUCT_GLOBAL:
             ++NSlow;
             break;
         case TROX_EV_STRUCT_LOCAL:
         case TROX_EV_STRUCT_ML:
-            ++(is_image_type(dtype) ? NImage : NFast);
+            if (record->sbchdata[0].chhd != 0) {
+                const bool is_legacy = std::is_same_v<header, trox_eventheader> && head.pattern == legacy_event_pattern;
+                ++(is_image_type(dtype_at(record->sbchdata[0].chhd, is_legacy)) ? NImage : NFast);
+            }
             break;
         default:
             std::fprintf(stderr, "Unknown event structure !!!! %d\n", head.event_type);
@@ -265,7 +275,8 @@ template <class Record> void trox_daq_getdata::count_classes(const std::vector<R
 
 bool trox_daq_getdata::is_ready() const
 {
-    return Status == ready && (data_2024 ? Res2024 != nullptr : Res != nullptr) && Nchan > 0;
+    const bool has_records = data_2024 ? Res2024 != nullptr && !Res2024->empty() : Res != nullptr && !Res->empty();
+    return Status == ready && has_records && Nchan > 0;
 }
 
 int trox_daq_getdata::tell_not_ready(const char* operation, int answer) const
@@ -305,7 +316,7 @@ int trox_daq_getdata::select(int n)
 /// The n-th record that matches, from record `first` on.
 template <class Matches> int trox_daq_getdata::select_match(int first, int n, Matches matches)
 {
-    const int before = Ichan;
+    const trox_detail::selected_record before = *this;
     for (int i = first; i < Nchan; ++i) {
         if (const int kind = select(i); kind < 0) {
             return kind;
@@ -314,7 +325,8 @@ template <class Matches> int trox_daq_getdata::select_match(int first, int n, Ma
             return PropType;
         }
     }
-    select(before);
+    // Not selected anew: that would tell of an unknown event structure again, and take the class from the walk.
+    static_cast<trox_detail::selected_record&>(*this) = before;
     return 0;
 }
 

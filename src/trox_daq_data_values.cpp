@@ -103,6 +103,30 @@ int trox_daq_getdata::GetValNamPrm(trox_name_value_block** block, int* id, char*
     return 0;
 }
 
+/// Whether bytes of the payload are there, counted from its begin.
+bool trox_daq_getdata::is_in_payload(std::int64_t position, std::size_t size) const
+{
+    return position >= 0 && static_cast<std::uint64_t>(position) <= payload_size &&
+           size <= payload_size - static_cast<std::size_t>(position);
+}
+
+namespace
+{
+
+/// Where entry `i` of a name/value list lies in the payload, or would lie.
+std::int64_t position_of_entry(int i)
+{
+    return static_cast<std::int64_t>(offsetof(trox_name_value_block, values)) +
+           std::int64_t{i} * static_cast<std::int64_t>(sizeof(trox_name_value_channel));
+}
+
+std::int64_t position_of_value(int i)
+{
+    return position_of_entry(i) + static_cast<std::int64_t>(offsetof(trox_name_value_channel, value));
+}
+
+} // namespace
+
 /// Why there is no sub-head to look at; null when there is one.
 const char* trox_daq_getdata::missing_head() const
 {
@@ -112,26 +136,31 @@ const char* trox_daq_getdata::missing_head() const
     return data_2010 || data_2024 ? " ChanHeader_2010 == NULL" : " ChanHeader == NULL";
 }
 
+/// Tells that the selected channel has no such list or value, and answers 1.
+int trox_daq_getdata::tell_no_list(const char* operation) const
+{
+    if (const char* missing = missing_head(); missing != nullptr) {
+        std::fprintf(stderr, "trox_daq_getdata::%s %d%s\n", operation, Status, missing);
+    } else {
+        std::fprintf(stderr, "trox_daq_getdata::%s %d DType%d\n", operation, Status, DataType);
+    }
+    return 1;
+}
+
 int trox_daq_getdata::GetValNamChan(char** name, float* value, int i) const
 {
-    trox_name_value_block* list = name_values();
-    if (const char* missing = missing_head(); missing != nullptr) {
-        std::fprintf(stderr, "trox_daq_getdata::GetValNamChan() %d%s\n", Status, missing);
-        return 1;
-    }
-    if (list == nullptr) {
-        std::fprintf(stderr, "trox_daq_getdata::GetValNamChan() %d DType%d\n", Status, DataType);
-        return 1;
-    }
-    if (i >= list->ndata) {
+    const trox_name_value_block* list = name_values();
+    if (list != nullptr && i >= list->ndata) {
         std::fprintf(stderr, "trox_daq_getdata::GetValNamChan()  channel is too big %d max: %d\n", i, list->ndata);
         return 1;
     }
-    if (i < 0) {
-        return 1; // says nothing: callers count upwards
+    // Negative numbers are not refused as such: programs get what stands in front of the list, as far as it is there.
+    if (list == nullptr || !is_in_payload(position_of_entry(i), sizeof(trox_name_value_channel))) {
+        return tell_no_list("GetValNamChan()");
     }
-    put(name, static_cast<char*>(list->values[i].name));
-    put(value, list->values[i].value);
+    unsigned char* entry = behind_head() + position_of_entry(i);
+    put(name, reinterpret_cast<char*>(entry + offsetof(trox_name_value_channel, name)));
+    put(value, trox_detail::load_record<float>(entry + offsetof(trox_name_value_channel, value)));
     return 0;
 }
 
@@ -140,20 +169,16 @@ float trox_daq_getdata::GetSingle(int i) const
     if (float value = 0.0F; GetSlowPrm(&value, nullptr, nullptr) == 0) {
         return value;
     }
-    if (const char* missing = missing_head(); missing != nullptr) {
-        std::fprintf(stderr, "trox_daq_getdata::GetSingle: %d%s\n", Status, missing);
-        return 0.0F;
-    }
     const trox_name_value_block* list = name_values();
-    if (list == nullptr) {
-        std::fprintf(stderr, "trox_daq_getdata::GetSingle: %d DType%d\n", Status, DataType);
-        return 0.0F;
-    }
-    if (i >= list->ndata) {
+    if (list != nullptr && i >= list->ndata) {
         std::fprintf(stderr, "trox_daq_getdata::GetSingle: member number is too big %d max: %d\n", i, list->ndata);
         return 0.0F;
     }
-    return i < 0 ? 0.0F : list->values[i].value;
+    if (list == nullptr || !is_in_payload(position_of_value(i), sizeof(float))) {
+        tell_no_list("GetSingle:");
+        return 0.0F;
+    }
+    return trox_detail::load_record<float>(behind_head() + position_of_value(i));
 }
 
 // --- spectra ------------------------------------------------------------------------------------------
@@ -210,8 +235,9 @@ float trox_daq_getdata::GetSpectVal(int member, int index) const
 int trox_daq_getdata::GetRoiPar(void** roi, float* start, float* inc, void** extra, int* length, int member) const
 {
     const bool is_region = DataType >= TROX_BLOCK_IMG_ROI1 && DataType <= TROX_BLOCK_IMG_ROI3;
-    if (const char* missing = missing_head(); missing != nullptr) {
-        std::fprintf(stderr, "trox_daq_getdata::GetRoiPrm: %d%s\n", Status, missing);
+    if (missing_head() != nullptr) {
+        // The same text for all generations, unlike that of lists: programs look for it.
+        std::fprintf(stderr, "trox_daq_getdata::GetRoiPrm: %d ChanHeader == NULL\n", Status);
         return failed;
     }
     if (!is_region) {
@@ -271,10 +297,11 @@ int trox_daq_getdata::GetDataPtrs(const char* name, float* value, float** data, 
     if (DataType != TROX_BLOCK_NAME_VALUE) {
         return not_there;
     }
-    const trox_name_value_block* list = name_values();
-    if (list == nullptr || i < 0 || i >= list->ndata) {
+    if (name_values() == nullptr) {
         return not_readable;
     }
-    put(value, list->values[i].value);
+    // The number is not compared with the list's count: programs rely on the 0, and only memory sets the bounds.
+    const bool is_there = is_in_payload(position_of_value(i), sizeof(float));
+    put(value, is_there ? trox_detail::load_record<float>(behind_head() + position_of_value(i)) : 0.0F);
     return 0;
 }

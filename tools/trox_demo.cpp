@@ -2,9 +2,9 @@
 // everything that was written was read, 1 when not or when something failed, 2 on wrong use.
 #include "demo/check.h"
 #include "demo/event_tables.h"
+#include "demo/linac.h"
 #include "demo/survey.h"
 #include "demo/text.h"
-#include "demo/write_run.h"
 #include "trox_daq_reader_2010.h"
 
 #include <algorithm>
@@ -207,9 +207,13 @@ void open_run(trox_daq_reader_2010& reader, const std::string& directory)
     request.period = {1, {0, 100000}};
     request.time_diff = {0, 50000};
     request.synch_mode = TROX_DAQ_SLICER_SYNCH_MODE_EVID;
-    std::vector<daq_channel_entry> entries;
+    std::vector<std::string> names;
     for (const channel of : all_channels) {
-        entries.push_back({facts(of).name, {}});
+        names.push_back(linac().name(of));
+    }
+    std::vector<daq_channel_entry> entries;
+    for (const auto& name : names) {
+        entries.push_back({name.c_str(), {}});
     }
     std::vector<daq_channel_entry*> channels;
     for (auto& entry : entries) {
@@ -302,7 +306,7 @@ bool run_demo(const options& chosen)
     ::unsetenv("TROX_EVENT_CLOCK");
     const run_directory directory(chosen);
     const auto begin = steady_clock::now();
-    const written_run written = write_run(directory.path(), chosen.events);
+    const written_run written = write_run(linac(), run(), directory.path(), {chosen.events, {}, file_count});
     const double write_seconds = seconds_since(begin);
     print_files(written);
     const survey found = survey_files(written.files);

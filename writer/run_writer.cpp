@@ -159,6 +159,11 @@ public:
         done_ = true;
     }
 
+    std::uint64_t projected_size() const noexcept
+    {
+        return started_ ? file_->projected_size() : 0;
+    }
+
     const std::vector<std::string>& files() const noexcept
     {
         return paths_;
@@ -318,6 +323,11 @@ void run_writer::finish()
 void run_writer::abandon() noexcept
 {
     state_->abandon();
+}
+
+std::uint64_t run_writer::projected_size() const noexcept
+{
+    return state_->projected_size();
 }
 
 const std::vector<std::string>& run_writer::files() const noexcept

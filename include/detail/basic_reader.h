@@ -45,7 +45,7 @@ struct run_span;
 ///     }
 ///
 /// Status: operations that return `int` answer a trox_daq_reader_status, 0 for success, and keep its text for
-/// `get_last_error` unless they say otherwise. None throws on bad input.
+/// `get_last_error` unless they say otherwise. None throws on bad input; a lack of memory is -6.
 ///
 /// Threads: one caller thread at a time per reader; readers are independent of each other. Everything handed out
 /// belongs to the reader.
@@ -224,7 +224,7 @@ public:
     /// The file's channel dictionary, on standard output.
     int print_all_channels(const char* file);
     /// Appends the descriptions of the channels in the file's dictionary, with the number of their events. They stay
-    /// the reader's, until its tables are loaded anew or released. -7 null or empty.
+    /// the reader's, until its tables are loaded anew or released. -7 null or empty, or the reader's own list.
     int fill_chan_descr(const char* file, std::vector<chan_descr_2010*>* list);
     /// The file's event index, on standard output: of one event type, or of all for a negative `evtype`. -7 null or
     /// empty, -6 no such table, -1 no events.
@@ -276,6 +276,7 @@ private:
     };
 
     // settings
+    int no_memory();
     bool is_running() const;
     int set_time_id(time_id& destination, const time_id* source);
     template <std::size_t Size> int set_name(char (&field)[Size], const char* name);
@@ -285,10 +286,12 @@ private:
     static bool event_span(const table_loader& tables, std::uint32_t& first_s, std::uint32_t& last_s);
     static double time_period_of(std::uint32_t first_s, std::uint32_t last_s);
     // looking into one file
-    int open_file(const char* file, bool at_end, std::string& path);
+    int open_file(const std::string& file, bool at_end, const std::string*& path);
     void close_file(bool at_end);
     template <class Print> void print_records(const char* file, const char* chan, Print print_from);
+    template <class Print> void print_channel_of(const std::string& file, const std::string& chan, Print print_from);
     // files
+    int put_file(const char* name, bool at_end);
     int insert_file(const char* path, bool at_end);
     int add_direct_file(const char* path, bool at_end);
     int add_file_from_path_list(const char* name, bool at_end);

@@ -4,6 +4,7 @@
 
 #include "detail/generation_2010.h"
 #include "event_util.h"
+#include "generation/event_patterns.h"
 #include "generation/messages_channel_2010.h"
 #include "generation/traits_channel_common.h"
 
@@ -37,6 +38,14 @@ struct channel_traits<generation_2010> : channel_traits_since_2010, channel_trai
     static int printed_basket_size(std::uint64_t size)
     {
         return static_cast<int>(size);
+    }
+
+    /// Keeps a copy of an event header from carrying the pattern of another layout. Other patterns stay as they are.
+    static void mark_layout(generation::event_header& header)
+    {
+        if (header.pattern == legacy_event_pattern) {
+            header.pattern = event_pattern_2010;
+        }
     }
 };
 

@@ -4,6 +4,7 @@
 
 #include "detail/generation_legacy.h"
 #include "event_util.h"
+#include "generation/event_patterns.h"
 #include "generation/messages_channel_legacy.h"
 #include "generation/traits_channel_common.h"
 
@@ -45,6 +46,12 @@ struct channel_traits<generation_legacy> : channel_traits_of_all, channel_traits
                                          generation::chan_dictionary_entry**) = trox_find_channel_by_name;
     static constexpr int (*cut_to_one_channel)(generation::subhead*, int, const trox_chan_prms*, int*,
                                                generation::subhead**) = device_to_one_channel;
+
+    /// Gives a copy of an event header the pattern by which programs know the layout of what follows.
+    static void mark_layout(generation::event_header& header)
+    {
+        header.pattern = legacy_event_pattern;
+    }
 };
 
 } // namespace trox_detail

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+class trox_daq_getdata;
+
 namespace trox_detail::accessor
 {
 
@@ -44,6 +46,9 @@ template <std::size_t Size> std::string_view text_of(const char (&field)[Size])
 {
     return {field, strnlen(field, Size)};
 }
+
+/// The name of the selected channel, under which `SetProp` finds it; ends with its field, if it has no NUL.
+std::string_view name_of(const trox_daq_getdata& event);
 
 /// Pixels of an image in memory.
 struct pixel_rows {

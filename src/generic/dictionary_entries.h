@@ -11,23 +11,26 @@ namespace trox_detail
 
 inline constexpr unsigned dictionary_pattern = 0xDCADCAF3;
 
+/// Number of entries: a dictionary is as long as its `length` says. 0 for a length that is negative or ends in the
+/// head.
+template <class Table> std::size_t dictionary_size(const Table& table)
+{
+    constexpr std::size_t head = offsetof(Table, entries);
+    const bool is_negative = table.length < decltype(table.length){0};
+    const auto length = static_cast<std::size_t>(table.length);
+    return is_negative || length < head ? 0 : (length - head) / sizeof(table.entries[0]);
+}
+
 /// Address of entry `i`; null without a table, for a wrong pattern, and behind the end.
 ///
-/// Entries are counted by the size of the legacy dictionary's but stepped by their own. Intended: programs page
-/// through a dictionary with this count. Indices that the longer count lets through have no entry.
+/// Programs page through a dictionary with a count by the size of the legacy entries, which is never too small. That is
+/// intended; the indices that it lets through behind the last entry answer null.
 template <class Table> const char* dictionary_entry(const Table* table, int i)
 {
     constexpr std::size_t entry_size = sizeof(table->entries[0]);
-    constexpr std::size_t head_size = sizeof(Table) - entry_size;
-    constexpr std::size_t counted_size = sizeof(trox_chan_dictionary_entry);
-    if (i < 0 || table == nullptr || table->pattern != dictionary_pattern) {
-        return nullptr;
-    }
+    static_assert(entry_size >= sizeof(trox_chan_dictionary_entry));
     const auto index = static_cast<std::size_t>(i);
-    const bool is_negative = table->length < decltype(table->length){0};
-    const auto length = static_cast<std::size_t>(table->length);
-    if (is_negative || length <= head_size || index >= (length - head_size) / counted_size ||
-        index >= (length - head_size) / entry_size) {
+    if (i < 0 || table == nullptr || table->pattern != dictionary_pattern || index >= dictionary_size(*table)) {
         return nullptr;
     }
     return reinterpret_cast<const char*>(table->entries) + index * entry_size;

@@ -6,6 +6,7 @@
 #include "event_util.h"
 #include "generation/messages_channel.h"
 #include "generic/clock.h"
+#include "generic/dictionary_entries.h"
 #include "generic/host_order.h"
 #include "generic/loaded_file.h"
 #include "generic/os_calls.h"
@@ -219,10 +220,7 @@ inline bool has_fast_event_type(std::uint32_t ev_mask)
 template <class G>
 bool has_fast_channel(const typename G::chan_dictionary_table& dictionary, std::unordered_set<std::string_view> wanted)
 {
-    using table_type = typename G::chan_dictionary_table;
-    const auto bytes = static_cast<std::uint64_t>(dictionary.length);
-    constexpr std::size_t head = offsetof(table_type, entries);
-    const std::size_t count = bytes < head ? 0 : (bytes - head) / sizeof(typename G::chan_dictionary_entry);
+    const std::size_t count = dictionary_size(dictionary);
     const typename G::chan_dictionary_entry* entries = dictionary.entries;
     for (std::size_t i = 0; i < count && !wanted.empty(); ++i) {
         const auto& entry = entries[i];

@@ -49,6 +49,16 @@ unsigned char* map_huge_pages(std::size_t size) noexcept
 class huge_page_store
 {
 public:
+    huge_page_store() = default;
+    huge_page_store(const huge_page_store&) = delete;
+    huge_page_store& operator=(const huge_page_store&) = delete;
+    ~huge_page_store()
+    {
+        for (const auto& [data, size] : pieces_) {
+            ::munmap(data, size);
+        }
+    }
+
     /// From `size` bytes up to `most`, as few as there are; `size` becomes what it is.
     unsigned char* take(std::size_t& size, std::size_t most) noexcept
     {
@@ -143,8 +153,10 @@ private:
     std::size_t longest_ = pages; // no more free pages in a row than these
 };
 
+} // namespace
+
 /// Takes go on where the last one succeeded: what is taken together lies together, and mostly goes together.
-class page_pool
+class page_pool::state
 {
 public:
     void* take(std::size_t& size) noexcept
@@ -215,6 +227,23 @@ private:
     std::map<std::uintptr_t, shared_block>::iterator last_ = blocks_.end();
 };
 
+page_pool::page_pool() : state_(std::make_unique<state>()) {}
+
+page_pool::~page_pool() = default;
+
+void* page_pool::take(std::size_t& size) noexcept
+{
+    return state_->take(size);
+}
+
+void page_pool::give(void* pages, std::size_t size) noexcept
+{
+    state_->give(pages, size);
+}
+
+namespace
+{
+
 /// Lives as long as the process: readers may end in destructors of static objects.
 page_pool& pool()
 {
@@ -225,8 +254,10 @@ page_pool& pool()
 } // namespace
 
 void* take_pages(std::size_t& size) noexcept
-{
+try {
     return pool().take(size);
+} catch (const std::bad_alloc&) { // for the pool itself, at the first call
+    return nullptr;
 }
 
 void give_pages(void* pages, std::size_t size) noexcept

@@ -80,10 +80,14 @@ template <class G> void basic_read_chan<G>::print_event_chan_pointers_entry()
 }
 
 /// Calls `dump` for each record, behind a line with its event; records that were not decoded have nothing to dump.
+/// Workers may still publish: when one of them could not be started, the others go on behind the signal.
 template <class G> template <class Dump> void basic_read_chan<G>::print_records(Dump dump)
 {
-    const int total = std::min(static_cast<int>(cdt_->count), out_total_.load());
-    for (int i = 0; i < total; ++i) {
+    for (int i = 0;; ++i) {
+        const mutex_holder lock(mx_);
+        if (i >= std::min(static_cast<int>(cdt_->count), out_total_.load())) {
+            return;
+        }
         const entry& record = out_[i];
         print<channel_texts<G>, channel_message::record_line>(channel_traits<G>::printed(record.event_id.event_number),
                                                               static_cast<int>(record.event_id.time.timeup),

@@ -58,7 +58,7 @@ template <class Generation> int basic_reader<Generation>::find_files()
 template <class Generation> void basic_reader<Generation>::add_files(const std::vector<std::string>& names)
 {
     for (const std::string& name : names) {
-        add_file(name.c_str(), true); // one that is not to be had is left out
+        put_file(name.c_str(), true); // one that is not to be had is left out
     }
 }
 
@@ -230,7 +230,7 @@ template <class Generation> void basic_reader<Generation>::complete_scanned_file
         add_very_first_file();
     }
     if (!starts_before_span() && reaches_start(before, chans_)) {
-        add_file(before.c_str(), false);
+        put_file(before.c_str(), false);
         sort_my_files();
     }
     if (!ends_behind_span()) {
@@ -272,7 +272,7 @@ template <class Generation> void basic_reader<Generation>::add_very_first_file()
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::found_very_first>(found.c_str());
         }
-        add_file(found.c_str(), false);
+        put_file(found.c_str(), false);
     }
 }
 
@@ -295,7 +295,7 @@ template <class Generation> void basic_reader<Generation>::add_very_last_file()
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::found_very_last>(found.c_str());
         }
-        add_file(found.c_str(), false);
+        put_file(found.c_str(), false);
     }
     sort_my_files();
 }

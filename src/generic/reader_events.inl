@@ -16,7 +16,7 @@ namespace trox_detail
 // --- start --------------------------------------------------------------------------------------------
 
 template <class Generation> int basic_reader<Generation>::start()
-{
+try {
     if (is_running()) {
         if (debug_ != 0) {
             print<common_reader_texts, common_reader_message::already_started>();
@@ -48,6 +48,8 @@ template <class Generation> int basic_reader<Generation>::start()
         return status;
     }
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 /// Hands the slicer its settings, files and channels.
@@ -106,7 +108,7 @@ template <class Generation> void basic_reader<Generation>::prepare_delivery()
 
 template <class Generation>
 int basic_reader<Generation>::get_data(time_id* target, std::vector<entry*>* result, int type)
-{
+try {
     static std::atomic<unsigned long> calls{0};
     if (!is_running()) {
         return TROX_DAQ_READER_NOT_INIT;
@@ -128,6 +130,9 @@ int basic_reader<Generation>::get_data(time_id* target, std::vector<entry*>* res
     }
     collect(*result);
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    result->clear();
+    return TROX_DAQ_READER_INTERN_ERROR; // as for records that there is no memory for
 }
 
 /// How often in a row the slicer may answer without data, or with an event outside the range that lies no farther in

@@ -8,6 +8,14 @@ namespace trox_detail
 {
 
 template <class Generation> int basic_reader<Generation>::add_file(const char* name, bool at_end)
+try {
+    return put_file(name, at_end);
+} catch (const std::bad_alloc&) {
+    return no_memory();
+}
+
+/// `add_file` for the reader's own operations, which answer a lack of memory themselves.
+template <class Generation> int basic_reader<Generation>::put_file(const char* name, bool at_end)
 {
     if (name == nullptr || *name == '\0') {
         return set_error(TROX_DAQ_READER_INV_PARAM);
@@ -121,8 +129,10 @@ template <class Generation> int basic_reader<Generation>::remove_file(const std:
 }
 
 template <class Generation> int basic_reader<Generation>::remove_file(const char* name)
-{
+try {
     return name == nullptr ? set_error(TROX_DAQ_READER_INV_PARAM) : remove_file(std::string(name));
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> void basic_reader<Generation>::sort_my_files()

@@ -6,36 +6,33 @@
 #include "generic/reader_settings.inl"
 #include "generic/reader_signal.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <new>
+#include <string_view>
+#include <unordered_map>
 
 namespace trox_detail
 {
 
 inline constexpr std::uint64_t event_index_pattern = 0xEDAEDAF3;
 
-/// A file's list of channels is as long as its table.
-template <class Table> std::size_t dictionary_size(const Table& table)
-{
-    constexpr std::size_t head = offsetof(Table, entries);
-    const auto length = static_cast<std::size_t>(table.length);
-    return length < head ? 0 : (length - head) / sizeof(table.entries[0]);
-}
-
 /// Empties the loader, and puts a file into the list: the status of that. `path` becomes the first entry there that
-/// contains its name, and stays empty without one.
-template <class Generation> int basic_reader<Generation>::open_file(const char* file, bool at_end, std::string& path)
+/// contains its name, and stays null without one.
+///
+/// `file` is the caller's own: what a reader has handed out may go here.
+template <class Generation>
+int basic_reader<Generation>::open_file(const std::string& file, bool at_end, const std::string*& path)
 {
     get_tables_->clean_up();
-    if (const int status = add_file(file, at_end)) {
+    if (const int status = put_file(file.c_str(), at_end)) {
         return status;
     }
     const auto found = std::find_if(files_.begin(), files_.end(), [&](const std::string& candidate) {
         return candidate.find(file) != std::string::npos;
     });
     if (found != files_.end()) {
-        path = *found;
+        path = &*found;
     }
     return TROX_DAQ_READER_OK;
 }
@@ -49,18 +46,18 @@ template <class Generation> void basic_reader<Generation>::close_file(bool at_en
 }
 
 template <class Generation> int basic_reader<Generation>::get_number_of_channels(const char* file, int* n, int mode)
-{
+try {
     if (file == nullptr || *file == '\0' || n == nullptr) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
-    std::string path;
+    const std::string* path = nullptr;
     if (const int status = open_file(file, false, path)) {
         return status; // the last error is that of `add_file`
     }
-    if (path.empty()) {
+    if (path == nullptr) {
         return TROX_DAQ_READER_INTERN_ERROR;
     }
-    const int loaded = get_tables_->get_all_tables(path, mode, &chans_);
+    const int loaded = get_tables_->get_all_tables(*path, mode, &chans_);
     close_file(false);
     if (loaded != 0) {
         return set_error(TROX_DAQ_READER_NO_DATA);
@@ -75,6 +72,8 @@ template <class Generation> int basic_reader<Generation>::get_number_of_channels
     }
     *n = static_cast<int>(count);
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> int basic_reader<Generation>::print_all_channels(const char* file)
@@ -89,8 +88,9 @@ template <class Generation> int basic_reader<Generation>::print_all_channels(con
 
 template <class Generation>
 int basic_reader<Generation>::fill_chan_descr(const char* file, std::vector<chan_descr_2010*>* list)
-{
-    if (file == nullptr || *file == '\0' || list == nullptr) {
+try {
+    const bool is_own = list == get_tables_->get_descr_list(); // it is emptied, and would own what is appended
+    if (file == nullptr || *file == '\0' || list == nullptr || is_own) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
     constexpr int with_descriptions = 1;
@@ -98,33 +98,37 @@ int basic_reader<Generation>::fill_chan_descr(const char* file, std::vector<chan
     if (const int status = get_number_of_channels(file, &count, with_descriptions)) {
         return status;
     }
-    const auto* dictionary = get_tables_->get_cdt_table();
+    const auto& dictionary = *get_tables_->get_cdt_table();
+    std::unordered_map<std::string_view, const typename Generation::chan_dictionary_entry*> entries;
+    for (std::size_t i = 0; i < dictionary_size(dictionary); ++i) {
+        const auto& listed = dictionary.entries[i];
+        entries.try_emplace(name_in(listed.chan_name), &listed); // of one name the first counts
+    }
     for (chan_descr_2010* descr : *get_tables_->get_descr_list()) {
-        for (int i = 0; const char* at = dictionary_entry(dictionary, i); ++i) {
-            const auto& candidate = *reinterpret_cast<const typename Generation::chan_dictionary_entry*>(at);
-            if (name_in(candidate.chan_name) == name_in(descr->daq_name)) {
-                descr->count = candidate.count;
-                list->push_back(descr);
-                break;
-            }
+        const auto found = entries.find(name_in(descr->daq_name));
+        if (found != entries.end()) {
+            descr->count = found->second->count;
+            list->push_back(descr);
         }
     }
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> int basic_reader<Generation>::print_event_index_table(const char* file, int evtype)
-{
+try {
     if (file == nullptr || *file == '\0') {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
-    std::string path;
+    const std::string* path = nullptr;
     if (const int status = open_file(file, true, path)) {
         return status;
     }
-    if (path.empty()) {
+    if (path == nullptr) {
         return TROX_DAQ_READER_INTERN_ERROR;
     }
-    const int loaded = get_tables_->get_all_tables(path, 0, nullptr);
+    const int loaded = get_tables_->get_all_tables(*path, 0, nullptr);
     close_file(true);
     if (loaded != 0) {
         return set_error(TROX_DAQ_READER_NO_DATA);
@@ -153,6 +157,8 @@ template <class Generation> int basic_reader<Generation>::print_event_index_tabl
         of_type = reinterpret_cast<decltype(of_type)>(next);
     }
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 // --- records of one channel ---------------------------------------------------------------------------
@@ -163,34 +169,49 @@ template <class Print>
 void basic_reader<Generation>::print_records(const char* file, const char* chan, Print print_from)
 {
     using texts = reader_texts<Generation>;
-    using channel_reader = typename Generation::channel_reader;
     if (file == nullptr || *file == '\0' || chan == nullptr) {
         print<texts, reader_message::inspection_parameters>();
         return;
     }
-    std::string path;
+    std::string name;
+    try {
+        name = chan; // may be one of the dictionary's, which goes
+        print_channel_of(file, name, print_from);
+    } catch (const std::bad_alloc&) {
+        print<texts, reader_message::inspection_not_started>(name.empty() ? chan : name.c_str());
+    }
+}
+
+template <class Generation>
+template <class Print>
+void basic_reader<Generation>::print_channel_of(const std::string& file, const std::string& chan, Print print_from)
+{
+    using texts = reader_texts<Generation>;
+    using channel_reader = typename Generation::channel_reader;
+    std::vector<std::string> wanted(1, chan);
+    const std::string* path = nullptr;
     if (open_file(file, true, path) != TROX_DAQ_READER_OK) {
-        print<texts, reader_message::inspection_no_file>(file);
+        print<texts, reader_message::inspection_no_file>(file.c_str());
         return;
     }
-    if (path.empty()) {
-        print<texts, reader_message::inspection_no_entry>(file);
+    if (path == nullptr) {
+        print<texts, reader_message::inspection_no_entry>(file.c_str());
         return;
     }
-    chans_.assign(1, chan);
-    const int loaded = get_tables_->get_all_tables(path, 0, &chans_);
+    chans_ = std::move(wanted);
+    const int loaded = get_tables_->get_all_tables(*path, 0, &chans_);
     close_file(true);
     if (loaded != 0) {
-        print<texts, reader_message::inspection_no_channel>(chan, file);
+        print<texts, reader_message::inspection_no_channel>(chan.c_str(), file.c_str());
         return;
     }
-    channel_reader reader(get_tables_.get(), chan, -1, nullptr);
+    channel_reader reader(get_tables_.get(), chan.c_str(), -1, nullptr);
     reader.set_skip_bad_records(skip_bad_records_);
     pthread_mutex_t* mutex = nullptr;
     pthread_cond_t* cond = nullptr;
     int* flag = nullptr;
     if (reader.start(&mutex, &cond, &flag) != TROX_DAQ_READ_CHAN_OK) {
-        print<texts, reader_message::inspection_not_started>(chan);
+        print<texts, reader_message::inspection_not_started>(chan.c_str());
         return;
     }
     wait_for_reader(*mutex, *cond, *flag);

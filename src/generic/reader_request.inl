@@ -21,7 +21,7 @@ inline double us_of(const time_stamp& time)
 // --- init ---------------------------------------------------------------------------------------------
 
 template <class Generation> int basic_reader<Generation>::init(request* req, std::vector<daq_channel_entry*>* chans)
-{
+try {
     if (req == nullptr) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
@@ -45,11 +45,13 @@ template <class Generation> int basic_reader<Generation>::init(request* req, std
     const int status = load_first_file();
     const bool is_known = status == TROX_DAQ_READER_OK || status == TROX_DAQ_READER_NOT_FOUND;
     return set_error(is_known ? status : TROX_DAQ_READER_BAD_FILE_FORMAT);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation>
 int basic_reader<Generation>::init(std::vector<char*>* files, std::vector<daq_channel_entry*>* chans)
-{
+try {
     if (files == nullptr) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
@@ -58,11 +60,13 @@ int basic_reader<Generation>::init(std::vector<char*>* files, std::vector<daq_ch
         names.emplace_back(name != nullptr ? name : "");
     }
     return init(std::move(names), chans);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation>
 int basic_reader<Generation>::init(std::vector<std::string> files, std::vector<daq_channel_entry*>* chans)
-{
+try {
     if (files.empty()) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
@@ -83,6 +87,8 @@ int basic_reader<Generation>::init(std::vector<std::string> files, std::vector<d
     }
     // Unlike for a request, a file without the channels is a bad file: the caller has named it.
     return set_error(load_first_file() == 0 ? TROX_DAQ_READER_OK : TROX_DAQ_READER_BAD_FILE_FORMAT);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 /// Loads the tables of the first file, and releases them when that goes well: the loader's status. While bad files
@@ -107,7 +113,7 @@ template <class Generation> int basic_reader<Generation>::load_first_file()
 // --- checking a request -------------------------------------------------------------------------------
 
 template <class Generation> int basic_reader<Generation>::check_request()
-{
+try {
     complete_range();
     if (!is_range_in_order()) {
         return set_error(TROX_DAQ_READER_INV_PARAM);
@@ -120,6 +126,8 @@ template <class Generation> int basic_reader<Generation>::check_request()
         drop_files_outside_range();
     }
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> void basic_reader<Generation>::complete_range()
@@ -182,6 +190,7 @@ template <class Generation> void basic_reader<Generation>::drop_files_outside_ra
     const std::uint64_t stop_s = request_.stop_time.time.timeup;
 
     std::vector<std::string> kept;
+    kept.reserve(files_.size()); // before any is moved
     for (std::size_t i = 0; i < files_.size(); ++i) {
         const auto second = second_of_file(files_[i]);
         if (!second) {
@@ -198,6 +207,14 @@ template <class Generation> void basic_reader<Generation>::drop_files_outside_ra
 
 // --- channels -----------------------------------------------------------------------------------------
 
+/// Makes room, so that the next `push_back` cannot fail.
+template <class Element> void reserve_one_more(std::vector<Element>& list)
+{
+    if (list.size() == list.capacity()) {
+        list.reserve(list.size() + std::max<std::size_t>(list.size(), 1));
+    }
+}
+
 /// Index of a channel; -1 when it is not there.
 template <class Generation> int basic_reader<Generation>::find_channel(std::string_view name, int subchan) const
 {
@@ -210,7 +227,7 @@ template <class Generation> int basic_reader<Generation>::find_channel(std::stri
 }
 
 template <class Generation> int basic_reader<Generation>::add_channel(daq_channel_entry* channel)
-{
+try {
     if (channel == nullptr || channel->name == nullptr || *channel->name == '\0') {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
@@ -231,12 +248,16 @@ template <class Generation> int basic_reader<Generation>::add_channel(daq_channe
     if (!name.empty() && find_channel(name, text.subchan) >= 0) {
         return TROX_DAQ_READER_OK; // there already: the last error stays too
     }
-    results_.reserve(results_.size() + 1); // so that both lists grow, or none
-    chans_.emplace_back(name);
+    reserve_one_more(results_); // so that both lists and the index grow, or none
+    reserve_one_more(chans_);
+    std::string listed(name);
     chan_name_map_.add(*result, nchans_);
+    chans_.push_back(std::move(listed));
     results_.push_back(std::move(result));
     ++nchans_;
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> int basic_reader<Generation>::set_channels(std::vector<daq_channel_entry*>* chans)

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace trox_detail
@@ -30,6 +31,8 @@ basic_reader<Generation>::basic_reader()
     : get_tables_(std::make_shared<table_loader>(0)), skip_bad_records_(skip_bad_records_by_default())
 {
     using traits = reader_traits<Generation>;
+    constexpr std::size_t longest_status = 32;
+    last_error_.reserve(longest_status); // so that a failure for lack of memory can be kept
     set_request_defaults();
     if constexpr (traits::reads_max_time_step) {
         if (const char* seconds = std::getenv("DAQ_MAX_TIME_STEP_SEC")) {
@@ -66,6 +69,12 @@ template <class Generation> int basic_reader<Generation>::set_error(int code)
 {
     last_error_ = error_i2a(code);
     return code;
+}
+
+/// What an operation answers that has run out of memory; for its handler.
+template <class Generation> int basic_reader<Generation>::no_memory()
+{
+    return set_error(TROX_DAQ_READER_INTERN_ERROR);
 }
 
 template <class Generation> const char* basic_reader<Generation>::get_last_error() const
@@ -228,7 +237,7 @@ template <class Generation> const char* basic_reader<Generation>::get_stream() c
 }
 
 template <class Generation> int basic_reader<Generation>::set_catalog_dir(const char* directory)
-{
+try {
     if (directory == nullptr || *directory == '\0') {
         return set_error(TROX_DAQ_READER_INV_PARAM);
     }
@@ -237,6 +246,8 @@ template <class Generation> int basic_reader<Generation>::set_catalog_dir(const 
     }
     request_.cdir = directory;
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> const char* basic_reader<Generation>::get_catalog_dir() const
@@ -245,7 +256,7 @@ template <class Generation> const char* basic_reader<Generation>::get_catalog_di
 }
 
 template <class Generation> int basic_reader<Generation>::set_data_dir(const char* directory)
-{
+try {
     if (is_running()) {
         return set_error(TROX_DAQ_READER_NOT_ALLOWED);
     }
@@ -253,8 +264,10 @@ template <class Generation> int basic_reader<Generation>::set_data_dir(const cha
     if (!closed.empty() && !closed.ends_with('/')) {
         closed += '/';
     }
-    request_.ddir = std::move(closed);
+    request_.ddir = closed; // keeps the room that the default takes when it is put back
     return set_error(TROX_DAQ_READER_OK);
+} catch (const std::bad_alloc&) {
+    return no_memory();
 }
 
 template <class Generation> const char* basic_reader<Generation>::get_data_dir() const

@@ -104,6 +104,8 @@ decode_outcome record_decoder<G, S, A>::decode_located(const stored& record, ent
         return decode_outcome::failed_hard;
     }
     channel_traits<G>::load(record.event_header, *event_header);
+    // A damaged pattern would have programs take the heads and the payload for those of another generation.
+    channel_traits<G>::mark_layout(*event_header);
     auto* server_block = allocate<typename G::server_block_head>(sizeof(typename G::server_block_head));
     if (server_block == nullptr) {
         print<common_channel_texts, common_channel_message::no_server_block_memory>(this_thread());

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <numeric>
 #include <utility>
 
@@ -18,18 +17,29 @@ namespace
 /// Above this the list of the runs' numbers would take more than the catalogue itself.
 constexpr int most_listed_runs = 1000000;
 
-using answer = std::unique_ptr<trox_root_xml_files>;
+/// What a lookup hands out: one entry per run with files, which are the caller's.
+struct catalogue_answers {
+    std::vector<trox_root_xml_files*> runs;
 
-/// Takes over what a lookup has handed out.
-std::vector<answer> owned(const std::vector<trox_root_xml_files*>& handed_out)
-{
-    return {handed_out.begin(), handed_out.end()};
-}
+    catalogue_answers() = default;
+    catalogue_answers(const catalogue_answers&) = delete;
+    catalogue_answers& operator=(const catalogue_answers&) = delete;
+    ~catalogue_answers()
+    {
+        for (const trox_root_xml_files* run : runs) {
+            delete run;
+        }
+    }
+};
 
-std::vector<std::string> names_of(const std::vector<answer>& answers)
+/// Names of the files of the runs that `wanted` takes.
+template <class Wanted> std::vector<std::string> names_of(const catalogue_answers& answers, Wanted wanted)
 {
     std::vector<std::string> names;
-    for (const answer& run : answers) {
+    for (const trox_root_xml_files* run : answers.runs) {
+        if (!wanted(*run)) {
+            continue;
+        }
         for (const std::string* name : run->rfiles) {
             names.push_back(*name);
         }
@@ -37,18 +47,21 @@ std::vector<std::string> names_of(const std::vector<answer>& answers)
     return names;
 }
 
-/// One entry per run with files of the period; none when there are none or the catalogue cannot be read.
-std::vector<answer> answers_for_period(const std::string& directory, std::string key, long start_s, long stop_s)
+bool takes_all(const trox_root_xml_files& /*run*/)
 {
-    std::vector<trox_root_xml_files*> handed_out;
+    return true;
+}
+
+/// Names of the files of the period in the runs that `wanted` takes; none when the catalogue cannot be read.
+template <class Wanted>
+std::vector<std::string> names_for_period(const std::string& directory, std::string key, long start_s, long stop_s,
+                                          Wanted wanted)
+{
+    catalogue_answers answers;
     std::string catalogue_file;
-    const int status = get_files_for_period(start_s, stop_s, &handed_out, &catalogue_file, &key, directory.c_str(),
+    const int status = get_files_for_period(start_s, stop_s, &answers.runs, &catalogue_file, &key, directory.c_str(),
                                             TROX_DAQ_DATA_RAW_FORMAT);
-    std::vector<answer> answers = owned(handed_out);
-    if (status != 0) {
-        answers.clear();
-    }
-    return answers;
+    return status == 0 ? names_of(answers, wanted) : std::vector<std::string>{};
 }
 
 /// A second as a time stamp holds it; 0, unknown, for any other.
@@ -73,28 +86,25 @@ std::vector<std::string> run_files::of_listed_runs(run_range runs) const
 {
     std::vector<int> numbers(static_cast<std::size_t>(runs.last - runs.first) + 1);
     std::iota(numbers.begin(), numbers.end(), runs.first);
-    std::vector<trox_root_xml_files*> handed_out;
+    catalogue_answers answers;
     std::string catalogue_file;
     std::string key = key_;
     const int status =
-        get_files_for_runs(numbers, &handed_out, &catalogue_file, &key, directory_.c_str(), TROX_DAQ_DATA_RAW_FORMAT);
-    const std::vector<answer> answers = owned(handed_out);
-    return status == 0 ? names_of(answers) : std::vector<std::string>{};
+        get_files_for_runs(numbers, &answers.runs, &catalogue_file, &key, directory_.c_str(), TROX_DAQ_DATA_RAW_FORMAT);
+    return status == 0 ? names_of(answers, takes_all) : std::vector<std::string>{};
 }
 
 /// Asks for all runs there are, whose number the catalogue files' names tell, and keeps those of the range.
 std::vector<std::string> run_files::of_wide_range(run_range runs) const
 {
-    std::vector<answer> answers = answers_for_period(directory_, key_, 0, 0);
-    std::erase_if(answers, [&](const answer& run) {
-        return run->xmlfile == nullptr || !is_of_runs(base_name(*run->xmlfile), runs.first, runs.last);
+    return names_for_period(directory_, key_, 0, 0, [&](const trox_root_xml_files& run) {
+        return run.xmlfile != nullptr && is_of_runs(base_name(*run.xmlfile), runs.first, runs.last);
     });
-    return names_of(answers);
 }
 
 std::vector<std::string> run_files::of_period(long start_s, long stop_s) const
 {
-    return names_of(answers_for_period(directory_, key_, start_s, stop_s));
+    return names_for_period(directory_, key_, start_s, stop_s, takes_all);
 }
 
 std::optional<run_span> run_files::span_of(int run) const

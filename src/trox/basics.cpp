@@ -23,6 +23,19 @@ class time_parser
 public:
     explicit time_parser(std::string_view text) : rest_(text), whole_(text) {}
 
+    /// As many digits as there are, below 2^40.
+    std::int64_t whole_seconds()
+    {
+        constexpr std::int64_t most_seconds = std::int64_t{1} << 40;
+        std::int64_t seconds = 0;
+        const auto [end, code] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), seconds);
+        if (code != std::errc() || seconds > most_seconds || rest_.front() == '-') {
+            fail();
+        }
+        rest_.remove_prefix(static_cast<std::size_t>(end - rest_.data()));
+        return seconds;
+    }
+
     /// Exactly `digits` digits.
     int number(std::size_t digits)
     {
@@ -81,19 +94,12 @@ private:
     std::string_view whole_;
 };
 
-time_point from_epoch(std::string_view text)
+time_point from_epoch(time_parser& text)
 {
-    time_parser rest(text);
-    std::int64_t seconds = 0;
-    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    constexpr std::int64_t most_seconds = std::int64_t{1} << 40;
-    if (code != std::errc() || seconds < 0 || seconds > most_seconds) {
-        rest.fail();
-    }
-    time_parser fraction(text.substr(static_cast<std::size_t>(end - text.data())));
-    const std::int64_t us = fraction.fraction_us();
-    if (!fraction.at_end()) {
-        rest.fail();
+    const std::int64_t seconds = text.whole_seconds();
+    const std::int64_t us = text.fraction_us();
+    if (!text.at_end()) {
+        text.fail();
     }
     return time_point(microseconds(seconds * second_us + us));
 }
@@ -108,8 +114,10 @@ std::int64_t offset_seconds(time_parser& text)
         text.fail();
     }
     const int hours = text.number(2);
-    text.take(':');
-    const int minutes = text.at_end() ? 0 : text.number(2);
+    const int minutes = text.take(':') || !text.at_end() ? text.number(2) : 0;
+    if (hours > 23 || minutes > 59) {
+        text.fail();
+    }
     return sign * (hours * 3600 + minutes * 60);
 }
 
@@ -130,10 +138,10 @@ std::string to_text(time_point time)
 
 time_point time_from_text(std::string_view text)
 {
-    if (!text.empty() && text.front() == '@') {
-        return from_epoch(text.substr(1));
-    }
     time_parser rest(text);
+    if (rest.take('@')) {
+        return from_epoch(rest);
+    }
     std::tm parts{};
     parts.tm_year = rest.number(4) - 1900;
     const bool has_dashes = rest.take('-');

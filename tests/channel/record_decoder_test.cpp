@@ -40,6 +40,20 @@ TYPED_TEST(decoded_record, has_the_heads_in_host_order_and_their_texts_unchanged
     EXPECT_EQ(this->template payload_at<float>(4), 2.5F);
 }
 
+TYPED_TEST(decoded_record, has_an_event_header_that_tells_its_layout_whatever_the_file_says)
+{
+    this->add_subhead(this->trace, 0, this->head_size);
+    for (const std::uint32_t stored : {0xFFEEFFEEU, 0xFFEEFF10U, 0xFFEEFF24U, 0xFFEEFFEFU, 0U}) {
+        this->headers_.patch(this->basket_head, stored);
+        ASSERT_EQ(this->decode(), decode_outcome::record);
+        const auto* header = reinterpret_cast<const typename TypeParam::event_header*>(this->record_.sbchdata[0].evhd);
+        const std::uint32_t published = std::is_same_v<TypeParam, channel_legacy>                         ? 0xFFEEFFEE
+                                        : std::is_same_v<TypeParam, channel_2010> && stored == 0xFFEEFFEE ? 0xFFEEFF10
+                                                                                                          : stored;
+        EXPECT_EQ(header->pattern, published) << std::hex << stored;
+    }
+}
+
 TYPED_TEST(decoded_record, without_a_row_fails)
 {
     this->add_subhead(this->trace, 0, this->head_size);

@@ -82,18 +82,21 @@ protected:
         return capture(work).err;
     }
 
-    /// Writes a small 2010 file with the channel A/CHANNEL; its path.
-    std::string small_file(const std::string& name)
+    /// Writes a small file with the channel A/CHANNEL in three events; its path.
+    std::string small_file(const std::string& name,
+                           trox::writer::generation generation = trox::writer::generation::v2010)
     {
         namespace tw = trox::writer;
         const std::string path = directory_.file(name);
-        tw::file_writer file(path, tw::generation::v2010);
+        tw::file_options options;
+        options.replace_existing = true;
+        tw::file_writer file(path, generation, options);
+        const int type = generation == tw::generation::legacy ? int{TROX_BLOCK_SINGLE} : int{TROX_BLOCK_1CHAN_2010};
         const auto channel = file.add_channel("A/CHANNEL");
         for (unsigned i = 0; i < 3; ++i) {
             file.begin_event({10 + i, {1339666200, 100000 * i}, TROX_EV_NORMAL});
             file.begin_server_block({"SVR"});
-            file.add_record(channel, tw::spectrum_payload(tw::generation::v2010, TROX_BLOCK_1CHAN_2010,
-                                                          {static_cast<float>(i) + 0.5F, 9.0F}));
+            file.add_record(channel, tw::spectrum_payload(generation, type, {static_cast<float>(i) + 0.5F, 9.0F}));
             file.end_event();
         }
         file.finish();

@@ -1,6 +1,8 @@
 // Heads of the selected record, and the event header that stands for the whole event.
 #include "typed_records.h"
 
+#include <stdexcept>
+
 using namespace trox_test;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -270,4 +272,49 @@ TYPED_TEST(heads, a_record_that_cannot_be_selected_ends_the_search)
                 HasSubstr("trox_daq_getdata::" + std::string(this->info_name) + ": failed to SetHead() for  1\n"));
     EXPECT_EQ(this->access_.GetChanNumb(), 0);
     EXPECT_EQ(this->selected_name(), "SLOW.0");
+}
+
+TYPED_TEST(heads, a_failing_search_leaves_a_later_record_selected)
+{
+    this->add_update("SLOW.0", 1.0F, 3);
+    this->records_.push_back(nullptr);
+    this->add_trace("FAST.0", 9);
+    this->set_records();
+    ASSERT_EQ(this->access_.SetChan(2), 3);
+    event_info info;
+    capture([&] { EXPECT_EQ(read_info<TypeParam>(this->access_, info), -1); });
+    EXPECT_EQ(this->access_.GetChanNumb(), 2);
+    EXPECT_EQ(this->selected_name(), "FAST.0");
+    EXPECT_EQ(this->access_.GetPropType(), 3);
+    EXPECT_EQ(this->access_.GetChanType(), 1);
+    EXPECT_EQ(this->access_.GetSpectVal(0, 0), 1.5F);
+}
+
+TYPED_TEST(heads, the_search_selects_nothing_else_and_tells_nothing_twice)
+{
+    this->add_update("SLOW.0", 1.0F, 3);
+    this->add_trace("ODD", 9).header.event_type = 99;
+    capture([&] {
+        this->set_records();
+        this->access_.SetChan(1);
+    });
+    event_info info;
+    EXPECT_EQ(capture([&] { EXPECT_EQ(read_info<TypeParam>(this->access_, info), 0); }).err,
+              "SetHead() unknown event structure\n");
+    EXPECT_EQ(info.number, 9U);
+    EXPECT_EQ(this->access_.GetChanType(), 2) << "as before, from the slow record";
+    EXPECT_EQ(this->selected_name(), "ODD");
+}
+
+TYPED_TEST(heads, a_search_in_a_list_that_shrank_throws_and_leaves_the_selected_record)
+{
+    this->add_update("SLOW.0", 1.0F, 3);
+    this->add_update("SLOW.1", 1.0F, 4);
+    this->set_records();
+    this->access_.SetChan(1);
+    this->records_.pop_back();
+    event_info info;
+    EXPECT_THROW(read_info<TypeParam>(this->access_, info), std::out_of_range);
+    EXPECT_EQ(this->access_.GetChanNumb(), 1);
+    EXPECT_EQ(this->selected_name(), "SLOW.1");
 }

@@ -113,6 +113,39 @@ TYPED_TEST(images, pixels_are_big_endian_of_any_number_of_bytes)
     EXPECT_EQ(this->access_.GetImageVal(0, 0), 0x1p112F);
 }
 
+TYPED_TEST(images, wide_pixels_are_rounded_once)
+{
+    // Half a float's step above 2^64 and above 2^112 is rounded to the even neighbour below, one more to the one above.
+    const auto pixel = [&](const std::vector<unsigned char>& bytes) {
+        const int size = static_cast<int>(bytes.size());
+        this->select_image(extended_image(1, 1, size, size, bytes), TROX_BLOCK_IMAGE_EXT);
+        EXPECT_NE(this->access_.ConvertImage(), nullptr);
+        return this->access_.GetImageVal(0, 0);
+    };
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 0}), 0x1p56F);
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 1}), 0x1.000002p56F) << "a double would have lost the last bit";
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 0, 0}), 0x1p64F);
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 0, 1}), 0x1.000002p64F);
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), 0x1p112F);
+    EXPECT_EQ(pixel({1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}), 0x1.000002p112F);
+    EXPECT_EQ(pixel({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7}), 7.0F);
+    EXPECT_EQ(pixel(std::vector<unsigned char>(20)), 0.0F);
+}
+
+TYPED_TEST(images, pixels_above_the_largest_float_are_that)
+{
+    constexpr float largest = 0x1.fffffep127F;
+    for (const int size : {16, 17, 40, 300}) {
+        this->select_image(extended_image(1, 1, size, size, std::vector<unsigned char>(size, 0xFF)),
+                           TROX_BLOCK_IMAGE_EXT);
+        ASSERT_NE(this->access_.ConvertImage(), nullptr);
+        EXPECT_EQ(this->access_.GetImageVal(0, 0), largest) << size;
+    }
+    this->select_image(extended_image(1, 1, 15, 15, std::vector<unsigned char>(15, 0xFF)), TROX_BLOCK_IMAGE_EXT);
+    ASSERT_NE(this->access_.ConvertImage(), nullptr);
+    EXPECT_EQ(this->access_.GetImageVal(0, 0), 0x1p120F);
+}
+
 TYPED_TEST(images, pixel_values_outside_are_0)
 {
     EXPECT_EQ(this->access_.GetImageVal(0, 0), 0.0F) << "nothing converted yet";
@@ -189,9 +222,23 @@ TYPED_TEST(images, without_a_whole_head_are_missing)
     }
 }
 
+TYPED_TEST(images, without_payload_are_missing_whatever_the_type_of_the_channel)
+{
+    this->axes(-2);
+    this->parameters(-2);
+    this->add("FAST", TypeParam::trace_type);
+    this->select_single();
+    EXPECT_EQ(this->access_.GetImage(), nullptr);
+    EXPECT_EQ(this->access_.GetImageHeader(), nullptr);
+    EXPECT_EQ(this->access_.ConvertImage(), nullptr);
+    this->axes(-2);
+    this->parameters(-2);
+    EXPECT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0), -2) << "as spectra";
+    EXPECT_EQ(this->access_.GetDescr(), -2);
+}
+
 TYPED_TEST(images, of_other_channels_are_refused)
 {
-    this->axes(-1);
     this->add_trace("FAST");
     this->select_single();
     EXPECT_EQ(this->access_.GetImage(), nullptr);

@@ -193,16 +193,24 @@ TEST_P(front_end_prints, nothing_of_an_event_without_one)
     EXPECT_EQ(capture(print_all).out, "") << "initialised, but nothing read yet";
 }
 
-TEST_F(front_end, prints_names_no_further_than_prlen_says)
+TEST_F(front_end, prints_names_as_far_as_Init_takes_them)
 {
-    const char text[4] = {'N', 'A', 'M', 'E'}; // no closing NUL
-    trox_sprop named{"label", 5, text, 4, 1, 9};
+    // Heap blocks of exactly the size that the length says, less what ends the name.
+    const auto text = std::make_unique<char[]>(4);
+    std::memcpy(text.get(), "NAME", 4);
+    const auto letter = std::make_unique<char[]>(1);
+    letter[0] = 'N';
+    trox_sprop named{"label", 5, text.get(), 5, 1, 9};
     trox_sprop unnamed{"label", 5, nullptr, 4, 1, 9};
-    trox_sprop negative{"label", 5, text, -4, 1, 9};
-    properties_ = {&named, nullptr, &unnamed, &negative};
+    trox_sprop shortest{"label", 5, letter.get(), 2, 1, 9};
+    trox_sprop empty{"label", 5, letter.get(), 1, 1, 9};
+    trox_sprop negative{"label", 5, letter.get(), INT32_MIN, 1, 9};
+    properties_ = {&named, nullptr, &unnamed, &shortest, &empty, &negative};
     const std::string path = list("/no/file.raw\n");
     capture([&] { EXPECT_EQ(init(path), -5); });
-    EXPECT_EQ(capture([&] { data_.PrintProp(); }).out, "trox_daq_data: Nprop= 1\nNAME len 5 prlen 4 nmemb 1 dtype 9\n"
+    EXPECT_EQ(capture([&] { data_.PrintProp(); }).out, "trox_daq_data: Nprop= 1\nNAME len 5 prlen 5 nmemb 1 dtype 9\n"
                                                        " len 5 prlen 4 nmemb 1 dtype 9\n"
-                                                       " len 5 prlen -4 nmemb 1 dtype 9\n");
+                                                       "N len 5 prlen 2 nmemb 1 dtype 9\n"
+                                                       " len 5 prlen 1 nmemb 1 dtype 9\n"
+                                                       " len 5 prlen -2147483648 nmemb 1 dtype 9\n");
 }

@@ -79,7 +79,7 @@ TYPED_TEST(print_record, entries_of_lists)
     const auto payload = name_values(2, {{"GAIN.P", 0.5F}, {std::string(80, 'n'), -1.5F}});
     this->add("LIST", TROX_BLOCK_NAME_VALUE, payload);
     this->set_records();
-    EXPECT_EQ(this->printed(0), this->heads("LIST", 22, 2, payload.size(), 1) + "GAIN.P value= 0.5\n" +
+    EXPECT_EQ(this->printed(0), this->heads("LIST", 22, 2, payload.size(), 1) + "VALUE GAIN.P value= 0.5\nVALUE " +
                                     std::string(80, 'n') + " value= -1.5\n");
 }
 
@@ -99,6 +99,28 @@ TYPED_TEST(print_record, images)
     const auto payload = image(100 << 16 | 2, 50 << 16 | 1, 3 << 18 | 5 << 4 | 2, 4, {0, 1, 2, 3});
     this->add("IMAGE", TROX_BLOCK_IMAGE, payload, TROX_EV_IMAGE);
     this->set_records();
-    EXPECT_EQ(this->printed(0),
-              this->heads("IMAGE", 13, 4, payload.size(), 1) + " xstart 100 xinc 3 ystart 50 yinc 5 nx 2 ny 1 len 4\n");
+    EXPECT_EQ(this->printed(0), this->heads("IMAGE", 13, 4, payload.size(), 1) +
+                                    "VALUE xstart 100 xinc 3 ystart 50 yinc 5 nx 2 ny 1 len 4\n");
+}
+
+TYPED_TEST(print_record, single_values_that_are_not_there_are_0_and_told)
+{
+    this->add("WORDS", TROX_ENV_DICT_BLOCK, {1, 2, 3, 4});
+    this->add("LIST", TROX_BLOCK_NAME_VALUE, name_values(0, {}));
+    this->set_records();
+    const auto words = capture([&] { this->access_.PrintProp(0); });
+    EXPECT_EQ(words.out, this->heads("WORDS", 2, 2, 4, 1) + "VALUE value= 0\n");
+    EXPECT_EQ(words.err, "trox_daq_getdata::GetSingle: 1 DType2\n");
+    const auto list = capture([&] { this->access_.PrintProp(1); });
+    EXPECT_EQ(list.out, this->heads("LIST", 22, 2, 88, 1) + "VALUE value= 0\n");
+    EXPECT_EQ(list.err, "trox_daq_getdata::GetSingle: member number is too big 0 max: 0\n");
+}
+
+TYPED_TEST(print_record, the_name_of_an_update_is_that_in_its_payload)
+{
+    const std::string name(sizeof(TypeParam::update::upd_prop), 'u');
+    const auto payload = update<TypeParam>(name, 2.5F);
+    this->add("CUT", TypeParam::update_type, payload, TROX_EV_UPD);
+    this->set_records();
+    EXPECT_EQ(this->printed(0), this->heads(name, TypeParam::update_type, 2, payload.size(), 1) + "VALUE value= 2.5\n");
 }

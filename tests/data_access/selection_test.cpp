@@ -55,6 +55,37 @@ TYPED_TEST(selection, SetRes_with_a_null_vector_is_12_and_with_an_empty_one_11)
     EXPECT_EQ(set_records<TypeParam>(this->access_, &empty), -11);
 }
 
+TYPED_TEST(selection, SetRes_without_records_keeps_what_was_selected_and_nothing_can_be_selected)
+{
+    this->add_trace("FAST.0");
+    this->add_update("SLOW.0");
+    this->set_records();
+    this->access_.SetChan(1);
+    std::vector<typename TypeParam::record*> empty;
+    for (auto* none : {static_cast<std::vector<typename TypeParam::record*>*>(nullptr), &empty}) {
+        this->set_records();
+        this->access_.SetChan(1);
+        EXPECT_EQ(set_records<TypeParam>(this->access_, none), none == nullptr ? -12 : -11);
+        EXPECT_EQ(this->access_.GetNchan(), none == nullptr ? 0 : 2) << "null alone clears the number";
+        EXPECT_EQ(this->access_.GetChanNumb(), 1);
+        EXPECT_EQ(this->selected_name(), "SLOW.0");
+        EXPECT_EQ(this->access_.GetSingle(0), 2.5F);
+        capture([&] {
+            EXPECT_EQ(this->access_.SetChan(0), -1);
+            EXPECT_EQ(this->access_.SetNextChan(), -1);
+            EXPECT_EQ(this->access_.SetFastNext(), -1);
+            EXPECT_EQ(this->access_.SetFast(0), -1);
+            EXPECT_EQ(this->access_.SetSlow(0), -1);
+            EXPECT_EQ(this->access_.SetProp("FAST.0"), -10);
+            EXPECT_EQ(this->access_.GetDataPtrs("FAST.0", nullptr, nullptr, 0), -1);
+            this->access_.PrintProp(0);
+        });
+        EXPECT_EQ(this->access_.GetChanNumb(), 1);
+    }
+    EXPECT_EQ(this->set_records(), 2);
+    EXPECT_EQ(this->access_.GetChanNumb(), 0);
+}
+
 TYPED_TEST(selection, SetRes_takes_the_records_and_selects_the_first)
 {
     this->add_two_of_each_class();
@@ -115,6 +146,59 @@ TYPED_TEST(selection, tells_of_events_without_a_known_structure)
     EXPECT_EQ(this->access_.Get_NSlow() + this->access_.Get_NImage(), 0);
     EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.SetChan(1), 3); }).err, "SetHead() unknown event structure\n");
     EXPECT_EQ(this->access_.GetChanType(), 1) << "that of the record before";
+}
+
+TYPED_TEST(selection, records_without_a_sub_head_count_as_far_as_their_class_is_known)
+{
+    this->add_trace("FAST.0");
+    const auto add_headless = [&](int event_type) {
+        this->add("HEADLESS", TypeParam::trace_type, {}, event_type).record.sbchdata[0].chhd = 0;
+    };
+    add_headless(TROX_EV_UPD);
+    add_headless(TROX_EV_NORMAL);
+    add_headless(99);
+    EXPECT_EQ(capture([&] { EXPECT_EQ(this->set_records(), 4); }).err, "Unknown event structure !!!! 99\n");
+    EXPECT_EQ(this->access_.Get_NSlow(), 1);
+    EXPECT_EQ(this->access_.Get_NFast(), 1) << "without a block type it is neither an image nor none";
+    EXPECT_EQ(this->access_.Get_NImage(), 0);
+}
+
+TYPED_TEST(selection, a_search_that_finds_nothing_leaves_the_selected_record_as_it_was)
+{
+    this->add_update("SLOW.0");
+    this->add("ODD", TROX_BLOCK_IMAGE, image(1, 1, 1, 1, {5}), 99);
+    this->add_trace("FAST.0");
+    capture([&] { this->set_records(); });
+    const auto check = [&](const char* operation, auto search, int nothing, const std::string& told) {
+        this->access_.SetChan(0); // a slow record: the odd one takes its class
+        this->access_.SetChan(1);
+        EXPECT_EQ(capture([&] { EXPECT_EQ(search(), nothing); }).err, told) << operation;
+        EXPECT_EQ(this->access_.GetChanNumb(), 1) << operation;
+        EXPECT_EQ(this->access_.GetChanType(), 2) << operation;
+        EXPECT_EQ(this->access_.GetPropType(), 4) << operation;
+        EXPECT_EQ(this->access_.GetDataType(), TROX_BLOCK_IMAGE) << operation;
+        EXPECT_EQ(this->access_.GetNmemb(), 1) << operation;
+        EXPECT_EQ(this->access_.GetData(), this->owned_[1]->data()) << operation;
+        EXPECT_EQ(this->selected_name(), "ODD") << operation;
+        EXPECT_EQ(event_head_of<TypeParam>(this->access_), &this->owned_[1]->header) << operation;
+        EXPECT_EQ(block_head_of<TypeParam>(this->access_), &this->owned_[1]->block) << operation;
+    };
+    auto& event = this->access_;
+    const std::string unknown = "SetHead() unknown event structure\n";
+    capture([&] { // counted again, so that there seem to be enough of each class
+        this->set_records();
+        this->set_records();
+    });
+    check(
+        "SetImageNext", [&] { return event.SetImageNext(); }, 0, "");
+    check(
+        "SetSlowNext", [&] { return event.SetSlowNext(); }, 0, "");
+    check(
+        "SetFast", [&] { return event.SetFast(1); }, 0, unknown);
+    check(
+        "SetSlow", [&] { return event.SetSlow(2); }, 0, unknown);
+    check(
+        "SetProp", [&] { return event.SetProp("NOT.THERE"); }, -11, unknown);
 }
 
 TYPED_TEST(selection, SetChan_and_SetNextChan_walk_the_records)
@@ -275,7 +359,7 @@ TYPED_TEST(selection, an_empty_list_behind_a_good_one_is_not_ready)
     set_records<TypeParam>(this->access_, &empty);
     const std::string printed = capture([&] { EXPECT_EQ(this->access_.SetChan(0), -1); }).err;
     EXPECT_THAT(printed, HasSubstr("trox_daq_getdata::SetChan: Status= 1 Res= "));
-    EXPECT_THAT(printed, HasSubstr(" Nchan= 0\n"));
+    EXPECT_THAT(printed, HasSubstr(" Nchan= 1\n"));
 }
 
 TYPED_TEST(selection, null_records_and_heads_are_told_and_refused)
@@ -382,37 +466,4 @@ TYPED_TEST(selection, records_are_looked_for_in_the_list_that_the_flag_says)
     EXPECT_THAT(capture([&] { EXPECT_EQ(other.SetChan(0), -1); }).err, HasSubstr("SetChan: Status= 0 Res= "));
     other.set_data_2024(TypeParam::is_2024);
     EXPECT_EQ(set_records<TypeParam>(other, &this->records_), 1);
-}
-
-TEST(selection_by_pattern, a_2024_record_is_never_taken_for_a_legacy_one)
-{
-    typed_record<access_2024> image_record("IMAGE", TROX_BLOCK_IMAGE, image(1, 1, 1, 1, {7}), TROX_EV_IMAGE);
-    image_record.header.pattern = access_legacy::pattern;
-    std::vector<trox_channel_entry_long_2024*> records{&image_record.record};
-    trox_daq_getdata event(true);
-    ASSERT_EQ(event.SetRes_2024(&records), 1);
-    EXPECT_EQ(event.GetPropType(), 4);
-    EXPECT_EQ(event.Get_NImage(), 1);
-}
-
-TEST(selection_by_pattern, the_event_header_tells_legacy_from_2010_records)
-{
-    typed_record<access_legacy> older("OLD", TROX_BLOCK_SINGLE, spectrum<access_legacy>(1, 1, {1.0F}));
-    typed_record<access_2010> younger("NEW", TROX_BLOCK_1CHAN_2010, spectrum<access_2010>(1, 1, {2.0F}));
-    younger.header.pattern = 0; // any pattern but the legacy one
-    std::vector<trox_channel_entry_long*> records{&older.record, &younger.record};
-    trox_daq_getdata event(false);
-    ASSERT_EQ(event.SetRes(&records), 2);
-    EXPECT_EQ(event.GetChanHead(), &older.head());
-    EXPECT_EQ(event.GetServBlockHead(), &older.block);
-    EXPECT_EQ(event.GetChanHead_2010(), nullptr);
-    EXPECT_EQ(event.GetServBlockHead_2010(), nullptr);
-    EXPECT_EQ(event.GetSpectVal(0, 0), 1.0F);
-    ASSERT_EQ(event.SetNextChan(), 3);
-    EXPECT_EQ(event.GetChanHead(), nullptr);
-    EXPECT_EQ(event.GetServBlockHead(), nullptr);
-    EXPECT_EQ(event.GetChanHead_2010(), &younger.head());
-    EXPECT_EQ(event.GetServBlockHead_2010(), &younger.block);
-    EXPECT_EQ(event.GetEventHead(), &younger.header);
-    EXPECT_EQ(event.GetSpectVal(0, 0), 2.0F);
 }

@@ -93,6 +93,20 @@ TYPED_TEST(grouped_spectra, values_are_counted_through_all_groups)
         << "the number of samples of a group is told";
 }
 
+TYPED_TEST(spectra, legacy_ones_have_neither_groups_nor_statistics)
+{
+    this->add("XY", TypeParam::four_members_type, spectrum<TypeParam>(4, 1, {1, 2, 3, 4}));
+    this->select_single();
+    trox_spect_statistics_2010 mine{};
+    trox_spect_statistics_2010* stat = &mine;
+    int groups = 9;
+    float group_inc = 9;
+    ASSERT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, &groups, &group_inc, &stat), 0);
+    EXPECT_EQ(groups, 1);
+    EXPECT_EQ(group_inc, TypeParam::is_legacy ? 0.0F : 1000.0F);
+    EXPECT_EQ(stat, TypeParam::is_legacy ? &mine : nullptr) << "left as it is in legacy records";
+}
+
 TYPED_TEST(spectra, GetSpectVal_at_length_times_groups_is_too_big)
 {
     this->add_trace("FAST");
@@ -133,7 +147,11 @@ TYPED_TEST(spectra, without_payload_are_missing)
     EXPECT_EQ(capture([&] {
                   EXPECT_EQ(this->access_.GetSpect(0), nullptr);
                   EXPECT_EQ(this->access_.GetSpect(99), nullptr);
-                  EXPECT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0), -2);
+                  int groups = 9;
+                  float group_inc = 9;
+                  EXPECT_EQ(this->access_.GetSpectPar(nullptr, nullptr, nullptr, nullptr, 0, &groups, &group_inc), -2);
+                  EXPECT_EQ(groups, 1) << "set before anything else";
+                  EXPECT_EQ(group_inc, 0.0F);
                   EXPECT_EQ(this->access_.GetDescr(), -2);
               }).err,
               "");

@@ -133,6 +133,20 @@ TYPED_TEST(values, an_update_that_is_too_short_is_missing)
     }
 }
 
+TYPED_TEST(values, an_update_without_payload_is_missing)
+{
+    this->add("SLOW", TypeParam::update_type, {}, TROX_EV_UPD);
+    this->select_single();
+    EXPECT_EQ(this->access_.GetData(), nullptr);
+    float value = 7;
+    int status = 7;
+    long seconds = 7;
+    EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.GetSlowPrm(&value, &status, &seconds), 1); }).err, "");
+    EXPECT_EQ(value, 7.0F);
+    EXPECT_EQ(status, 7);
+    EXPECT_EQ(seconds, 7);
+}
+
 TYPED_TEST(values, update_types_of_the_other_layout_are_no_updates)
 {
     const int other = TypeParam::is_legacy ? TROX_UPD_BLOCK_2010 : TROX_UPD_BLOCK;
@@ -179,15 +193,60 @@ TYPED_TEST(values, entries_outside_a_list_are_refused)
               "trox_daq_getdata::GetValNamChan()  channel is too big 2 max: 2\n");
     EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.GetSingle(2), 0.0F); }).err,
               "trox_daq_getdata::GetSingle: member number is too big 2 max: 2\n");
-    for (const int negative : {-1, INT32_MIN}) {
-        EXPECT_EQ(capture([&] {
-                      EXPECT_EQ(this->access_.GetValNamChan(nullptr, &value, negative), 1);
-                      EXPECT_EQ(this->access_.GetSingle(negative), 0.0F);
-                  }).err,
-                  "");
-        EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, negative), 2);
-    }
     EXPECT_EQ(value, 7.0F);
+}
+
+TYPED_TEST(values, in_front_of_a_list_its_head_is_taken_for_entries_as_far_as_it_goes)
+{
+    auto payload = name_values(2, {{"GAIN.P", 0.5F}, {"GAIN.I", -1.5F}});
+    const float id = -12.5F; // any words that can be told apart as floats
+    std::memcpy(payload.data(), &id, sizeof id);
+    this->add("LIST", TROX_BLOCK_NAME_VALUE, payload);
+    this->select_single();
+    std::int32_t two = 2;
+    float count = 0;
+    std::memcpy(&count, &two, sizeof count);
+    char* name = nullptr;
+    float value = 7;
+    EXPECT_EQ(this->access_.GetValNamChan(&name, &value, -1), 0);
+    EXPECT_STREQ(name, "a comment");
+    EXPECT_EQ(value, count);
+    EXPECT_EQ(this->access_.GetSingle(-1), count);
+    EXPECT_EQ(this->access_.GetSingle(-2), id);
+    EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, -2), 0);
+    EXPECT_EQ(value, id);
+    // The name of -2 would lie in front of the payload.
+    EXPECT_EQ(capture([&] { EXPECT_EQ(this->access_.GetValNamChan(&name, &value, -2), 1); }).err,
+              "trox_daq_getdata::GetValNamChan() 1 DType22\n");
+    EXPECT_STREQ(name, "a comment");
+    EXPECT_EQ(value, id);
+    for (const int farther : {-3, -1000000, INT32_MIN}) {
+        EXPECT_EQ(capture([&] {
+                      EXPECT_EQ(this->access_.GetValNamChan(nullptr, nullptr, farther), 1);
+                      EXPECT_EQ(this->access_.GetSingle(farther), 0.0F);
+                  }).err,
+                  "trox_daq_getdata::GetValNamChan() 1 DType22\ntrox_daq_getdata::GetSingle: 1 DType22\n");
+        EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, farther), 0);
+        EXPECT_EQ(value, 0.0F);
+        value = 7;
+    }
+}
+
+TYPED_TEST(values, GetDataPtrs_gives_what_lies_behind_a_list_inside_its_payload)
+{
+    auto payload = name_values(1, {{"GAIN.P", 0.5F}, {"GAIN.I", -1.5F}, {"GAIN.D", 3.5F}});
+    payload.pop_back(); // the third value is not whole
+    this->add("LIST", TROX_BLOCK_NAME_VALUE, payload);
+    this->select_single();
+    float value = 7;
+    EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, 1), 0);
+    EXPECT_EQ(value, -1.5F) << "the count is not looked at";
+    for (const int outside : {2, 3, 1000000, INT32_MAX}) {
+        value = 7;
+        EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, outside), 0);
+        EXPECT_EQ(value, 0.0F);
+        EXPECT_EQ(this->access_.GetDataPtrs(nullptr, nullptr, nullptr, outside), 0);
+    }
 }
 
 TYPED_TEST(values, a_list_that_announces_more_entries_than_there_are_is_missing)
@@ -255,7 +314,8 @@ TYPED_TEST(values, without_a_sub_head_it_is_told_which_one_is_missing)
     EXPECT_EQ(capture([&] { EXPECT_EQ(event.GetValNamChan(nullptr, nullptr, 0), 1); }).err,
               "trox_daq_getdata::GetValNamChan() 1" + missing);
     EXPECT_EQ(capture([&] { EXPECT_EQ(event.GetRoiPar(nullptr, nullptr, nullptr, nullptr, nullptr, 0), -1); }).err,
-              "trox_daq_getdata::GetRoiPrm: 1" + missing);
+              "trox_daq_getdata::GetRoiPrm: 1 ChanHeader == NULL\n")
+        << "the same for all layouts";
 }
 
 // --- a property in one call -----------------------------------------------------------------------------
@@ -307,8 +367,6 @@ TYPED_TEST(values, GetDataPtrs_gives_entries_of_lists)
     EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, 1), 0);
     EXPECT_EQ(value, -1.5F);
     EXPECT_EQ(this->access_.GetDataPtrs("LIST", nullptr, nullptr, 0), 0) << "a null value is no failure";
-    EXPECT_EQ(this->access_.GetDataPtrs(nullptr, &value, nullptr, 2), 2);
-    EXPECT_EQ(value, -1.5F);
 }
 
 TYPED_TEST(values, GetDataPtrs_gives_updates)
@@ -320,6 +378,34 @@ TYPED_TEST(values, GetDataPtrs_gives_updates)
     // 2024 records are looked at with the legacy layout, where the name goes on.
     EXPECT_EQ(value, TypeParam::is_2024 ? 0.0F : 2.5F);
     EXPECT_EQ(this->access_.GetDataPtrs("SLOW", nullptr, nullptr, 0), 0);
+}
+
+TYPED_TEST(values, GetDataPtrs_by_name_asks_the_channel_selected_before_for_its_payload)
+{
+    this->add("EMPTY", TypeParam::trace_type);
+    this->add_trace("FAST");
+    this->set_records();
+    float* data = nullptr;
+    EXPECT_EQ(this->access_.GetDataPtrs("FAST", nullptr, &data, 0), -2);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(this->access_.GetChanNumb(), 0) << "nothing is selected";
+    this->access_.SetChan(1);
+    EXPECT_EQ(this->access_.GetDataPtrs("FAST", nullptr, &data, 0), 0);
+    EXPECT_NE(data, nullptr);
+}
+
+TYPED_TEST(values, GetDataPtrs_by_name_is_3_where_the_search_fails)
+{
+    this->add_trace("FAST.0");
+    this->records_.push_back(nullptr);
+    this->add_trace("FAST.1");
+    this->set_records();
+    float value = 7;
+    float* data = &value;
+    EXPECT_THAT(capture([&] { EXPECT_EQ(this->access_.GetDataPtrs("FAST.1", &value, &data, 0), 3); }).err,
+                HasSubstr("ent = NULL\n"));
+    EXPECT_EQ(value, 7.0F);
+    EXPECT_EQ(data, &value);
 }
 
 TYPED_TEST(values, GetDataPtrs_tells_other_kinds_apart)

@@ -1,8 +1,7 @@
 // Listing the channels of a file of any generation.
+#include "detail/big_endian.h"
 #include "inspection_types.h"
-
 #include "trox_daq_data.h"
-#include "trox_writer.h"
 
 #include <vector>
 
@@ -13,6 +12,13 @@ namespace
 
 constexpr sample_generation generations[] = {sample_generation::legacy, sample_generation::g2010,
                                              sample_generation::g2024};
+
+std::string hexadecimal(unsigned mask)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%x", mask);
+    return text;
+}
 
 class browser : public sample_inspection
 {
@@ -109,12 +115,6 @@ TEST_F(browser, lists_the_dictionary_as_the_reader_prints_it)
 
 TEST_F(browser, prints_a_line_per_channel_with_events)
 {
-    // In the second file of the run two channels have no events.
-    ASSERT_EQ(browser_.Init(sample(sample_generation::g2010, 1).c_str()), 0);
-    const std::string printed = capture([&] { browser_.PrintChan(); }).out;
-    std::string expected;
-    int number = 0;
-    int index = 0;
     const auto bit = [](unsigned mask) {
         int i = 0;
         while (mask >> i != 1) {
@@ -122,30 +122,32 @@ TEST_F(browser, prints_a_line_per_channel_with_events)
         }
         return std::to_string(i);
     };
-    const auto hexadecimal = [](unsigned mask) {
-        char text[16];
-        std::snprintf(text, sizeof text, "%x", mask);
-        return std::string(text);
-    };
-    const auto expected_file = dump(sample_generation::g2010, 1);
-    for (const auto& channel : expected_file.at("cdt")) {
-        const auto ev_mask = channel.at("ev_mask").get<unsigned>();
-        const auto dtype_mask = channel.at("dtype_mask").get<unsigned>();
-        if (channel.at("count").get<int>() > 0) {
-            expected += std::to_string(number++) + "-" + std::to_string(index) + " " +
-                        std::to_string(channel.at("count").get<int>()) + "  evtype: " + bit(ev_mask) +
-                        " mask: " + hexadecimal(ev_mask) + "d dtype: " + bit(dtype_mask) +
-                        " mask:" + hexadecimal(dtype_mask) + " " + channel.at("name").get<std::string>() + "\n";
+    for (const auto generation : generations) {
+        // In the second file of the run two channels have no events.
+        ASSERT_EQ(browser_.Init(sample(generation, 1).c_str()), 0);
+        const std::string printed = capture([&] { browser_.PrintChan(); }).out;
+        std::string expected;
+        int number = 0;
+        int index = 0;
+        const auto expected_file = dump(generation, 1);
+        for (const auto& channel : expected_file.at("cdt")) {
+            const auto ev_mask = channel.at("ev_mask").get<unsigned>();
+            const auto dtype_mask = channel.at("dtype_mask").get<unsigned>();
+            if (channel.at("count").get<int>() > 0) {
+                expected += std::to_string(number++) + "-" + std::to_string(index) + " " +
+                            std::to_string(channel.at("count").get<int>()) + "  evtype: " + bit(ev_mask) +
+                            " mask: " + hexadecimal(ev_mask) + "d dtype: " + bit(dtype_mask) +
+                            " mask:" + hexadecimal(dtype_mask) + " " + channel.at("name").get<std::string>() + "\n";
+            }
+            ++index;
         }
-        ++index;
+        EXPECT_EQ(index - number, 2);
+        EXPECT_EQ(printed, expected + "collected " + std::to_string(number) + "- channels\n");
     }
-    EXPECT_LT(number, index);
-    EXPECT_EQ(printed, expected + "collected " + std::to_string(number) + "- channels\n");
 }
 
 TEST_F(browser, prints_type_0_for_a_mask_of_two_bits)
 {
-    namespace tw = trox::writer;
     const temp_directory directory;
     const std::string path = directory.file("linac_main_run1_file1_20120614T093000.raw");
     {
@@ -164,4 +166,127 @@ TEST_F(browser, prints_type_0_for_a_mask_of_two_bits)
     ASSERT_EQ(browser_.Init(path.c_str()), 0);
     EXPECT_EQ(capture([&] { browser_.PrintChan(); }).out,
               "0-0 2  evtype: 0 mask: 42d dtype: 9 mask:200 A/CHANNEL\ncollected 1- channels\n");
+}
+
+TEST_F(browser, prints_the_number_of_the_only_bit_below_30)
+{
+    const temp_directory directory;
+    const std::string path = directory.file("linac_main_run1_file1_20120614T093000.raw");
+    const struct {
+        int type;      ///< of the event
+        int dtype;     ///< of the block, which counts by its low five bits
+        int event_bit; ///< as printed
+        int data_bit;
+    } channels[] = {{0, 32, 0, 0}, {1, 1, 1, 1}, {29, 29, 29, 29}, {30, 62, 0, 0}, {31, 31, 0, 0}};
+    std::string expected;
+    {
+        tw::file_writer file(path, tw::generation::v2010);
+        std::uint32_t number = 1;
+        for (const auto& channel : channels) {
+            const std::string name = "A/TYPE" + std::to_string(channel.type);
+            const std::string index = std::to_string(number - 1);
+            const auto id = file.add_channel(name);
+            file.begin_event({number, {1339666200 + number, 0}, channel.type});
+            file.begin_server_block({"SVR"});
+            file.add_record(id, tw::stored_record{channel.dtype});
+            file.end_event();
+            ++number;
+            expected += index + "-" + index + " 1  evtype: " + std::to_string(channel.event_bit) +
+                        " mask: " + hexadecimal(1U << channel.type) + "d dtype: " + std::to_string(channel.data_bit) +
+                        " mask:" + hexadecimal(1U << (channel.dtype & 31)) + " " + name + "\n";
+        }
+        file.finish();
+    }
+    ASSERT_EQ(browser_.Init(path.c_str()), 0);
+    EXPECT_EQ(capture([&] { browser_.PrintChan(); }).out, expected + "collected 5- channels\n");
+}
+
+TEST_F(browser, prints_type_0_for_an_empty_mask)
+{
+    using table = trox_detail::generation_2010::chan_dictionary_table;
+    using stored = trox_detail::generation_2010::chan_dictionary_entry;
+    const temp_directory directory;
+    const std::string path = directory.file("linac_main_run1_file1_20120614T093000.raw");
+    std::size_t entry = 0;
+    {
+        tw::file_writer file(path, tw::generation::v2010);
+        const auto id = file.add_channel("A/CHANNEL");
+        file.begin_event({1, {1339666201, 0}});
+        file.begin_server_block({"SVR"});
+        file.add_record(id, tw::stored_record{TROX_BLOCK_1CHAN_2010});
+        file.end_event();
+        entry = static_cast<std::size_t>(file.finish().channel_dictionary.position) + offsetof(table, entries);
+    }
+    std::vector<std::uint8_t> bytes = read_bytes(path);
+    trox_detail::store_big_endian(&bytes.at(entry + offsetof(stored, ev_mask)), std::uint32_t{0});
+    trox_detail::store_big_endian(&bytes.at(entry + offsetof(stored, dtype_mask)), std::uint32_t{0});
+    write_bytes(path, bytes);
+    ASSERT_EQ(browser_.Init(path.c_str()), 0);
+    EXPECT_EQ(capture([&] { browser_.PrintChan(); }).out,
+              "0-0 1  evtype: 0 mask: 0d dtype: 0 mask:0 A/CHANNEL\ncollected 1- channels\n");
+}
+
+TEST_F(browser, lists_once_also_when_the_channels_were_counted)
+{
+    for (const auto generation : generations) {
+        ASSERT_EQ(browser_.Init(sample(generation).c_str()), 0);
+        const std::string before = capture([&] { browser_.ListChan(); }).out;
+        const int channels = browser_.GetNchan();
+        int listed = 0;
+        for (std::size_t at = 0; (at = before.find("chan_name: ", at)) != std::string::npos; ++at) {
+            ++listed;
+        }
+        EXPECT_EQ(listed, channels);
+        const auto after = capture([&] { browser_.ListChan(); });
+        EXPECT_EQ(after.out, before) << "the readers that cannot read the file print nothing";
+        EXPECT_EQ(after.err, "");
+        EXPECT_EQ(browser_.GetNchan(), channels);
+    }
+}
+
+TEST_F(browser, begins_anew_with_a_second_init)
+{
+    for (const auto generation : generations) {
+        ASSERT_EQ(browser_.Init(sample(generation).c_str()), 0);
+        EXPECT_NE(browser_.GetReader(), nullptr) << "also those that could not read the file before";
+        EXPECT_NE(browser_.GetReader_2010(), nullptr);
+        EXPECT_NE(browser_.GetReader_2024(), nullptr);
+        EXPECT_EQ(browser_.GetFileName(), sample(generation));
+        EXPECT_EQ(browser_.GetChanName(0, nullptr, nullptr, nullptr), nullptr) << "no reader has loaded it yet";
+        EXPECT_EQ(browser_.GetNchan(), static_cast<int>(dump(generation).at("cdt").size()));
+    }
+    capture([&] { EXPECT_EQ(browser_.Init("x"), -2); });
+    EXPECT_EQ(browser_.GetStatus(), 1) << "a refused name leaves what there is";
+    EXPECT_EQ(browser_.GetFileName(), sample(sample_generation::g2024));
+    EXPECT_EQ(browser_.GetNchan(), static_cast<int>(dump(sample_generation::g2024).at("cdt").size()));
+}
+
+TEST_F(browser, counts_no_events_where_it_has_no_name)
+{
+    int count = 77;
+    EXPECT_EQ(capture([&] { EXPECT_EQ(browser_.GetChanName(0, &count, nullptr, nullptr), nullptr); }).err,
+              "trox_daq_browser::GetNchan: wrong Status 0\n");
+    EXPECT_EQ(count, 77) << "not asked";
+    for (const auto generation : generations) {
+        ASSERT_EQ(browser_.Init(sample(generation, 1).c_str()), 0);
+        count = 77;
+        EXPECT_EQ(browser_.GetChanName(0, &count, nullptr, nullptr), nullptr);
+        EXPECT_EQ(count, 0) << "nothing is loaded";
+        const int channels = browser_.GetNchan();
+        const nlohmann::json expected = dump(generation, 1).at("cdt");
+        int without_events = 0;
+        for (int i = 0; i < channels; ++i) {
+            count = 77;
+            const bool is_named = browser_.GetChanName(i, &count, nullptr, nullptr) != nullptr;
+            EXPECT_EQ(count, expected.at(static_cast<std::size_t>(i)).at("count").get<int>());
+            EXPECT_EQ(is_named, count > 0);
+            without_events += is_named ? 0 : 1;
+        }
+        EXPECT_EQ(without_events, 2);
+        for (const int i : {channels, -1}) {
+            count = 77;
+            EXPECT_EQ(browser_.GetChanName(i, &count, nullptr, nullptr), nullptr);
+            EXPECT_EQ(count, 0) << i;
+        }
+    }
 }

@@ -1,84 +1,12 @@
 // Looking into one file with a reader that has no request.
-#include "inspection_types.h"
+#include "inspection_fixture.h"
 
-#include "detail/big_endian.h"
-#include "trox_writer.h"
-
-#include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <vector>
 
 using namespace trox_test;
 
 namespace
 {
-
-template <class T> class inspection : public sample_inspection
-{
-protected:
-    inspection()
-    {
-        reader_.set_data_dir(nullptr);
-    }
-    static std::string file(std::size_t i = 0)
-    {
-        return sample(T::samples, i);
-    }
-    static std::string name_of_channel(std::size_t i)
-    {
-        return dump(T::samples).at("cdt").at(i).at("name").template get<std::string>();
-    }
-    void add_channel(const std::string& name)
-    {
-        daq_channel_entry channel{name.c_str(), {}};
-        ASSERT_EQ(reader_.add_channel(&channel), 0);
-    }
-    /// A copy of the first sample whose dictionary announces this length, or has another pattern.
-    std::string with_dictionary(std::size_t field, std::uint64_t value)
-    {
-        using table = typename T::generation::chan_dictionary_table;
-        using word = decltype(table::length);
-        typename T::loader loader(0);
-        EXPECT_EQ(loader.get_all_tables(file(), 0, nullptr), 0);
-        std::vector<std::uint8_t> bytes = read_bytes(file());
-        const auto position = static_cast<std::size_t>(loader.get_ref_tbl()->cdt_ref);
-        trox_detail::store_big_endian(&bytes.at(position + field), static_cast<word>(value));
-        const std::string path = directory_.file(sample_names(T::samples).front());
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        return path;
-    }
-
-    temp_directory directory_;
-    typename T::reader reader_;
-};
-
-using all_generations = ::testing::Types<inspected_legacy, inspected_2010, inspected_2024>;
-TYPED_TEST_SUITE(inspection, all_generations);
-
-template <class T> class channel_dumps : public inspection<T>
-{
-protected:
-    using print = void (T::reader::*)(const char*, const char*);
-
-    std::string printed(print operation, const char* file, const char* channel)
-    {
-        return capture([&] { (this->reader_.*operation)(file, channel); }).out;
-    }
-    static std::string text(const std::string& rest)
-    {
-        return std::string(T::reader_name) + "::print_channel_event_headers() " + rest + "\n";
-    }
-    static std::vector<print> operations()
-    {
-        return {&T::reader::print_channel_event_headers, &T::reader::print_channel_server_block_headers,
-                &T::reader::print_channel_channel_headers, &T::reader::print_channel_channel};
-    }
-};
-
-using dumping_generations = ::testing::Types<inspected_2010, inspected_2024>;
-TYPED_TEST_SUITE(channel_dumps, dumping_generations);
 
 template <class Reader>
 concept dumps_channels = requires(Reader& reader)
@@ -212,17 +140,13 @@ TYPED_TEST(inspection, hands_out_the_descriptions_of_the_dictionarys_channels)
 
 TYPED_TEST(inspection, appends_no_descriptions_where_the_file_has_none)
 {
-    namespace tw = trox::writer;
-    constexpr auto format = TypeParam::samples == sample_generation::legacy  ? tw::generation::legacy
-                            : TypeParam::samples == sample_generation::g2010 ? tw::generation::v2010
-                                                                             : tw::generation::v2024;
     const std::string path = this->directory_.file("linac_main_run1_file1_20120614T093000.raw");
     {
-        tw::file_writer file(path, format);
+        tw::file_writer file(path, TypeParam::format);
         const auto channel = file.add_channel("A/CHANNEL");
         file.begin_event({1, {1339666200, 0}});
         file.begin_server_block({"SVR"});
-        file.add_record(channel, tw::spectrum_payload(format, format == tw::generation::legacy ? 9 : 41, {1.0F}));
+        file.add_record(channel, tw::spectrum_payload(TypeParam::format, TypeParam::trace_type, {1.0F}));
         file.end_event();
         file.finish();
     }
@@ -297,13 +221,9 @@ TYPED_TEST(inspection, looks_at_the_first_file_that_contains_the_name)
 
 TYPED_TEST(inspection, tells_an_event_index_without_events)
 {
-    namespace tw = trox::writer;
-    constexpr auto format = TypeParam::samples == sample_generation::legacy  ? tw::generation::legacy
-                            : TypeParam::samples == sample_generation::g2010 ? tw::generation::v2010
-                                                                             : tw::generation::v2024;
     const std::string path = this->directory_.file("linac_main_run1_file1_20120614T093000.raw");
     {
-        tw::file_writer file(path, format);
+        tw::file_writer file(path, TypeParam::format);
         file.add_channel("A/CHANNEL");
         file.finish();
     }
@@ -386,8 +306,7 @@ TYPED_TEST(channel_dumps, tell_a_channel_that_cannot_be_started)
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(begin), sizeof(row) * static_cast<std::size_t>(table.maxev),
                 std::uint8_t{0});
     const std::string path = this->directory_.file(sample_names(TypeParam::samples).front());
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    write_bytes(path, bytes);
     const std::string name = this->name_of_channel(0);
     for (const auto operation : this->operations()) {
         EXPECT_THAT(this->printed(operation, path.c_str(), name.c_str()),

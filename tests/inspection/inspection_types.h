@@ -11,6 +11,7 @@
 #include "trox_daq_reader.h"
 #include "trox_daq_reader_2010.h"
 #include "trox_daq_reader_2024.h"
+#include "trox_writer.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>
@@ -20,17 +21,24 @@
 namespace trox_test
 {
 
+namespace tw = trox::writer;
+
 struct inspected_legacy {
     using generation = trox_detail::generation_legacy;
     using reader = trox_daq_reader;
     using loader = trox_file_get_tables;
     static constexpr auto samples = sample_generation::legacy;
+    static constexpr const char* reader_name = "trox_daq_reader";
+    static constexpr auto format = tw::generation::legacy;
+    static constexpr int trace_type = TROX_BLOCK_SINGLE;
 };
 struct inspected_2010 {
     using generation = trox_detail::generation_2010;
     using reader = trox_daq_reader_2010;
     using loader = trox_file_get_tables_2010;
     static constexpr auto samples = sample_generation::g2010;
+    static constexpr auto format = tw::generation::v2010;
+    static constexpr int trace_type = TROX_BLOCK_1CHAN_2010;
     static constexpr const char* reader_name = "trox_daq_reader_2010";
 };
 struct inspected_2024 {
@@ -38,6 +46,8 @@ struct inspected_2024 {
     using reader = trox_daq_reader_2024;
     using loader = trox_file_get_tables_2024;
     static constexpr auto samples = sample_generation::g2024;
+    static constexpr auto format = tw::generation::v2024;
+    static constexpr int trace_type = TROX_BLOCK_1CHAN_2010;
     static constexpr const char* reader_name = "trox_daq_reader_2024";
 };
 
@@ -58,6 +68,12 @@ protected:
         return read_dump(sample_names(generation).at(i));
     }
 };
+
+inline void write_bytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
+{
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
 
 /// Number of lines that begin with `begin`.
 inline int lines_with(const std::string& text, const std::string& begin)

@@ -1,5 +1,6 @@
 # Every installed public header can be included first and alone, in C++17, without a warning.
-file(GLOB headers RELATIVE ${PREFIX}/${INCLUDE_DIR}/trox_daq ${PREFIX}/${INCLUDE_DIR}/trox_daq/*.h)
+file(GLOB headers RELATIVE ${PREFIX}/${INCLUDE_DIR}/trox_daq ${PREFIX}/${INCLUDE_DIR}/trox_daq/*.h
+  ${PREFIX}/${INCLUDE_DIR}/trox_daq/trox/*.h)
 if(NOT headers)
   message(FATAL_ERROR "no header was installed")
 endif()

@@ -13,7 +13,7 @@ read -ra flags <<< "$(pkg-config --cflags --libs trox-daq)"
 # A program finds the libraries in a folder of its own choice; that they find each other is theirs.
 LD_LIBRARY_PATH=$libdir "$folder/consumer" "$folder/run"
 ldd_output=$(LD_LIBRARY_PATH=$libdir ldd "$folder/consumer")
-for library in trox_daq trox_writer TROXXML TROXevutl; do
+for library in trox trox_daq trox_writer TROXXML TROXevutl; do
   if ! grep -qE "lib$library\.so\.[0-9]+ => $prefix/" <<< "$ldd_output"; then
     echo "lib$library does not come from $prefix:" >&2
     echo "$ldd_output" >&2

@@ -1,4 +1,5 @@
 // Starting and decoding while the system refuses mappings, memory or threads.
+#include "busy_channel.h"
 #include "captured_output.h"
 #include "channel_contents.h"
 #include "channel_types.h"
@@ -6,6 +7,8 @@
 #include "failing_calls.h"
 
 #include <algorithm>
+#include <regex>
+#include <sstream>
 #include <thread>
 
 using namespace trox_test;
@@ -200,4 +203,51 @@ TYPED_TEST(channel_under_faults, that_are_not_skipped_end_the_worker_and_cleanin
     });
     EXPECT_THAT(ended.out, ::testing::MatchesRegex("Failed to malloc additional event header [0-9]+ .. exiting\n"));
     EXPECT_FALSE(this->reader_->is_done());
+}
+
+// --- dumps ----------------------------------------------------------------------------------------------
+
+template <class T> using channel_dumps_under_faults = channel_under_faults<T>;
+TYPED_TEST_SUITE(channel_dumps_under_faults, channel_generations_since_2010);
+
+TYPED_TEST(channel_dumps_under_faults, print_while_the_workers_that_could_be_started_go_on)
+{
+    const busy_file<TypeParam> file;
+    ASSERT_EQ(this->loader_.get_all_tables(file.path(), 0, nullptr), 0);
+    typename TypeParam::reader reader(&this->loader_, file.channel, -1, nullptr);
+    reader.set_number_of_threads(2);
+    this->calls_.threads.fail(2);
+    int rounds = 0;
+    const auto printed = capture([&] {
+        ASSERT_EQ(start(reader, this->signal_), 0);
+        ASSERT_TRUE(this->signal_.wait()); // for the worker that is missing
+        do {
+            reader.print_event_headers();
+            reader.print_server_block_headers();
+            reader.print_channel_headers();
+            ++rounds;
+        } while (!reader.is_done());
+        reader.print_channel();
+        reader.clean();
+    });
+    // Each dump has a line for each record, in order: under its event, or as one that is not decoded yet.
+    const std::regex line_of_record("(-?[0-9]+) ([0-9]+):([0-9]+)");
+    std::istringstream lines(printed.out);
+    std::smatch line;
+    int records = 0;
+    int decoded = 0;
+    for (std::string text; std::getline(lines, text);) {
+        if (!std::regex_match(text, line, line_of_record)) {
+            continue;
+        }
+        const int i = records++ % file.records;
+        if (text != "-1 0:0") {
+            ++decoded;
+            EXPECT_EQ(line[1], std::to_string(event_number_of(i)));
+            EXPECT_EQ(line[2], std::to_string(event_time_of(i).timeup));
+            EXPECT_EQ(line[3], std::to_string(event_time_of(i).timelow));
+        }
+    }
+    EXPECT_EQ(records, (3 * rounds + 1) * file.records);
+    EXPECT_GE(decoded, file.records);
 }

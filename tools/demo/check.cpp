@@ -23,13 +23,13 @@ constexpr int no_record = -1;
 /// The event whose record of the channel belongs to `event`.
 int due_record(channel of, int event)
 {
-    const int latest = latest_record(of, event).value_or(no_record);
+    const int latest = linac().latest_record(of, event).value_or(no_record);
     return is_slow(of) || latest == event ? latest : no_record;
 }
 
 bool is_same(const trox_time_id& id, channel of, int event)
 {
-    const time_stamp time = record_time(of, event);
+    const time_stamp time = linac().record_time(of, event);
     return id.event_number == event_number(event) && id.time.timeup == time.timeup && id.time.timelow == time.timelow;
 }
 
@@ -81,7 +81,7 @@ void checker::check_channel(channel of, int event, const event_records& read)
     const int recorded = due_record(of, event);
     const auto* const record = read.records.at(index_of(of));
     if ((recorded == no_record) != (record == nullptr)) {
-        fail(text("event %u: %s is %s", event_number(event), facts(of).name,
+        fail(text("event %u: %s is %s", event_number(event), linac().name(of).c_str(),
                   record == nullptr ? "missing" : "there without having been written"));
     } else if (record != nullptr) {
         check_record(of, recorded, *record);
@@ -91,15 +91,16 @@ void checker::check_channel(channel of, int event, const event_records& read)
 
 void checker::check_record(channel of, int recorded, const trox_channel_entry_long& record)
 {
-    const tw::payload expected = delivered(of, recorded);
+    const tw::payload expected = linac().delivered(of, recorded);
     const block_head& block = *block_of(record);
     const std::size_t size = sizeof block + expected.bytes.size();
     if (!is_same(record.event_id, of, recorded)) {
-        fail(text("%s: a record of event %u in the place of %u", facts(of).name, record.event_id.event_number,
+        fail(text("%s: a record of event %u in the place of %u", linac().name(of).c_str(), record.event_id.event_number,
                   event_number(recorded)));
     } else if (block.dtype != expected.dtype || static_cast<std::size_t>(block.ldata) != size ||
                std::memcmp(&block + 1, expected.bytes.data(), expected.bytes.size()) != 0) {
-        fail(text("%s: the data of event %u differ from what was written", facts(of).name, event_number(recorded)));
+        fail(text("%s: the data of event %u differ from what was written", linac().name(of).c_str(),
+                  event_number(recorded)));
     }
     payload_bytes_ += expected.bytes.size();
 }

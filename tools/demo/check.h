@@ -3,7 +3,7 @@
 #define TROX_DEMO_CHECK_H
 
 #include "event.h"
-#include "machine.h"
+#include "linac.h"
 
 #include <array>
 #include <cstddef>

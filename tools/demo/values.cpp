@@ -200,7 +200,7 @@ std::optional<channel> channel_of(const block_head& block)
     const bool is_update = block.dtype == TROX_UPD_BLOCK_2010 && update;
     const std::string name(is_update ? field(update->upd_prop) : field(block.chname));
     for (const channel candidate : all_channels) {
-        if (name == facts(candidate).name) {
+        if (name == linac().name(candidate)) {
             return candidate;
         }
     }

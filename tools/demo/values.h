@@ -3,7 +3,7 @@
 #define TROX_DEMO_VALUES_H
 
 #include "event.h"
-#include "machine.h"
+#include "linac.h"
 
 #include <optional>
 #include <string>

@@ -2,6 +2,7 @@
 #include <trox_daq_reader_2010.h>
 
 #include <event_util.h>
+#include <trox/trox.h>
 #include <trox_writer.h>
 #include <trox_xml.h>
 
@@ -108,6 +109,20 @@ void read_run(const std::string& folder)
     reader.clean_up();
 }
 
+void read_any_generation(const std::string& folder)
+{
+    const auto data = trox::data_set::open_run({folder, {folder}, "linac", "main"}, run_number);
+    trox::event_reader events(data, {{trox::pattern_from_text("LINAC.DIAG/*")}, {}, {}, trox::on_missing::keep});
+    int event = 0;
+    for (const trox::event& found : events) {
+        const auto charge = found[0].trace();
+        ++event;
+        check(charge && charge->samples.size() == 3 && charge->samples[2] == sample_of(event, 2),
+              "the samples are those that were written");
+    }
+    check(event == event_count, "all events are read, whatever the generation");
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -120,6 +135,7 @@ int main(int argc, char** argv)
     write_run(folder);
     check_platform_libraries(folder);
     read_run(folder);
+    read_any_generation(folder);
     std::cout << "read " << event_count << " events back\n";
     return 0;
 }

@@ -1,8 +1,8 @@
 #include "hdf5.h"
 
+#include "base/utf8.h"
 #include "hdf5_handles.h"
 #include "hdf5_names.h"
-#include "base/utf8.h"
 #include "trox/error.h"
 
 #include <algorithm>

@@ -66,7 +66,8 @@ void draw_frame(canvas& to, const box& area)
 {
     const double right = area.x + area.width;
     const double below = area.y + area.height;
-    to.line({{area.x, area.y}, {right, area.y}, {right, below}, {area.x, below}, {area.x, area.y}}, {black, 1, "frame"});
+    to.line({{area.x, area.y}, {right, area.y}, {right, below}, {area.x, below}, {area.x, area.y}},
+            {black, 1, "frame"});
 }
 
 void draw_x_axis(canvas& to, const box& area, const mapping& x, const scale& marks, const std::string& label)
@@ -101,8 +102,7 @@ void draw_curve(canvas& to, const series& curve, const mapping& x, const mapping
     std::vector<point> single;
     for (const std::vector<point>& part : parts_of(curve.points)) {
         count += part.size();
-        std::vector<point> corners =
-            envelope(curve.form == curve_form::steps ? stepped(part) : part, column);
+        std::vector<point> corners = envelope(curve.form == curve_form::steps ? stepped(part) : part, column);
         for (point& corner : corners) {
             corner = {x(corner.x), y(corner.y)};
         }
@@ -198,8 +198,8 @@ void draw_figure(canvas& to, const figure& what, const extent& size)
     double widest = 0;
     for (const panel& panel : what.panels) {
         y_ranges.push_back(y_range(panel));
-        y_marks.push_back(number_scale(
-            y_ranges.back(), static_cast<std::size_t>(std::clamp(height / pixels_per_tick, 2.0, 10.0))));
+        y_marks.push_back(
+            number_scale(y_ranges.back(), static_cast<std::size_t>(std::clamp(height / pixels_per_tick, 2.0, 10.0))));
         widest = std::max(widest, widest_label(y_marks.back()));
     }
     const double left = margin + label_size + 10 + widest + tick_length;
@@ -261,8 +261,7 @@ void draw_picture(canvas& to, const picture& what, const extent& size)
     const double left = margin + label_size + 10 + widest_label(y_marks) + tick_length;
     const double width = size.width - left - bar_room;
     const double height = size.height - top - bottom;
-    const double zoom =
-        std::min(width / static_cast<double>(what.width), height / static_cast<double>(what.height));
+    const double zoom = std::min(width / static_cast<double>(what.width), height / static_cast<double>(what.height));
     const box area{left, top, zoom * static_cast<double>(what.width), zoom * static_cast<double>(what.height)};
 
     fitting_text(to, {size.width / 2, margin + title_size - 3}, what.title, title_size, anchor::middle,

@@ -24,8 +24,8 @@ class channel_curves
 public:
     reduced_series& of(const std::string& member)
     {
-        const auto found = std::find_if(curves_.begin(), curves_.end(),
-                                        [&](const auto& curve) { return curve.first == member; });
+        const auto found =
+            std::find_if(curves_.begin(), curves_.end(), [&](const auto& curve) { return curve.first == member; });
         if (found != curves_.end()) {
             return found->second;
         }
@@ -148,7 +148,8 @@ private:
             const trox::record& record = event[channel];
             if (record && record.members() == 0) {
                 refuse(trox::fault::wrong_use,
-                       std::string("holds no samples but is of kind ") + trox::name_of(record.kind()), info(channel).name);
+                       std::string("holds no samples but is of kind ") + trox::name_of(record.kind()),
+                       info(channel).name);
             }
             for (std::size_t member = 0; record && member < record.members(); ++member) {
                 const auto view = record.trace(member, how_.window);

@@ -31,15 +31,15 @@ enum class subject {
 
 struct request {
     subject what = subject::automatic;
-    std::vector<std::string> members{};  ///< names of the members (entries of name/value lists) to draw; none: all
-    trox::sample_window window{};        ///< of traces
+    std::vector<std::string> members{};   ///< names of the members (entries of name/value lists) to draw; none: all
+    trox::sample_window window{};         ///< of traces
     std::optional<std::uint64_t> event{}; ///< of traces and images; none: the first one with a record
     std::function<void(std::uint64_t)> progress{}; ///< called after every event of a history with their number
 };
 
 struct plotted {
     drawing what{};
-    std::uint64_t event = 0; ///< of a trace or an image
+    std::uint64_t event = 0;  ///< of a trace or an image
     std::uint64_t points = 0; ///< values that the drawing is made of, before they are reduced
     trox::reading_report report{};
 };
@@ -48,8 +48,8 @@ struct plotted {
 /// and keeps all extremes.
 /// Throws error: what the reader throws; (not_found) when no event has anything to draw; (wrong_use) for channels that
 /// hold something else than was asked for, and for members that no channel has.
-plotted make_drawing(const trox::data_set& data, const trox::selection& what,
-                     const trox::reading_options& reading = {}, const request& how = {});
+plotted make_drawing(const trox::data_set& data, const trox::selection& what, const trox::reading_options& reading = {},
+                     const request& how = {});
 
 } // namespace trox_plot
 

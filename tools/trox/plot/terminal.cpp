@@ -90,9 +90,8 @@ std::string floor_of(const figure_layout& layout, const frame_signs& signs)
 {
     std::vector<const char*> cells(layout.width, signs.floor);
     for (const tick& tick : layout.x_marks.ticks) {
-        cells[static_cast<std::size_t>(
-            std::clamp(place_of(tick.value, layout.x, layout.width), 0L, static_cast<long>(layout.width) - 1))] =
-            signs.floor_tick;
+        cells[static_cast<std::size_t>(std::clamp(place_of(tick.value, layout.x, layout.width), 0L,
+                                                  static_cast<long>(layout.width) - 1))] = signs.floor_tick;
     }
     std::string text = std::string(layout.left, ' ') + signs.corner;
     for (const char* const cell : cells) {
@@ -190,7 +189,9 @@ std::string draw_figure(const figure& what, const terminal& where)
         text += draw_panel(panel, layout, where) + floor_of(layout, signs_of(where.style));
     }
     const std::string& suffix = layout.x_marks.suffix;
-    const std::string label = suffix.empty() ? what.label : what.label.empty() ? suffix : what.label + " (" + suffix + ")";
+    const std::string label = suffix.empty()       ? what.label
+                              : what.label.empty() ? suffix
+                                                   : what.label + " (" + suffix + ")";
     return text + labels_of(layout) + centred(label, where.width) + "\n";
 }
 
@@ -241,8 +242,7 @@ std::string shaded_rows(const picture& shown, const value_range& values, cell_st
     std::string text;
     for (std::size_t y = 0; y + 1 < shown.height; y += 2) {
         for (std::size_t x = 0; x < shown.width; ++x) {
-            const float value =
-                std::max(shown.values[y * shown.width + x], shown.values[(y + 1) * shown.width + x]);
+            const float value = std::max(shown.values[y * shown.width + x], shown.values[(y + 1) * shown.width + x]);
             const auto shade = static_cast<std::size_t>(std::clamp(brightness(value, values), 0.0, 1.0) *
                                                         static_cast<double>(shades.size()));
             text += shades[std::min(shade, shades.size() - 1)];
@@ -258,10 +258,10 @@ std::string draw_picture(const picture& what, const terminal& where)
     const std::size_t most_lines = (where.height - lines_around) * 2;
     const double zoom = std::min(static_cast<double>(where.width) / static_cast<double>(what.width),
                                  static_cast<double>(most_lines) / static_cast<double>(what.height));
-    const auto width = std::clamp<std::size_t>(
-        static_cast<std::size_t>(static_cast<double>(what.width) * zoom), 1, where.width);
-    const auto lines =
-        std::clamp<std::size_t>(static_cast<std::size_t>(static_cast<double>(what.height) * zoom) / 2, 1, most_lines / 2);
+    const auto width =
+        std::clamp<std::size_t>(static_cast<std::size_t>(static_cast<double>(what.width) * zoom), 1, where.width);
+    const auto lines = std::clamp<std::size_t>(static_cast<std::size_t>(static_cast<double>(what.height) * zoom) / 2, 1,
+                                               most_lines / 2);
     const picture shown = fitted(what, width, 2 * lines);
     const value_range values = values_of(what);
     std::string label = what.label.empty() ? "values" : what.label;
@@ -273,7 +273,8 @@ std::string draw_picture(const picture& what, const terminal& where)
     label += ": " + plain(static_cast<float>(values.low)) + " (dark) to " + plain(static_cast<float>(values.high));
     return centred(what.title, where.width) + "\n" +
            (where.has_colors ? colored_rows(shown, values) : shaded_rows(shown, values, where.style)) +
-           cut(label + ", " + std::to_string(what.width) + " x " + std::to_string(what.height) + " pixels", where.width) +
+           cut(label + ", " + std::to_string(what.width) + " x " + std::to_string(what.height) + " pixels",
+               where.width) +
            "\n";
 }
 

@@ -18,7 +18,7 @@ enum class cell_style {
 };
 
 struct terminal {
-    std::size_t width = 80; ///< characters, at least 30
+    std::size_t width = 80;  ///< characters, at least 30
     std::size_t height = 24; ///< lines of the whole drawing, at least 8
     cell_style style = cell_style::braille;
     bool has_colors = false; ///< with escape sequences of 24-bit colours

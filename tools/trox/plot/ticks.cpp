@@ -32,9 +32,9 @@ double round_time_step(double least)
     if (least <= second) {
         return round_step(std::max(least, 1.0));
     }
-    constexpr std::array steps{second,     2 * second, 5 * second, 10 * second, 15 * second, 30 * second, minute,
-                               2 * minute, 5 * minute, 10 * minute, 15 * minute, 30 * minute, hour,        2 * hour,
-                               3 * hour,   6 * hour,   12 * hour,   day};
+    constexpr std::array steps{second, 2 * second, 5 * second, 10 * second, 15 * second, 30 * second,
+                               minute, 2 * minute, 5 * minute, 10 * minute, 15 * minute, 30 * minute,
+                               hour,   2 * hour,   3 * hour,   6 * hour,    12 * hour,   day};
     const auto found = std::find_if(steps.begin(), steps.end(), [least](double step) { return step >= least; });
     return found == steps.end() ? day * round_step(least / day) : *found;
 }

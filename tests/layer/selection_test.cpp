@@ -1,0 +1,156 @@
+// Which channels a pattern chooses, and what is refused.
+#include "event_texts.h"
+#include "small_file.h"
+#include "temp_directory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace layer_test;
+using trox::fault;
+using syntax = trox::channel_pattern::syntax;
+using names = std::vector<std::string>;
+using testing::HasSubstr;
+
+class channel_selection : public testing::Test
+{
+protected:
+    channel_selection()
+    {
+        small_file file(directory_.file("a.raw"));
+        std::vector<std::pair<std::string, float>> values;
+        for (const char* name : {"LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/A2/TRACE", "LINAC.RF/ADC/B1/TRACE",
+                                 "LINAC.DIAG/TOROID/3/CHARGE", "LINAC.DIAG/TOROID/3/CHARGE+", "odd [name]*?.(x)|{}"}) {
+            values.emplace_back(name, 1.0F);
+        }
+        file.machine(1, tenth(1), values);
+        data_ = trox::data_set::open_files({file.finish()});
+    }
+
+    names matched(const std::vector<trox::channel_pattern>& patterns) const
+    {
+        names found;
+        for (const std::size_t channel : trox::match_channels(*data_, patterns)) {
+            found.push_back(data_->channels()[channel].name);
+        }
+        return found;
+    }
+    names matched(const std::string& text) const
+    {
+        return matched({trox::pattern_from_text(text)});
+    }
+
+    trox_test::temp_directory directory_;
+    std::optional<trox::data_set> data_;
+};
+
+TEST_F(channel_selection, tells_names_globs_and_expressions_by_their_text)
+{
+    EXPECT_EQ(trox::pattern_from_text("A/B.C").kind, syntax::name);
+    EXPECT_EQ(trox::pattern_from_text("A/*").kind, syntax::glob);
+    EXPECT_EQ(trox::pattern_from_text("A/?").kind, syntax::glob);
+    EXPECT_EQ(trox::pattern_from_text("A/[12]").kind, syntax::glob);
+    EXPECT_EQ(trox::pattern_from_text("re:A/.*").kind, syntax::regex);
+    EXPECT_EQ(trox::pattern_from_text("re:A/.*").text, "A/.*");
+}
+
+TEST_F(channel_selection, by_name_is_exact)
+{
+    EXPECT_EQ(matched("LINAC.DIAG/TOROID/3/CHARGE"), (names{"LINAC.DIAG/TOROID/3/CHARGE"}));
+    EXPECT_EQ(matched({{"odd [name]*?.(x)|{}", syntax::name}}), (names{"odd [name]*?.(x)|{}"}));
+    EXPECT_EQ(error_of([&] { matched("LINAC.DIAG/TOROID/3"); }).why(), fault::not_found);
+    EXPECT_EQ(error_of([&] { matched(""); }).why(), fault::not_found);
+}
+
+TEST_F(channel_selection, of_an_unknown_name_suggests_a_similar_one)
+{
+    const trox::error failure = error_of([&] { matched("LINAC.RF/ADC/A1/TRACER"); });
+    EXPECT_EQ(failure.why(), fault::not_found);
+    EXPECT_EQ(failure.where().channel, "LINAC.RF/ADC/A1/TRACER");
+    EXPECT_THAT(failure.what(), HasSubstr("did you mean LINAC.RF/ADC/A1/TRACE?"));
+    EXPECT_THAT(error_of([&] { matched("linac.diag/toroid/3/charge"); }).what(),
+                HasSubstr("did you mean LINAC.DIAG/TOROID/3/CHARGE?"));
+    EXPECT_THAT(error_of([&] { matched("QQQQ"); }).what(), testing::Not(HasSubstr("did you mean")));
+    EXPECT_EQ(data_->similar_names("TOROID", 5), (names{"LINAC.DIAG/TOROID/3/CHARGE", "LINAC.DIAG/TOROID/3/CHARGE+"}));
+    EXPECT_EQ(data_->similar_names("LINAC.RF/ADC/1A/TRACE", 1), (names{"LINAC.RF/ADC/A1/TRACE"}));
+    EXPECT_TRUE(data_->similar_names("TOROID", 0).empty());
+}
+
+TEST_F(channel_selection, by_glob_matches_the_whole_name)
+{
+    EXPECT_EQ(matched("LINAC.RF/ADC/A*"), (names{"LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/A2/TRACE"}));
+    EXPECT_EQ(matched("LINAC.RF/ADC/?1/TRACE"), (names{"LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/B1/TRACE"}));
+    EXPECT_EQ(matched("*/[A-Z]1/*"), (names{"LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/B1/TRACE"}));
+    EXPECT_EQ(matched("*/[!A]1/*"), (names{"LINAC.RF/ADC/B1/TRACE"}));
+    EXPECT_EQ(matched("*CHARGE"), (names{"LINAC.DIAG/TOROID/3/CHARGE"}));
+    EXPECT_EQ(matched("*CHARGE?"), (names{"LINAC.DIAG/TOROID/3/CHARGE+"})); // no operator of an expression
+    EXPECT_EQ(matched("*+"), (names{"LINAC.DIAG/TOROID/3/CHARGE+"}));
+    EXPECT_EQ(matched("odd []a[]name]*.(x)|{}"), (names{"odd [name]*?.(x)|{}"})); // a set of "]", "a" and "["
+    EXPECT_EQ(matched("odd [[]name[]][*][?].(x)|{}"), (names{"odd [name]*?.(x)|{}"}));
+    EXPECT_EQ(matched("*").size(), 6U);
+    EXPECT_EQ(matched({{"", syntax::glob}}), names{});
+    EXPECT_EQ(matched("LINAC*ADC"), names{});
+}
+
+TEST_F(channel_selection, by_expression_matches_the_whole_name)
+{
+    EXPECT_EQ(matched("re:LINAC\\.RF/ADC/[AB]1/.*"), (names{"LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/B1/TRACE"}));
+    EXPECT_EQ(matched("re:.*/(A2|B1)/TRACE"), (names{"LINAC.RF/ADC/A2/TRACE", "LINAC.RF/ADC/B1/TRACE"}));
+    EXPECT_EQ(matched("re:TOROID"), names{});
+    EXPECT_EQ(matched("re:.*TOROID.*\\+"), (names{"LINAC.DIAG/TOROID/3/CHARGE+"}));
+}
+
+TEST_F(channel_selection, refuses_malformed_patterns)
+{
+    for (const char* text : {"re:(", "re:[a", "re:a{2", "re:*", "re:\\", "A[bc", "A[", "A[]", "A[z-a]"}) {
+        const trox::error failure = error_of([&] { matched(text); });
+        EXPECT_EQ(failure.why(), fault::wrong_use) << text;
+        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("nothing was thrown"))) << text;
+    }
+}
+
+TEST_F(channel_selection, keeps_the_order_of_patterns_and_takes_each_channel_once)
+{
+    EXPECT_EQ(matched({trox::pattern_from_text("*B1*"), trox::pattern_from_text("*/A?/*"),
+                       trox::pattern_from_text("LINAC.RF/ADC/A2/TRACE")}),
+              (names{"LINAC.RF/ADC/B1/TRACE", "LINAC.RF/ADC/A1/TRACE", "LINAC.RF/ADC/A2/TRACE"}));
+    trox::event_reader reader(*data_, {{trox::pattern_from_text("*B1*"), trox::pattern_from_text("*A1*")}, {}, {}, {}});
+    EXPECT_EQ(reader.channels(), (std::vector<std::size_t>{2, 0}));
+    const auto event = reader.first();
+    ASSERT_TRUE(event);
+    EXPECT_EQ((*event)[0].stored_name(), "LINAC.RF/ADC/B1/TRACE");
+    EXPECT_EQ((*event)[1].stored_name(), "LINAC.RF/ADC/A1/TRACE");
+}
+
+TEST_F(channel_selection, of_nothing_means_all_and_of_no_match_is_refused)
+{
+    EXPECT_EQ(trox::event_reader(*data_, {}).channels().size(), 6U);
+    EXPECT_EQ(error_of([&] {
+                  trox::event_reader(*data_, {{trox::pattern_from_text("X*")}, {}, {}, {}});
+              }).why(),
+              fault::not_found);
+}
+
+TEST_F(channel_selection, refuses_steps_tolerances_and_budgets_that_make_no_sense)
+{
+    using mode = trox::synchronisation::mode;
+    using trox::microseconds;
+    const auto refused = [&](const trox::synchronisation& match) {
+        const trox::error failure = error_of([&] { trox::event_reader(*data_, {{}, {}, match, {}}); });
+        return failure.why() == fault::wrong_use && failure.reason() != "nothing was thrown";
+    };
+    EXPECT_TRUE(refused({mode::by_number, microseconds(0), 0, microseconds(100)}));
+    EXPECT_TRUE(refused({mode::by_time, microseconds(0), 1, microseconds(0)}));
+    EXPECT_TRUE(refused({mode::by_time, microseconds(-1), 1, microseconds(100)}));
+    EXPECT_TRUE(refused({mode::by_time, microseconds(100), 1, microseconds(100)}));
+    EXPECT_FALSE(refused({mode::by_time, microseconds(99), 1, microseconds(100)}));
+    EXPECT_FALSE(refused({mode::by_number, microseconds(100), 1, microseconds(100)}));
+    const trox::error failure = error_of([&] { trox::event_reader(*data_, {}, {0, 1, true}); });
+    EXPECT_EQ(failure.why(), fault::wrong_use);
+    EXPECT_NE(failure.reason(), "nothing was thrown");
+}
+
+} // namespace

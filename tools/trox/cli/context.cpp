@@ -1,0 +1,158 @@
+#include "context.h"
+
+#include "text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fmt/format.h>
+#include <unistd.h>
+#include <utility>
+
+namespace trox_cli
+{
+namespace
+{
+
+bool has_colors(color_use wanted, const output& out)
+{
+    switch (wanted) {
+    case color_use::always:
+        return true;
+    case color_use::never:
+        return false;
+    case color_use::automatic:
+        break;
+    }
+    const char* const refusal = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return out.is_terminal() && (refusal == nullptr || *refusal == '\0') && terminal != nullptr &&
+           std::strcmp(terminal, "dumb") != 0;
+}
+
+} // namespace
+
+void write_diagnostic(const std::string& verb, const std::string& text)
+{
+    const std::string line = "trox: " + (verb.empty() ? "" : verb + ": ") + printable(text) + "\n";
+    std::fputs(line.c_str(), stderr);
+}
+
+context::context(std::string verb, const common_options& options) : verb_(std::move(verb)), options_(options) {}
+
+const time_display& context::times()
+{
+    if (!times_) {
+        times_.emplace(options_.zone, options_.time_format);
+    }
+    return *times_;
+}
+
+output& context::out()
+{
+    if (!out_) {
+        out_ = std::make_unique<output>(options_.output_file);
+    }
+    return *out_;
+}
+
+output& context::binary_out()
+{
+    if (out().is_terminal()) {
+        throw wrong_use("the result is binary, and not written to a terminal", "name a file with -o, or use a pipe");
+    }
+    return *out_;
+}
+
+report_setting context::setting(int schema_version)
+{
+    report_setting setting;
+    setting.schema = fmt::format("trox.{}/{}", verb_, schema_version);
+    setting.times = times();
+    setting.has_colors = has_colors(options_.color, out());
+    setting.detail = options_.detail;
+    setting.width = out().width();
+    return setting;
+}
+
+report context::open_table(int schema_version)
+{
+    if (options_.format == output_format::csv) {
+        return report(make_csv_table_renderer(out(), setting(schema_version)));
+    }
+    return open_document(schema_version);
+}
+
+report context::open_document(int schema_version)
+{
+    const report_setting chosen = setting(schema_version);
+    switch (options_.format) {
+    case output_format::table:
+        break;
+    case output_format::json:
+        return report(make_json_renderer(out(), chosen));
+    case output_format::ndjson:
+        return report(make_ndjson_renderer(out(), chosen));
+    case output_format::csv:
+        return report(make_csv_values_renderer(out(), chosen));
+    }
+    return report(make_table_renderer(out(), chosen));
+}
+
+void context::finish(report& result)
+{
+    result.finish();
+    out().finish();
+}
+
+void context::note(const std::string& text)
+{
+    write_diagnostic(verb_, text);
+}
+
+void context::data_lost(const std::string& text)
+{
+    has_lost_data_ = true;
+    note(text);
+}
+
+progress context::start_progress(const std::string& label, std::uint64_t total) const
+{
+    const bool is_wanted = options_.progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1;
+    return is_wanted ? progress(label, total) : progress();
+}
+
+trox::reading_options context::reading() const
+{
+    trox::reading_options reading;
+    reading.memory_budget = static_cast<std::size_t>(options_.memory);
+    reading.threads = options_.threads;
+    return reading;
+}
+
+void context::tell_losses(const std::vector<trox::skipped_file>& files)
+{
+    for (const auto& file : files) {
+        data_lost(file.path + ": passed over: " + file.reason);
+    }
+}
+
+void context::tell_losses(const trox::reading_report& read)
+{
+    constexpr std::size_t most = 10;
+    std::uint64_t skipped = 0;
+    for (const auto& channel : read.channels) {
+        skipped += channel.skipped;
+    }
+    const std::size_t told = std::min(read.skipped_records.size(), most);
+    for (std::size_t i = 0; i < told; ++i) {
+        const auto& record = read.skipped_records[i];
+        data_lost(trox::error(trox::fault::damaged_record, "passed over: " + record.reason, record.where).what());
+    }
+    if (skipped > told) {
+        data_lost(fmt::format("{} more damaged records were passed over", skipped - told));
+    }
+}
+
+} // namespace trox_cli

@@ -1,0 +1,120 @@
+#include "times.h"
+
+#include "errors.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fmt/format.h>
+
+namespace trox_cli
+{
+namespace
+{
+
+/// glibc takes an unknown zone for UTC without a word, so the zone's file is looked for first.
+void use_zone(const std::string& zone)
+{
+    if (zone == "local") {
+        ::tzset();
+        return;
+    }
+    const char* const configured = std::getenv("TZDIR");
+    const std::filesystem::path root = configured != nullptr ? configured : "/usr/share/zoneinfo";
+    std::error_code ignored;
+    if (zone.empty() || zone.front() == '/' || zone.find("..") != std::string::npos ||
+        !std::filesystem::is_regular_file(root / zone, ignored)) {
+        throw wrong_use("--tz: there is no time zone \"" + zone + "\"",
+                        "UTC, local, or a name like Europe/Berlin from " + root.string());
+    }
+    ::setenv("TZ", (":" + zone).c_str(), 1);
+    ::tzset();
+}
+
+/// Whole seconds, rounded down, and the microseconds behind them.
+struct split_time {
+    std::time_t seconds;
+    long microseconds;
+};
+
+split_time split(trox::time_point time)
+{
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    return {static_cast<std::time_t>(seconds.time_since_epoch().count()), static_cast<long>((time - seconds).count())};
+}
+
+std::string with_microseconds(const std::string& pattern, long microseconds)
+{
+    std::string result;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == '%' && i + 1 < pattern.size()) {
+            ++i;
+            result += pattern[i] == 'f' ? fmt::format("{:06}", microseconds) : std::string{'%', pattern[i]};
+        } else {
+            result += pattern[i];
+        }
+    }
+    return result;
+}
+
+std::string format_time(const std::string& pattern, const std::tm& parts)
+{
+    // The mark tells an empty result from one that does not fit.
+    const std::string marked = pattern + "x";
+    std::string buffer(marked.size() * 4 + 128, '\0');
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        const std::size_t length = std::strftime(buffer.data(), buffer.size(), marked.c_str(), &parts);
+        if (length != 0) {
+            return buffer.substr(0, length - 1);
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+    return {};
+}
+
+std::string iso_text(const std::tm& parts, long microseconds)
+{
+    const std::string zone = format_time("%z", parts); // "+0200"
+    return fmt::format("{}.{:06}{}:{}", format_time("%Y-%m-%dT%H:%M:%S", parts), microseconds, zone.substr(0, 3),
+                       zone.substr(3));
+}
+
+} // namespace
+
+time_display::time_display(const std::string& zone, const std::string& format)
+    : is_utc_(zone == "UTC"), is_epoch_(format == "epoch")
+{
+    if (!is_utc_) {
+        use_zone(zone);
+    }
+    if (format != "iso" && format != "epoch") {
+        if (format.find('%') == std::string::npos) {
+            throw wrong_use("--time-format: \"" + format + "\" shows no time",
+                            "iso, epoch, or a pattern like \"%H:%M:%S.%f\"");
+        }
+        pattern_ = format;
+    }
+}
+
+std::string time_display::show(trox::time_point time) const
+{
+    const split_time parts = split(time);
+    if (is_epoch_) {
+        const long long total = time.time_since_epoch().count();
+        return total < 0 ? fmt::format("-{}.{:06}", -(total / 1000000), -(total % 1000000))
+                         : fmt::format("{}.{:06}", total / 1000000, total % 1000000);
+    }
+    if (is_utc_ && pattern_.empty()) {
+        return trox::to_text(time);
+    }
+    std::tm calendar{};
+    const std::tm* const found =
+        is_utc_ ? ::gmtime_r(&parts.seconds, &calendar) : ::localtime_r(&parts.seconds, &calendar);
+    if (found == nullptr) {
+        return trox::to_text(time);
+    }
+    return pattern_.empty() ? iso_text(calendar, parts.microseconds)
+                            : format_time(with_microseconds(pattern_, parts.microseconds), calendar);
+}
+
+} // namespace trox_cli

@@ -1,0 +1,210 @@
+// trox show: one event, or one channel at one event.
+#include "../cli/input.h"
+#include "../cli/record_report.h"
+#include "../cli/text.h"
+#include "../verbs.h"
+
+#include <charconv>
+#include <fmt/format.h>
+#include <limits>
+
+namespace trox_cli
+{
+namespace
+{
+
+/// Reads "FIRST:COUNT[:STEP]"; an empty count means all. Throws wrong_use.
+trox::sample_window parse_slice(const std::string& text)
+{
+    const auto refuse = [&]() {
+        throw wrong_use("\"" + text + "\" is no slice like 0:16, 100:50:2 or 512: (all from there on)");
+    };
+    std::vector<std::string> parts(1);
+    for (const char character : text) {
+        if (character == ':') {
+            parts.emplace_back();
+        } else {
+            parts.back() += character;
+        }
+    }
+    const auto number = [&](std::size_t part, std::size_t otherwise) {
+        if (part >= parts.size() || parts[part].empty()) {
+            return otherwise;
+        }
+        const auto value = number_from_text(parts[part]);
+        if (!value) {
+            refuse();
+        }
+        return static_cast<std::size_t>(*value);
+    };
+    const trox::sample_window window{number(0, 0), number(1, std::numeric_limits<std::size_t>::max()), number(2, 1)};
+    if (parts.size() < 2 || parts.size() > 3 || window.step == 0) {
+        refuse();
+    }
+    return window;
+}
+
+class show_verb final : public verb
+{
+public:
+    void declare(CLI::App& app, common_options& common) override
+    {
+        source_.declare_files_and_channels(app);
+        source_.declare_event_range(app);
+        declare_event(app);
+        synchronisation_.declare(app);
+        const auto take_slice = [this](const std::string& text) {
+            try {
+                shown_.window = parse_slice(text);
+            } catch (const failure& error) {
+                throw CLI::ValidationError("--slice", error.what());
+            }
+        };
+        app.add_option_function<std::string>(
+               "--slice", take_slice,
+               "Which samples or pixels of one channel are shown: the first one, how many (all, when left out), and "
+               "every which one")
+            ->type_name("FIRST:COUNT[:STEP]")
+            ->group("Selection");
+        common.declare_rendering(app);
+        common.declare_long(app);
+        common.declare_output(app);
+        common.declare_work(app);
+    }
+
+    exit_code run(context& context) override
+    {
+        const trox::data_set data = source_.open(context);
+        trox::selection selected = source_.selection(data);
+        synchronisation_.apply(selected);
+        trox::event_reader events(data, selected, context.reading());
+        const trox::event event = require_event(events);
+        if (source_.names_channels() && events.channels().size() == 1) {
+            show_record(context, data.channels()[events.channels().front()], event);
+        } else {
+            show_event(context, events, event);
+        }
+        context.tell_losses(events.report());
+        return exit_code::done;
+    }
+
+private:
+    enum class which { first, last, number, time };
+
+    void declare_event(CLI::App& app)
+    {
+        constexpr const char* group = "Event";
+        CLI::Option* const number =
+            app.add_option_function<std::string>(
+                   "--event", [this](const std::string& text) { take_number(text); }, "The event of this number")
+                ->type_name("N")
+                ->group(group);
+        CLI::Option* const time = add_time(app, "--time", time_, "The first event then or later")->group(group);
+        CLI::Option* const first = app.add_flag("--first", is_first_, "The first event (the default)")->group(group);
+        CLI::Option* const last = app.add_flag("--last", is_last_, "The last event")->group(group);
+        const std::vector<CLI::Option*> all{number, time, first, last};
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            for (std::size_t j = i + 1; j < all.size(); ++j) {
+                all[i]->excludes(all[j]);
+            }
+        }
+    }
+
+    void take_number(const std::string& text)
+    {
+        number_ = number_from_text(text);
+        if (!number_) {
+            throw CLI::ValidationError("--event", "\"" + text + "\" is no event number");
+        }
+    }
+
+    std::optional<trox::event> find_event(trox::event_reader& events) const
+    {
+        if (number_) {
+            return events.at_number(*number_);
+        }
+        if (time_) {
+            return events.at_time(*time_);
+        }
+        return is_last_ ? events.last() : events.first();
+    }
+
+    trox::event require_event(trox::event_reader& events) const
+    {
+        if (auto found = find_event(events)) {
+            return *found;
+        }
+        const std::string what = number_ ? fmt::format("there is no event {}", *number_)
+                                 : time_ ? "there is no event at " + trox::to_text(*time_) + " or later"
+                                         : "there is no event";
+        const auto first = events.first();
+        const auto last = events.last();
+        const std::string hint =
+            first && last ? fmt::format("events of this selection are {} ({}) to {} ({})", first->number(),
+                                        trox::to_text(first->time()), last->number(), trox::to_text(last->time()))
+                          : "";
+        throw failure(what, hint);
+    }
+
+    void show_event(context& context, const trox::event_reader& events, const trox::event& event) const
+    {
+        if (context.options().format == output_format::csv) {
+            report result = context.open_table();
+            tell_records(result, events, event);
+            context.finish(result);
+            return;
+        }
+        report result = context.open_document();
+        tell_event(result, events, event);
+        context.finish(result);
+    }
+
+    void show_record(context& context, const trox::channel_info& channel, const trox::event& event) const
+    {
+        const trox::record& record = event[0];
+        if (!record) {
+            throw failure(fmt::format("{} has no record in event {}", channel.name, event.number()));
+        }
+        report result = context.open_table();
+        switch (context.options().format) {
+        case output_format::table:
+            tell_record_as_rows(result, channel, record, shown_);
+            break;
+        case output_format::json:
+        case output_format::ndjson:
+            tell_record_as_lists(result, channel, record, shown_);
+            break;
+        case output_format::csv:
+            tell_record_values(result, record, shown_);
+            break;
+        }
+        context.finish(result);
+    }
+
+    data_source source_;
+    synchronisation_options synchronisation_;
+    shown_samples shown_;
+    std::optional<std::uint64_t> number_;
+    std::optional<trox::time_point> time_;
+    bool is_first_ = false;
+    bool is_last_ = false;
+};
+
+} // namespace
+
+const verb_entry show_entry{
+    "show",
+    "show an event, or a channel at an event",
+    "Shows what each channel holds in one event, or everything that one channel holds there: samples, pixels, named "
+    "values, a state or a slow value, with the head of the record and its place in the file.\n\n"
+    "Tables show the first samples; --slice shows others, --json all samples, --format csv all samples and pixels. A "
+    "slow "
+    "value stays valid until the next one: \"updated\" tells whether it is of this very event.",
+    {{"trox show /data/linac_main_run7_file1_20240305T120000.raw", "Shows the first event of a file."},
+     {"trox show --run 7 --catalogue /catalogue --data /data --event 25769803780 'LINAC.RF/*'",
+      "Shows some channels at an event."},
+     {"trox show /data LINAC.RF/ADC/A07.M1/TRACE.Z --time 2024-03-05T12:00:01 --slice 100:20",
+      "Shows 20 samples of a trace."}},
+    []() -> std::unique_ptr<verb> { return std::make_unique<show_verb>(); }};
+
+} // namespace trox_cli
