@@ -15,6 +15,8 @@ const std::vector<const verb_entry*>& all_verbs()
         &list_entry,
         &find_entry,
         &show_entry,
+        &plot_entry,
+        &export_entry,
         &make_entry,
         &help_entry,
         &man_entry,

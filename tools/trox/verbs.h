@@ -11,12 +11,14 @@ namespace trox_cli
 {
 
 extern const verb_entry completion_entry;
+extern const verb_entry export_entry;
 extern const verb_entry find_entry;
 extern const verb_entry help_entry;
 extern const verb_entry info_entry;
 extern const verb_entry list_entry;
 extern const verb_entry make_entry;
 extern const verb_entry man_entry;
+extern const verb_entry plot_entry;
 extern const verb_entry show_entry;
 
 /// In the order in which help lists them.

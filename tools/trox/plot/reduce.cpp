@@ -90,11 +90,11 @@ void reduced_series::halve()
 std::vector<point> reduced_series::points() const
 {
     std::vector<point> result;
-    for (const entry& entry : bins_) {
-        if (entry.is_interrupted) {
+    for (const entry& known : bins_) {
+        if (known.is_interrupted) {
             result.push_back({0, std::numeric_limits<double>::quiet_NaN()});
         }
-        entry.bin.append_to(result);
+        known.bin.append_to(result);
     }
     return result;
 }
