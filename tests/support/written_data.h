@@ -1,6 +1,6 @@
-// Data files for the tests of exports, written event by event.
-#ifndef TROX_TEST_EXPORT_WRITTEN_DATA_H
-#define TROX_TEST_EXPORT_WRITTEN_DATA_H
+// Data files for tests, written event by event.
+#ifndef TROX_TEST_WRITTEN_DATA_H
+#define TROX_TEST_WRITTEN_DATA_H
 
 #include "trox/data_set.h"
 #include "trox_writer.h"
