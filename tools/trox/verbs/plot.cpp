@@ -7,6 +7,7 @@
 #include "plot/terminal.h"
 
 #include <optional>
+#include <unistd.h>
 
 namespace trox_cli
 {
@@ -136,10 +137,19 @@ private:
 
     trox_plot::plotted make(context& context, const trox::data_set& data, const trox::selection& selected)
     {
-        auto bar = context.start_progress("reading", 0);
+        // Only a history takes long; how long is found out when it begins.
+        std::optional<progress> bar;
         trox_plot::request request = request_;
         request.window = window_.value_or(trox::sample_window());
-        request.progress = [&](std::uint64_t) { bar.advance(); };
+        if (context.options().progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1) {
+            request.progress = [&](std::uint64_t done) {
+                if (done == 1) {
+                    const auto total = trox::event_reader(data, selected, context.reading()).count();
+                    bar.emplace(context.start_progress("reading", total));
+                }
+                bar->advance();
+            };
+        }
         return trox_plot::make_drawing(data, selected, context.reading(), request);
     }
 
