@@ -14,7 +14,7 @@ extern template class trox_detail::basic_slicer<trox_detail::generation_legacy>;
 using get_tables_task = trox_detail::basic_get_tables_task<trox_detail::generation_legacy>;
 
 /// Entry of the table-loading thread; `task` is the slicer's get_tables_task. The result is null, or 1 as a
-/// pointer after a file that could not be loaded.
+/// pointer after a file that could not be loaded. To stop it before its last file, set `stop` and give a credit (`go`).
 void* get_table_thread(void* task);
 
 /// Slicer of the legacy generation; see basic_slicer. Its table-loading thread loads ahead as long as there are slots,

@@ -155,7 +155,8 @@ public:
     /// channel that is there already is answered 0. -7 null or empty, -8 while running, -6 out of memory.
     int add_channel(daq_channel_entry* channel);
     /// Removes the channel `<name>` or `<name>x:<sub-channel>`: with a sub-channel, the last character before
-    /// the ":" is not part of the name. -7 null or empty, -8 while running, -5 no such channel.
+    /// the ":" is not part of the name, which is then cut as `add_channel` cuts it. -7 null or empty, -8 while running,
+    /// -5 no such channel.
     int rem_channel(const char* name);
     /// Adds channels; the number of channels becomes the length of the list, whatever was there. -7 null or empty,
     /// else the first status of `add_channel` that is not 0.
@@ -200,7 +201,8 @@ public:
     /// Entry `i` of the channel dictionary that was loaded for looking into a file; each pointer may be null.
     /// Null when none is loaded, or behind its end. Valid until the next load.
     const char* get_channel_name(int i, int* count, int* ev_mask, int* dtype_mask);
-    /// Nickname of the first channel whose full name (`name:sub-channel`) contains `name`; null without one.
+    /// Nickname of the first channel whose full name (`name:sub-channel`) contains `name`; null without one. Here and
+    /// below what stands before the ":" is cut as `add_channel` cuts it.
     const char* get_nickname(const char* name);
     /// Sample window of the first channel of this nickname or name, or with a sub-channel whose full name
     /// contains `name`; null without one. Valid until the channel is removed.
@@ -323,10 +325,13 @@ private:
     void complete_range();
     bool is_range_in_order() const;
     void drop_files_outside_range();
+    /// Characters of a channel's name, and of its nickname; longer ones are cut.
+    static constexpr std::size_t longest_name = sizeof(chan_param::name) - 1;
     int find_channel(std::string_view name, int subchan) const;
     // events
     void prepare_delivery();
     int set_up_slicer();
+    time_id place_of(const time_id& event) const;
     int find_event(time_id* target, int type);
     int ask_slicer(time_id* target, int type);
     int slicer_failure(int status);

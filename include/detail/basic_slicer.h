@@ -34,7 +34,7 @@ template <class Generation> struct basic_get_tables_task {
     int ready = 0;            ///< loaded tables that the slicer has not taken yet
     int go = 0;               ///< loads that the thread may still begin
     int mode = 0;             ///< handed to every loader
-    std::atomic<int> stop{0}; ///< non-zero ends the thread
+    std::atomic<int> stop{0}; ///< non-zero ends the thread; the legacy one only when it also has a credit
     int status = 0;           ///< 1 when a load failed and the thread ended with it
     std::size_t next = 0;     ///< index of the file to load next, or being loaded
     bool loading = false;     ///< a load is going on
@@ -224,7 +224,7 @@ private:
     void fetch_ahead(int i) const;
     bool is_in_range(int i, const search& state) const;
     bool move_channel(int i, const search& state, std::size_t& moves_left);
-    void consider(const entry& record, search& state) const;
+    void consider(int i, const entry& record, search& state) const;
     bool is_better(const entry& record, const search& state) const;
     int collect(const search& state, std::vector<entry*>& result);
     answer current_record(int i);

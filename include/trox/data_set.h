@@ -103,6 +103,25 @@ struct channel_details {
     compression stored_as = compression::none; ///< of the first record
 };
 
+/// The event of one record, and the file that holds it (index in `files`).
+struct record_stamp {
+    std::uint64_t number = 0;
+    time_point time{};
+    std::size_t file = 0;
+};
+
+/// A record that was passed over, and why.
+struct skipped_record {
+    place where{};
+    std::string reason{};
+};
+
+/// The events of a channel's records.
+struct channel_stamps {
+    std::vector<record_stamp> records{};   ///< in the order of the files, and as recorded
+    std::vector<skipped_record> skipped{}; ///< whose event cannot be told
+};
+
 /// How files are opened.
 struct open_options {
     bool skip_bad_files = true;       ///< pass over files that cannot be loaded; else throw
@@ -132,6 +151,9 @@ public:
     std::vector<std::string> similar_names(std::string_view name, std::size_t most = 3) const;
     /// Reads the heads of the channel's baskets, and decodes its first good record.
     channel_details inspect(std::size_t channel) const;
+    /// The events of all records of some channels, by the tables alone: nothing is decoded. One element per channel. A
+    /// file that cannot be loaded any more is noted among the skipped records of each of its channels.
+    std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels) const;
     /// First and last time of all events; none without events.
     std::optional<time_point> first_time() const noexcept;
     std::optional<time_point> last_time() const noexcept;

@@ -87,10 +87,6 @@ struct channel_report {
     std::uint64_t skipped = 0;        ///< records that could not be decoded, each counted once
     microseconds largest_residual{0}; ///< largest distance between a record's time and its event's
 };
-struct skipped_record {
-    place where{};
-    std::string reason{};
-};
 struct reading_report {
     std::uint64_t events = 0;  ///< delivered
     std::uint64_t dropped = 0; ///< passed over since a channel was missing, or all of its records damaged

@@ -108,6 +108,9 @@ unsigned char* copy_samples(const unsigned char* source, unsigned char* destinat
                             std::size_t samples, const sample_window& window) noexcept
 {
     constexpr std::size_t width = sizeof(float);
+    if (window.count == 0) {
+        return destination; // as many groups as the head likes: no bytes stand behind them
+    }
     for (std::size_t group = 0; group < groups; ++group, source += samples * width) {
         if (window.step == 1) {
             std::memcpy(destination, source + window.start * width, window.count * width);

@@ -27,6 +27,7 @@ template <> struct reader_texts<generation_2024> {
         "trox_daq_reader_2024::init() making correction in time\n",
         "trox_daq_reader_2024::init() time reset\n",
         "Wrong Event IDs start:%ld > stop:%ld\n",
+        // Names the 2010 slicer; programs look for this text.
         "slicer_2010->get_data() %f msec\n",
         "trox_daq_reader_2024::get_data() chan_header is NULL\n",
         // The first operation's name stands for all four.

@@ -27,6 +27,7 @@ template <> struct reader_texts<generation_legacy> {
         "trox_daq_reader::init() making correction in time\n",
         "trox_daq_reader::init() time reset\n",
         "Wrong Event IDs start:%d > stop:%d\n",
+        // Names the 2010 slicer; programs look for this text.
         "slicer_2010->get_data() %f msec\n",
         "trox_daq_reader::get_data() chan_header is NULL\n",
         "", // does not offer these operations

@@ -31,6 +31,8 @@ template <class Texts> struct slicer_traits_since_2010 {
     static constexpr bool bounds_read_ahead = true;
     static constexpr bool drops_late_tables = true;
     static constexpr bool table_thread_stays = true;
+    /// A stop ends the thread wherever it waits, without a credit.
+    static constexpr bool stops_without_credit = true;
 
     /// A single channel that cannot be moved because it is out of window is moved once more.
     static constexpr bool moves_again = true;
@@ -57,9 +59,11 @@ template <class Texts> struct slicer_traits_since_2010 {
     {
         print<Texts, slicer_message::position_at_first>(status);
     }
-    static void tell_match(int /*result*/)
+    static void tell_match(int result)
     {
-        print<Texts, slicer_message::match>();
+        if (result != 0) {
+            print<Texts, slicer_message::match>();
+        }
     }
 };
 

@@ -17,10 +17,12 @@ template <> struct slicer_traits<generation_legacy> {
     static constexpr bool has_by_time_fix = false;
     static constexpr bool leaves_empty_names_out = true;
     static constexpr bool copies_names = true;
-    /// The table-loading thread fills all slots, keeps what it has loaded, and ends behind the last file.
+    /// The table-loading thread fills all slots, keeps what it has loaded, and ends behind the last file. It looks for
+    /// a stop only once it has a credit: who stops it gives it one.
     static constexpr bool bounds_read_ahead = false;
     static constexpr bool drops_late_tables = false;
     static constexpr bool table_thread_stays = false;
+    static constexpr bool stops_without_credit = false;
     static constexpr bool moves_again = false;
     static constexpr bool has_timing_traces = false;
     static constexpr bool has_life_cycle_traces = false;

@@ -21,7 +21,8 @@ int open_file(const char* path, int flags)
 
 os_calls& os() noexcept
 {
-    static os_calls calls{open_file, ::mmap, std::malloc, take_pages, std::realloc, ::pthread_create, ::readdir};
+    static os_calls calls{open_file,    ::mmap,           std::malloc, take_pages,
+                          std::realloc, ::pthread_create, ::readdir,   ::pthread_join};
     return calls;
 }
 

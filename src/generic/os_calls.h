@@ -18,6 +18,7 @@ struct os_calls {
     void* (*realloc)(void* block, std::size_t size);
     int (*pthread_create)(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* argument);
     dirent* (*readdir)(DIR* directory);
+    int (*pthread_join)(pthread_t thread, void** result);
 };
 
 /// The calls in use. Only tests change them, while no reader is at work. Exported for this project's other libraries.

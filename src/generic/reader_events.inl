@@ -153,6 +153,13 @@ template <class TimeId> bool is_farther(const TimeId& event, const TimeId& than,
     return forward ? us_of(event.time) > us_of(than.time) : us_of(event.time) < us_of(than.time);
 }
 
+/// What progress is measured by: by time, the time alone, since the numbers may begin anew meanwhile.
+template <class Generation> auto basic_reader<Generation>::place_of(const time_id& event) const -> time_id
+{
+    const bool is_by_time = request_.synch_mode == TROX_DAQ_SLICER_SYNCH_MODE_TIME;
+    return is_by_time ? time_id{0, event.time} : event;
+}
+
 /// Asks until an event in the range comes, whose records are then in `cur_res_`; else a status.
 template <class Generation> int basic_reader<Generation>::find_event(time_id* target, int type)
 {
@@ -182,9 +189,10 @@ template <class Generation> int basic_reader<Generation>::find_event(time_id* ta
             if (belongs) {
                 return TROX_DAQ_READER_OK;
             }
-            moved = !farthest || is_farther(event, *farthest, type);
+            const time_id place = place_of(event);
+            moved = !farthest || is_farther(place, *farthest, type);
             if (moved) {
-                farthest = event;
+                farthest = place;
             }
         }
         answers_in_place = moved ? 0 : answers_in_place + 1;

@@ -48,6 +48,12 @@ channel_text parse_channel(const char* text)
     return parsed;
 }
 
+std::string cut_channel_text(std::string_view text, std::size_t longest)
+{
+    const std::size_t end = std::min(text.find(':'), text.size());
+    return std::string(text.substr(0, std::min(end, longest))).append(text.substr(end));
+}
+
 channel_text parse_removed_channel(const char* text)
 {
     const std::string_view whole(text);

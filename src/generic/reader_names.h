@@ -46,6 +46,9 @@ channel_text parse_channel(const char* text);
 /// taken off: programs have the names they remove written for this.
 channel_text parse_removed_channel(const char* text);
 
+/// A text that is compared with full channel names: its name is cut to `longest` characters, as those names are.
+std::string cut_channel_text(std::string_view text, std::size_t longest);
+
 } // namespace trox_detail
 
 #endif

@@ -154,8 +154,9 @@ template <class Generation> const char* basic_reader<Generation>::get_nickname(c
     if (name == nullptr || *name == '\0') {
         return nullptr;
     }
+    const std::string part = cut_channel_text(name, longest_name);
     for (const auto& result : results_) {
-        if (full_channel_name(result->chan.name, result->chan.subchan).find(name) != std::string::npos) {
+        if (full_channel_name(result->chan.name, result->chan.subchan).find(part) != std::string::npos) {
             return result->chan.nname[0] != '\0' ? result->chan.nname : nullptr;
         }
     }
@@ -167,12 +168,14 @@ template <class Generation> trox_chan_prms* basic_reader<Generation>::get_channe
     if (nchans_ <= 0 || name == nullptr || *name == '\0') {
         return nullptr;
     }
-    const auto matches = [name](const chan_param& chan) {
-        if (std::strcmp(chan.nname, name) == 0) {
+    const std::string_view nickname = std::string_view(name).substr(0, longest_name);
+    const std::string part = cut_channel_text(name, longest_name);
+    const auto matches = [&](const chan_param& chan) {
+        if (chan.nname == nickname) {
             return true;
         }
-        return chan.subchan < 0 ? std::strcmp(chan.name, name) == 0
-                                : full_channel_name(chan.name, chan.subchan).find(name) != std::string::npos;
+        return chan.subchan < 0 ? chan.name == part
+                                : full_channel_name(chan.name, chan.subchan).find(part) != std::string::npos;
     };
     // `set_channels` may leave the number of channels above or below that of the results.
     const std::size_t looked_at = std::min(static_cast<std::size_t>(nchans_), results_.size());

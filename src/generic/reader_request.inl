@@ -283,7 +283,8 @@ template <class Generation> int basic_reader<Generation>::rem_channel(const char
     if (is_running()) {
         return set_error(TROX_DAQ_READER_NOT_ALLOWED);
     }
-    const channel_text text = parse_removed_channel(name);
+    channel_text text = parse_removed_channel(name);
+    text.name = text.name.substr(0, longest_name); // as it was cut when the channel was added
     const int found = text.name.empty() ? -1 : find_channel(text.name, text.subchan);
     if (found < 0) {
         return set_error(TROX_DAQ_READER_NOT_FOUND);

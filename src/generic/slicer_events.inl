@@ -130,7 +130,7 @@ template <class G> int basic_slicer<G>::ask_channel(int i, search& state)
                 if (read_chans_[i]->is_current(*record)) {
                     answers_[i] = {record, record->event_id};
                 }
-                consider(*record, state);
+                consider(i, *record, state);
             }
             return TROX_DAQ_SLICER_OK;
         case TROX_DAQ_READ_CHAN_OUT_OF_WINDOW:
@@ -246,14 +246,14 @@ template <class G> bool basic_slicer<G>::move_channel(int i, const search& state
 }
 
 /// Makes a channel's answer the chosen event when it is the first, or nearer than the chosen one.
-template <class G> void basic_slicer<G>::consider(const entry& record, search& state) const
+template <class G> void basic_slicer<G>::consider(int i, const entry& record, search& state) const
 {
-    if (state.has_chosen() && !is_better(record, state)) {
+    const bool is_first = !state.has_chosen();
+    if (!is_first && !is_better(record, state)) {
         return;
     }
-    if (state.debug >= 1) {
-        print<slicer_texts<G>, slicer_message::candidate>(slicer_traits<G>::printed(record.event_id.event_number),
-                                                          static_cast<int>(state.chosen.event_number));
+    if (is_first && state.debug >= 1) { // later replacements are silent
+        print<slicer_texts<G>, slicer_message::candidate>(slicer_traits<G>::printed(record.event_id.event_number), i);
     }
     state.chosen = record.event_id;
     if (state.by_time) {
@@ -329,11 +329,12 @@ template <class G> int basic_slicer<G>::collect(const search& state, std::vector
         if (current.record == nullptr) {
             continue;
         }
-        if (const int same = is_event_id_eq(&current_event_id_, &current.event, nullptr); same != 0) {
+        const int same = is_event_id_eq(&current_event_id_, &current.event, nullptr);
+        if (state.debug >= 3) {
+            slicer_traits<G>::tell_match(same);
+        }
+        if (same != 0) {
             result.push_back(current.record);
-            if (state.debug >= 3) {
-                slicer_traits<G>::tell_match(same);
-            }
         } else if (state.debug >= 2) {
             trace_empty(i, *current.record);
         }

@@ -31,6 +31,7 @@ private:
     using loader_ptr = std::shared_ptr<typename G::table_loader>;
 
     loader_ptr* free_slot() const;
+    bool ends_before_credit() const;
     bool may_look() const;
     loader_ptr* reserve_slot();
     loader_ptr load() const;
@@ -47,12 +48,13 @@ private:
 
 template <class G> bool table_thread<G>::run()
 {
-    while (!is_stopped() && task_->next < task_->files->size()) {
+    while (task_->next < task_->files->size() && !ends_before_credit()) {
         loader_ptr* slot = reserve_slot();
         if (slot == nullptr) {
-            if (!is_stopped()) {
-                ::usleep(look_again_us);
+            if (is_stopped()) {
+                break;
             }
+            ::usleep(look_again_us);
             continue;
         }
         loader_ptr loader = load();
@@ -76,21 +78,31 @@ template <class G> typename table_thread<G>::loader_ptr* table_thread<G>::free_s
     return slot != end ? slot : nullptr;
 }
 
-/// Whether there is a credit, and, where nothing else bounds the thread, also a slot: that one never polls. With
-/// `tmx` held.
-template <class G> bool table_thread<G>::may_look() const
+/// Whether a stop counts that comes without a credit.
+template <class G> bool table_thread<G>::ends_before_credit() const
 {
-    return task_->go != 0 && (slicer_traits<G>::bounds_read_ahead || free_slot() != nullptr);
+    return slicer_traits<G>::stops_without_credit && is_stopped();
 }
 
-/// Waits for a credit and takes it; leaves it, and answers null, when the thread is ahead or all slots are in use.
+/// Whether there is a credit, and, where nothing else bounds the thread, also a slot or a stop: that one never polls.
+/// With `tmx` held.
+template <class G> bool table_thread<G>::may_look() const
+{
+    return task_->go != 0 && (slicer_traits<G>::bounds_read_ahead || is_stopped() || free_slot() != nullptr);
+}
+
+/// Waits for a credit and takes it. Null when the thread is stopped; also, and the credit is left, when it is ahead or
+/// all slots are in use.
 template <class G> typename table_thread<G>::loader_ptr* table_thread<G>::reserve_slot()
 {
     const mutex_holder lock(*task_->tmx);
-    while (!is_stopped() && !may_look()) {
+    while (!ends_before_credit() && !may_look()) {
         ::pthread_cond_wait(task_->tcond, task_->tmx);
     }
     if (is_stopped()) {
+        if (!slicer_traits<G>::stops_without_credit) {
+            --task_->go;
+        }
         return nullptr;
     }
     loader_ptr* const slot = free_slot();
@@ -214,7 +226,7 @@ template <class G> void basic_slicer<G>::stop_table_thread()
         ::pthread_cond_broadcast(&tcond_);
     }
     const bool has_traces = slicer_traits<G>::has_life_cycle_traces && get_debug() > 0;
-    if (::pthread_join(tid_, nullptr) == 0) {
+    if (os().pthread_join(tid_, nullptr) == 0) {
         tid_ = 0;
         if (has_traces) {
             print<common_slicer_texts, common_slicer_message::thread_joined>();

@@ -301,6 +301,7 @@ public:
 
 private:
     file_span find_basket(std::size_t channel) const;
+    bool holds_all_rows(std::size_t channel, file_span basket) const;
     file_span basket_at(std::uint64_t position, std::size_t fixed, std::uint64_t pattern) const;
     bool is_update(file_window& window, const row_type& row) const;
     void disown(channel_column& column, std::size_t channel) const;
@@ -386,17 +387,7 @@ template <class G> file_span typed_rows<G>::find_basket(std::size_t channel) con
     const file_span announced =
         first < head ? file_span{}
                      : basket_at(first - head, sizeof(typename G::channel_basket), traits::channel_basket_pattern);
-    const auto lies_inside = [&](const row_type& row) {
-        const byte_range range{nullptr, announced.begin, announced.end - announced.begin};
-        const auto position = static_cast<std::uint64_t>(row.chhd);
-        return trox_detail::range_fits(position, sizeof(typename G::subhead), range.position, range.length) &&
-               trox_detail::range_fits(static_cast<std::uint64_t>(row.data), 0, range.position, range.length);
-    };
-    bool whole = announced.end != 0;
-    for (std::size_t i = 0; whole && i < count; ++i) {
-        whole = lies_inside(row_at(channel, static_cast<std::uint32_t>(i)));
-    }
-    if (whole) {
+    if (announced.end != 0 && holds_all_rows(channel, announced)) {
         return announced;
     }
     trox_detail::channel_extent<G> extent(file_, names_[channel]);
@@ -404,6 +395,29 @@ template <class G> file_span typed_rows<G>::find_basket(std::size_t channel) con
         extent.add(row_at(channel, static_cast<std::uint32_t>(i)));
     }
     return extent.enclosing(announced);
+}
+
+/// Of the records' lengths only that of the last one counts, which alone can reach over the end when the others are
+/// whole.
+template <class G> bool typed_rows<G>::holds_all_rows(std::size_t channel, file_span basket) const
+{
+    const auto place_of = [](const row_type& row) {
+        return std::max(static_cast<std::uint64_t>(row.chhd), static_cast<std::uint64_t>(row.data));
+    };
+    const std::uint64_t length = basket.end - basket.begin;
+    const row_type* last = &row_at(channel, 0);
+    for (std::size_t i = 0; i < counts_[channel]; ++i) {
+        const row_type& row = row_at(channel, static_cast<std::uint32_t>(i));
+        if (!trox_detail::range_fits(static_cast<std::uint64_t>(row.chhd), sizeof(typename G::subhead), basket.begin,
+                                     length) ||
+            !trox_detail::range_fits(static_cast<std::uint64_t>(row.data), 0, basket.begin, length)) {
+            return false;
+        }
+        last = place_of(row) > place_of(*last) ? &row : last;
+    }
+    trox_detail::channel_extent<G> extent(file_, names_[channel]);
+    extent.add(*last);
+    return extent.reaches() <= basket.end;
 }
 
 template <class G> bool typed_rows<G>::is_update(file_window& window, const row_type& row) const

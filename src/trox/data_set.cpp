@@ -343,6 +343,43 @@ channel_details data_set::inspect(std::size_t channel) const
     return details;
 }
 
+std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& channels) const
+{
+    std::vector<channel_stamps> result(channels.size());
+    for (std::size_t file = 0; file < files().size(); ++file) {
+        std::vector<std::size_t> present; // positions in `channels`
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < channels.size(); ++i) {
+            if (files_->has(file, channels[i])) {
+                present.push_back(i);
+                names.push_back(this->channels()[channels[i]].name);
+            }
+        }
+        const file_info& info = files()[file];
+        try {
+            const auto rows = present.empty() ? nullptr : detail::load_rows(info.path, info.format, names);
+            for (std::size_t i = 0; i < present.size(); ++i) {
+                const detail::channel_column column = rows->column(i);
+                channel_stamps& stamps = result[present[i]];
+                for (const detail::indexed_record& record : column.records) {
+                    const time_stamp& time = record.event_id.time;
+                    stamps.records.push_back(
+                        {record.event_id.event_number,
+                         time_point(std::chrono::seconds(time.timeup) + microseconds(time.timelow)), file});
+                }
+                for (const detail::bad_record& bad : column.bad) {
+                    stamps.skipped.push_back({{info.path, names[i], bad.number, bad.offset}, bad.reason});
+                }
+            }
+        } catch (const error& failure) {
+            for (std::size_t i = 0; i < present.size(); ++i) {
+                result[present[i]].skipped.push_back({{info.path, names[i], {}, {}}, failure.reason()});
+            }
+        }
+    }
+    return result;
+}
+
 std::optional<time_point> data_set::first_time() const noexcept
 {
     std::optional<time_point> first;

@@ -3,6 +3,7 @@
 #define TROX_TROX_DECODED_H
 
 #include "trox/basics.h"
+#include "trox/memory_pool.h"
 
 #include <atomic>
 #include <cstddef>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace trox::detail
@@ -38,8 +40,11 @@ public:
         std::size_t bytes = 0;
     };
 
-    /// Gives no more than `limit` bytes.
-    explicit batch_arena(std::size_t limit) noexcept : limit_(limit) {}
+    /// Gives no more than `limit` bytes; from the heap when there is no pool.
+    explicit batch_arena(std::size_t limit, std::shared_ptr<memory_pool> pool = nullptr) noexcept
+        : limit_(limit), pool_(std::move(pool))
+    {
+    }
     /// `size` bytes at a multiple of 8; null when there is no memory, or the limit would be passed.
     void* allocate(std::size_t size) noexcept;
     mark position() const noexcept
@@ -59,14 +64,11 @@ public:
     }
 
 private:
-    struct block {
-        std::unique_ptr<unsigned char[]> memory;
-        std::size_t size = 0;
-    };
-    std::vector<block> blocks_; // the last one is in use
-    std::size_t used_ = 0;      // bytes of it
+    std::vector<memory_block> blocks_; // the last one is in use
+    std::size_t used_ = 0;             // bytes of it
     std::size_t bytes_ = 0;
     std::size_t limit_;
+    std::shared_ptr<memory_pool> pool_; // blocks that came from it keep it as well
     bool exhausted_ = false;
 };
 

@@ -352,7 +352,21 @@ bool event_index::advances(const round& state)
     return stalls_ <= most_stalls;
 }
 
+/// After a failure the channels stand anywhere: every further attempt fails likewise.
 bool event_index::grow()
+{
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    try {
+        return find_one();
+    } catch (...) {
+        failure_ = std::current_exception();
+        throw;
+    }
+}
+
+bool event_index::find_one()
 {
     while (!complete_) {
         round state;
@@ -374,6 +388,16 @@ bool event_index::reach(std::size_t index)
     while (events_.size() <= index && grow()) {
     }
     return events_.size() > index;
+}
+
+void event_index::look_ahead(std::size_t index)
+{
+    try {
+        if (!failure_) {
+            reach(index);
+        }
+    } catch (...) { // kept for the one who needs the event
+    }
 }
 
 void event_index::complete()

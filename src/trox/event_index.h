@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -110,10 +111,13 @@ public:
     /// `checks_numbers`: per file, whether its generation checks a neighbour found by time against the numbers.
     event_index(std::size_t channels, std::vector<bool> checks_numbers, const selection& what, column_source columns);
 
-    /// Finds one more event; false when there is none.
+    /// Finds one more event; false when there is none. What fails once (a file that must not be passed over) fails
+    /// again; the events found before stay.
     bool grow();
     /// Finds events until there are more than `index`; false when there are not so many.
     bool reach(std::size_t index);
+    /// The same as far as it succeeds.
+    void look_ahead(std::size_t index);
     void complete();
 
     const std::vector<indexed_event>& events() const noexcept
@@ -135,6 +139,7 @@ public:
 
 private:
     struct round;
+    bool find_one();
     bool step(round& state);
     bool begin_anew(round& state);
     void ask(channel_cursor& cursor, round& state);
@@ -152,6 +157,7 @@ private:
     trox_time_id_2024 current_{};
     bool begun_ = false;
     bool complete_ = false;
+    std::exception_ptr failure_;
     int stalls_ = 0; // answers in a row that did not lie behind the event before
     std::vector<indexed_event> events_;
     std::vector<std::vector<record_place>> records_;

@@ -143,7 +143,7 @@ std::optional<event> event_source::forward_from(std::size_t index)
 {
     for (; index_.reach(index); ++index) {
         // The index runs ahead, so that the store knows what follows: the farther the longer one goes on.
-        index_.reach(index + horizon_);
+        index_.look_ahead(index + horizon_);
         horizon_ = std::min(horizon_ * 2, farthest_horizon);
         if (auto found = deliver(index, true)) {
             return found;
@@ -195,7 +195,7 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
             return record;
         }
         const record_place& place = records[at];
-        if (known_bad_.emplace(channel, at).second) {
+        if (!skips_ || known_bad_.emplace(channel, at).second) {
             const auto rows = rows_.rows(place.file);
             note_bad_record(data_.files()[place.file].path, channel,
                             rows == nullptr ? 0 : rows->offset(channel, place.row), index_.events()[place.event].number,

@@ -63,6 +63,10 @@ public:
     /// Null when the file cannot be loaded; the first such failure is kept, or thrown when `skips` is off.
     std::shared_ptr<const file_rows> rows(std::size_t file);
     std::vector<skipped_file> failures() const;
+    std::size_t most_open() const noexcept
+    {
+        return files_->most_open();
+    }
     void throw_failures(bool on) noexcept
     {
         throws_ = on;

@@ -254,7 +254,8 @@ std::optional<trace_view> record::trace(std::size_t member, const sample_window&
     }
     const std::size_t step = std::max<std::size_t>(window.step, 1);
     const std::size_t first = std::min(window.first, total);
-    const std::size_t count = std::min(window.count, (total - first + step - 1) / step);
+    const std::size_t there = first == total ? 0 : (total - first - 1) / step + 1;
+    const std::size_t count = std::min(window.count, there);
     view.samples = {samples.data + first, count, step};
     if (view.group_size != 0) {
         view.start += static_cast<double>(first / view.group_size) * view.group_increment +

@@ -21,10 +21,12 @@ unsigned threads_or_all(unsigned threads)
 
 } // namespace
 
+/// An eighth of the budget is left for what is not decoded records; memory is kept for reuse below that only.
 record_store::record_store(std::size_t channels, row_cache& rows, std::size_t budget, unsigned threads)
     : rows_(rows), budget_(budget), batch_bytes_(std::clamp(budget / (8 * std::max<std::size_t>(channels, 1)),
                                                             smallest_batch_bytes, largest_batch_bytes)),
-      depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)), channels_(channels)
+      depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)),
+      pool_(std::make_shared<memory_pool>(budget - budget / 8)), channels_(channels)
 {
     // The reader's thread decodes as well, while it waits.
     const unsigned workers = threads_or_all(threads) - (threads == 1 ? 1 : 0);
@@ -43,6 +45,7 @@ record_store::~record_store()
     for (std::thread& worker : workers_) {
         worker.join();
     }
+    pool_->close();
 }
 
 auto record_store::find(const channel_state& state, std::size_t at) -> batch_pointer
@@ -210,6 +213,11 @@ void record_store::prefetch(std::size_t channel, const std::vector<record_place>
             if (free < budget_ / 4 || free - budget_ / 4 < wanted) {
                 return;
             }
+            const auto files =
+                list[next].file > list[at].file ? list[next].file - list[at].file : list[at].file - list[next].file;
+            if (files >= rows_.most_open()) { // a batch keeps its file open until it is decoded
+                return;
+            }
             const batch_pointer batch = make(channel, list, next, forward, free);
             batch->round = 0;
             state.batches.push_back(batch);
@@ -318,7 +326,7 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
 /// Decodes records until the batch has enough, or may not take more. Leaves none when not even the first one fits.
 void record_store::decode(record_batch& batch, decode_workspace& workspace)
 {
-    batch.arena = batch_arena(batch.grant);
+    batch.arena = batch_arena(batch.grant, pool_);
     batch.records.clear();
     batch.failures.clear();
     if (batch.rows == nullptr) {

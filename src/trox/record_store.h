@@ -28,6 +28,7 @@ struct record_batch {
     explicit record_batch(std::shared_ptr<memory_account> shared) : account(std::move(shared)) {}
     ~record_batch()
     {
+        arena = batch_arena(0); // before others may take as much
         account->bytes -= counted;
     }
     record_batch(const record_batch&) = delete;
@@ -117,7 +118,8 @@ private:
     const std::size_t batch_bytes_;
     const std::size_t depth_; ///< batches ahead
     const std::shared_ptr<memory_account> account_ = std::make_shared<memory_account>();
-    std::vector<channel_state> channels_; ///< the reader's thread only, as the two below
+    const std::shared_ptr<memory_pool> pool_; ///< lives as long as records that lie in it
+    std::vector<channel_state> channels_;     ///< the reader's thread only, as the two below
     decode_workspace own_workspace_;
     std::uint64_t round_ = 0;
 

@@ -1,12 +1,18 @@
+#include "cli/context.h"
 #include "cli/errors.h"
 #include "cli/output.h"
 #include "temp_directory.h"
 
+#include <array>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <pty.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace
 {
@@ -96,6 +102,42 @@ TEST_F(output_file, cannot_be_a_directory_or_lie_nowhere)
 {
     EXPECT_THROW(output(directory_.file("")), trox_cli::failure);
     EXPECT_THROW(output(directory_.file("none/result")), trox_cli::failure);
+}
+
+TEST_F(output_file, leaves_nothing_behind_when_a_signal_ends_the_program)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        trox_cli::install_signal_handlers();
+        output out(path_);
+        out.write("half");
+        out.flush();
+        std::raise(SIGTERM);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_EQ(entries_of(directory_.file("")), 0U);
+}
+
+TEST_F(output_file, takes_binary_results_and_a_terminal_does_not)
+{
+    trox_cli::common_options options;
+    options.output_file = path_;
+    trox_cli::context to_file("test", options);
+    EXPECT_NO_THROW(to_file.binary_out());
+
+    int terminal = -1;
+    int screen = -1;
+    std::array<char, 64> name{};
+    ASSERT_EQ(::openpty(&terminal, &screen, name.data(), nullptr, nullptr), 0);
+    options.output_file = name.data();
+    trox_cli::context to_terminal("test", options);
+    EXPECT_NO_THROW(to_terminal.out());
+    EXPECT_THROW(to_terminal.binary_out(), trox_cli::wrong_use);
+    ::close(screen);
+    ::close(terminal);
 }
 
 TEST(output_device, takes_bytes_as_they_come)

@@ -175,6 +175,8 @@ TEST(generations_page, gives_the_rules)
         [](auto g) { return slicing<decltype(g)>::drops_late_tables; });
     add("slicer: the table-loading thread stays behind the last file",
         [](auto g) { return slicing<decltype(g)>::table_thread_stays; });
+    add("slicer: a stop ends the table-loading thread without a credit",
+        [](auto g) { return slicing<decltype(g)>::stops_without_credit; });
     add("slicer: a single channel out of window is moved twice",
         [](auto g) { return slicing<decltype(g)>::moves_again; });
     add("slicer: timing traces", [](auto g) { return slicing<decltype(g)>::has_timing_traces; });

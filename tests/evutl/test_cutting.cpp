@@ -146,6 +146,43 @@ TEST(grouped_cutting, are_cut_with_their_statistics_and_groups)
     }
 }
 
+TEST(grouped_cutting, of_any_number_of_groups_without_samples_leaves_the_heads)
+{
+    for (const std::uint32_t flags : {0U, 1U}) {
+        test_block<layout_2010> block(28);
+        block.add(trox_spect_head_2010{1, 0, std::numeric_limits<std::int32_t>::max(), 12, 120, 0.5, 1000, flags});
+        if (flags != 0) {
+            block.add(trox_spect_statistics_2010{});
+        }
+        for (const auto& window : {trox_chan_prms{}, trox_chan_prms{5, 3, 7, 0, 0, 0, 0}}) {
+            trox_serv_block_subhead_2010* raw = nullptr;
+            int length = 0;
+            ASSERT_EQ(device_to_one_channel_2010(block.get(), 0, &window, &length, &raw), 0);
+            const table_ptr<trox_serv_block_subhead_2010> cut(raw);
+            EXPECT_EQ(length, flags != 0 ? 268 + 32 + 132 : 268 + 32);
+            EXPECT_EQ(cut->ldata, length);
+            const auto head = load<trox_spect_head_2010>(cut.get() + 1);
+            EXPECT_EQ(head.nmemb, 1);
+            EXPECT_EQ(head.nsamp, 0);
+            EXPECT_EQ(head.groups, std::numeric_limits<std::int32_t>::max());
+            EXPECT_EQ(head.group_inc, 1000);
+        }
+    }
+}
+
+TEST(grouped_cutting, behind_the_last_sample_of_each_group_leaves_the_heads)
+{
+    auto block = grouped_block();
+    const trox_chan_prms window{2, 1, 9, 0, 0, 0, 0};
+    trox_serv_block_subhead_2010* raw = nullptr;
+    int length = 0;
+    ASSERT_EQ(device_to_one_channel_2010(block.get(), 1, &window, &length, &raw), 0);
+    const table_ptr<trox_serv_block_subhead_2010> cut(raw);
+    EXPECT_EQ(length, 268 + 32 + 132);
+    EXPECT_EQ(load<trox_spect_head_2010>(cut.get() + 1).nsamp, 0);
+    EXPECT_EQ(load<trox_spect_head_2010>(cut.get() + 1).groups, 3);
+}
+
 TEST(grouped_cutting, are_windowed_group_by_group)
 {
     auto block = grouped_block();

@@ -2,6 +2,9 @@
 #include "allocations.h"
 #include "events_fixture.h"
 
+#include <algorithm>
+#include <limits>
+#include <map>
 #include <set>
 
 namespace
@@ -139,6 +142,15 @@ TYPED_TEST(reader_memory, a_channel_is_added_wholly_or_not_at_all)
         EXPECT_EQ(made.status, made.has_failed ? no_memory : 0) << "allocation " << n;
         EXPECT_STREQ(reader.get_last_error(), made.has_failed ? "Intern error" : "OK");
         EXPECT_EQ(reader.get_number_of_channels(), made.has_failed ? 1 : 2);
+        EXPECT_EQ(reader.get_channel_name(1, nullptr) == nullptr, made.has_failed) << "allocation " << n;
+        if constexpr (requires { reader.get_chan_name_map(); }) {
+            const std::string full = name.substr(0, name.find(';'));
+            std::map<std::string, int> expected{{trace_name, 0}};
+            if (!made.has_failed) {
+                expected[full] = 1;
+            }
+            EXPECT_EQ(reader.get_chan_name_map(), expected) << "allocation " << n;
+        }
         EXPECT_EQ(reader.add_channel(&second), 0);
         EXPECT_EQ(reader.get_number_of_channels(), 2);
         int subchan = 0;
@@ -153,6 +165,27 @@ TYPED_TEST(reader_memory, a_channel_is_added_wholly_or_not_at_all)
         return made.has_failed;
     });
     EXPECT_GE(number, 3) << "the result, its place and its name";
+}
+
+TYPED_TEST(reader_memory, lists_of_channels_grow_seldom)
+{
+    typename TypeParam::reader reader;
+    long most_for_one = 0;
+    long fewest_for_one = std::numeric_limits<long>::max();
+    constexpr int count = 1000;
+    long all = 0;
+    for (int i = 0; i < count; ++i) {
+        const std::string name = "LINAC.TEST/A/LONG/NAME/OF/A/CHANNEL/" + std::to_string(100000 + i);
+        daq_channel_entry channel{name.c_str(), {}};
+        const long before = trox_test::allocations;
+        ASSERT_EQ(reader.add_channel(&channel), 0);
+        const long made = trox_test::allocations - before;
+        most_for_one = std::max(most_for_one, made);
+        fewest_for_one = std::min(fewest_for_one, made);
+        all += made;
+    }
+    EXPECT_LE(most_for_one, fewest_for_one + 2) << "one for each list";
+    EXPECT_LE(all, count * fewest_for_one + 2 * 11) << "1000 doublings of 1 end after 10";
 }
 
 TYPED_TEST(reader_memory, settings_and_files_stay_when_they_cannot_be_changed)

@@ -332,8 +332,7 @@ TYPED_TEST(slicer_events, progress_is_traced)
                         one + " (have already " + one +
                         ")\n"
                         "Diff: 0\n"
-                        "CURRENT 0\n"
-                        "Copying temp evid: 1 (from:1)\n" +
+                        "CURRENT 0\n" +
                         end + TypeParam::found + end + TypeParam::found +
                         "current_event_id.event_number (output): " + one + " res.size():2\n");
     slicer.set_debug(2);
@@ -347,6 +346,19 @@ TYPED_TEST(slicer_events, progress_is_traced)
     EXPECT_THAT(text, testing::ContainsRegex("^Channel 0 [0-9]+\nChannel 1 [0-9]+\nNEXT -1 0\n"));
     slicer.set_debug(0);
     EXPECT_EQ(printed_by([&] { slicer.get_data(nullptr, &found, next); }), "");
+}
+
+TYPED_TEST(slicer_events, every_comparison_of_the_second_pass_is_traced_in_the_legacy_generation)
+{
+    this->add_file("0", {{"A", events(1, 4)}, {"B", events(1, 4, 2)}});
+    slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B"});
+    records_of<TypeParam> found;
+    ASSERT_EQ(slicer.get_data(nullptr, &found, next), 0);
+    slicer.set_debug(3);
+    const std::string text = printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0); });
+    const std::string end = TypeParam::end_pass;
+    EXPECT_THAT(text, HasSubstr(end + TypeParam::found + end + TypeParam::not_found + "EMPTY B "));
 }
 
 TYPED_TEST(slicer_events, the_start_is_traced)

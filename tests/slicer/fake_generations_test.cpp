@@ -174,7 +174,7 @@ TEST_F(fake_readers_with_long_numbers, numbers_are_carried_to_the_readers_and_ba
     const std::string text = printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0); });
     EXPECT_THAT(text, HasSubstr("Got from get_chan_data() get_data() 4294967343:60_2 (have already "
                                 "4294967345:70_1)\n"));
-    EXPECT_THAT(text, HasSubstr("Copying temp evid: 4294967343 (from:49)\n"));
+    EXPECT_THAT(text, HasSubstr("Copying temp evid: 4294967345 (from:0)\n"));
     EXPECT_THAT(text, HasSubstr("EMPTY A 4294967343:60_2  4294967345:70_1  cfg_status:456789ab\n"));
     EXPECT_THAT(text, HasSubstr("current_event_id.event_number (output): 4294967343:60_2 res.size():1\n"));
     ASSERT_EQ(found.size(), 1U);

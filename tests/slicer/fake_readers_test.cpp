@@ -105,6 +105,22 @@ TYPED_TEST(fake_readers, the_first_answer_sets_the_candidate_whatever_it_is)
     EXPECT_EQ(this->chosen(current, this->record(51, 51, 0), this->record(52, 52, 0)), 51U);
 }
 
+TYPED_TEST(fake_readers, the_channel_that_sets_the_candidate_is_traced_and_those_that_replace_it_are_not)
+{
+    fake_slicer_of<TypeParam> slicer;
+    this->start(slicer, {"A", "B", "C"});
+    this->world.channels["A"].answers = {{-1, nullptr}};
+    this->answers("B", this->record(53, 53, 0));
+    this->answers("C", this->record(52, 52, 0));
+    records_of<TypeParam> found;
+    slicer.set_debug(1);
+    const std::string text = printed_by([&] { EXPECT_EQ(slicer.get_data(nullptr, &found, next), 0); });
+    EXPECT_THAT(text, HasSubstr("Copying temp evid: 53 (from:1)\n"));
+    EXPECT_EQ(text.find("Copying"), text.rfind("Copying"));
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0]->event_id.event_number, 52U);
+}
+
 TYPED_TEST(fake_readers, the_next_event_is_the_earliest_behind_the_target)
 {
     EXPECT_EQ(this->chosen(next, this->record(53, 53, 0), this->record(52, 52, 0)), 52U);

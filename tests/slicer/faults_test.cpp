@@ -187,6 +187,45 @@ TYPED_TEST(slicer_faults, no_thread_ends_start)
     EXPECT_EQ(this->slicer.start(), 0);
 }
 
+TYPED_TEST(slicer_faults, a_thread_that_cannot_be_joined_is_told_and_joined_later)
+{
+    static std::vector<pthread_t> joined;
+    joined.clear();
+    const auto kept = trox_detail::os().pthread_join;
+    // The first call does its work, so that the thread is gone, but does not say so; the second has none left.
+    trox_detail::os().pthread_join = [](pthread_t thread, void**) {
+        joined.push_back(thread);
+        return joined.size() == 1 ? (::pthread_join(thread, nullptr), EDEADLK) : 0;
+    };
+    EXPECT_EQ(init(this->slicer, this->files, this->channels), 0);
+    EXPECT_EQ(this->slicer.start(), 0);
+    this->slicer.set_debug(1);
+    const std::string text = printed_by([&] { this->slicer.clean_up(); });
+    EXPECT_EQ(joined.size(), 1U);
+    const std::string again = printed_by([&] { this->slicer.clean_up(); });
+    printed_by([&] { this->slicer.clean_up(); });
+    trox_detail::os().pthread_join = kept;
+    ASSERT_EQ(joined.size(), 2U) << "the handle is kept until it is joined, and not longer";
+    EXPECT_EQ(joined[0], joined[1]);
+    EXPECT_THAT(text, testing::StartsWith("Failed to join table_thread: " +
+                                          std::to_string(static_cast<unsigned long>(joined[0])) + "\n"));
+    EXPECT_EQ(again, TypeParam::has_life_cycle_traces ? "THREAD joined table_thread: \n" : "");
+}
+
+TYPED_TEST(slicer_faults, a_thread_that_cannot_be_joined_is_not_told_without_debugging)
+{
+    const auto kept = trox_detail::os().pthread_join;
+    trox_detail::os().pthread_join = [](pthread_t thread, void**) {
+        static bool is_over;
+        return std::exchange(is_over, !is_over) ? 0 : (::pthread_join(thread, nullptr), EDEADLK);
+    };
+    EXPECT_EQ(init(this->slicer, this->files, this->channels), 0);
+    EXPECT_EQ(this->slicer.start(), 0);
+    EXPECT_EQ(printed_by([&] { this->slicer.clean_up(); }), "");
+    EXPECT_EQ(printed_by([&] { this->slicer.clean_up(); }), "");
+    trox_detail::os().pthread_join = kept;
+}
+
 TYPED_TEST(slicer_faults, the_thread_has_system_contention_scope)
 {
     ASSERT_EQ(init(this->slicer, this->files, this->channels), 0);

@@ -429,7 +429,6 @@ TEST_F(slicer_with_long_numbers, numbers_are_traced_in_full)
                   one + " (have already " + one +
                   ")\n"
                   "Diff: 0\n"
-                  "Copying temp evid: 4294967297 (from:1)\n" // its low half: the text has room for no more
                   "Calling get_chan_data() get_data() end\n"
                   "Calling get_chan_data() get_data() end\n"
                   "current_event_id.event_number (output): " +

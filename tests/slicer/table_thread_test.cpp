@@ -1,6 +1,7 @@
 // The table-loading thread, on a task of its own.
 #include "tables_fixture.h"
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -54,12 +55,19 @@ protected:
         task.get_tables_num = static_cast<int>(number_of_slots);
         task.go = credits;
         task.bad.assign(this->files.size(), false);
-        thread = std::thread([this] { result = T::run_thread(&task); });
+        thread = std::thread([this] {
+            result = T::run_thread(&task);
+            has_ended = true;
+        });
     }
+    /// As the slicer does: with a credit, for which the legacy thread waits.
     void stop()
     {
         if (thread.joinable()) {
-            with_lock([&] { task.stop = 1; });
+            with_lock([&] {
+                task.stop = 1;
+                task.go = 1;
+            });
             thread.join();
         }
     }
@@ -83,6 +91,7 @@ protected:
     typename T::task task;
     std::vector<std::shared_ptr<typename T::loader>> slots;
     std::thread thread;
+    std::atomic<bool> has_ended{false};
     void* result = nullptr;
 };
 TYPED_TEST_SUITE(table_task, slicer_generations, slicer_generation_names);
@@ -99,12 +108,13 @@ TYPED_TEST(table_task_since_2010, stays_idle_behind_the_last_file_until_it_is_st
     ASSERT_TRUE(this->becomes_ready(2));
     std::this_thread::sleep_for(30ms);
     EXPECT_TRUE(this->thread.joinable());
+    EXPECT_FALSE(this->has_ended);
     EXPECT_EQ(this->value(&TypeParam::task::status), 0);
+    EXPECT_EQ(this->value(&TypeParam::task::go), 0);
     this->stop();
     EXPECT_EQ(this->result, nullptr);
     EXPECT_EQ(this->slots[0]->get_file_name(), this->files[0]);
     EXPECT_EQ(this->slots[1]->get_file_name(), this->files[1]);
-    EXPECT_EQ(this->task.go, 0);
 }
 
 TEST_F(legacy_table_task, ends_at_once_behind_the_last_file)
@@ -171,7 +181,7 @@ TYPED_TEST(table_task, does_nothing_for_an_empty_list)
     EXPECT_EQ(this->result, nullptr);
 }
 
-TYPED_TEST(table_task, does_nothing_when_it_is_stopped_from_the_start)
+TYPED_TEST(table_task_since_2010, does_nothing_when_it_is_stopped_from_the_start)
 {
     this->add_files(2);
     this->task.stop = 1;
@@ -179,6 +189,56 @@ TYPED_TEST(table_task, does_nothing_when_it_is_stopped_from_the_start)
     this->thread.join();
     EXPECT_EQ(this->task.ready, 0);
     EXPECT_EQ(this->task.go, 2);
+}
+
+TYPED_TEST(table_task_since_2010, ends_when_it_is_stopped_while_it_waits_for_a_credit)
+{
+    this->add_files(2);
+    this->run(2, 0);
+    std::this_thread::sleep_for(30ms);
+    this->with_lock([&] { this->task.stop = 1; });
+    this->thread.join();
+    EXPECT_EQ(this->task.ready, 0);
+    EXPECT_EQ(this->task.go, 0);
+}
+
+TEST_F(legacy_table_task, takes_one_credit_when_it_is_stopped_from_the_start)
+{
+    add_files(2);
+    task.status = 5;
+    task.stop = 1;
+    run(2, 2);
+    thread.join();
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(task.ready, 0);
+    EXPECT_EQ(task.go, 1);
+    EXPECT_EQ(task.status, 0);
+}
+
+TEST_F(legacy_table_task, without_a_credit_waits_also_when_it_is_stopped_until_it_is_given_one)
+{
+    add_files(2);
+    run(2, 0);
+    with_lock([&] { task.stop = 1; });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(has_ended);
+    with_lock([&] { task.go = 1; });
+    thread.join();
+    EXPECT_EQ(result, nullptr);
+    EXPECT_EQ(task.ready, 0);
+    EXPECT_EQ(task.go, 0);
+}
+
+TEST_F(legacy_table_task, without_a_slot_ends_when_it_is_stopped)
+{
+    add_files(2);
+    run(1, 3);
+    ASSERT_TRUE(becomes_ready(1));
+    std::this_thread::sleep_for(30ms);
+    with_lock([&] { task.stop = 1; });
+    thread.join();
+    EXPECT_EQ(task.ready, 1);
+    EXPECT_EQ(task.go, 1) << "one for the file, one for the stop";
 }
 
 TYPED_TEST(table_task, waits_for_a_credit)
@@ -249,11 +309,11 @@ TYPED_TEST(table_task, passes_over_bad_files_when_told_to)
     for (int i = 0; i < 500 && this->value(&TypeParam::task::bad_files) < 2; ++i) {
         std::this_thread::sleep_for(10ms);
     }
+    EXPECT_EQ(this->value(&TypeParam::task::go), 2) << "credits of bad files are given back";
     this->stop();
     EXPECT_EQ(this->result, nullptr);
     EXPECT_EQ(this->task.status, 0);
     EXPECT_EQ(this->task.bad, (std::vector<bool>{true, false, true}));
-    EXPECT_EQ(this->task.go, 2) << "credits of bad files are given back";
     EXPECT_EQ(this->slots[0]->get_file_name(), this->files[1]);
 }
 

@@ -51,6 +51,7 @@ struct slicer_legacy : slicer_records<trox_detail::generation_legacy> {
     static constexpr const char* class_name_without_memory = "trox_daq_slicer";
     static constexpr const char* end_pass = "Calling get_chan_data() gete_data() end\n";
     static constexpr const char* found = "found: 1\n";
+    static constexpr const char* not_found = "found: 0\n";
     static constexpr const char* entered_at_first = "Calling get_chan_data() start channel (up)\n";
     static constexpr const char* number_not_there = "";
 
@@ -90,6 +91,7 @@ template <class Generation> struct slicer_since_2010 : slicer_records<Generation
     /// Of both: programs look for the text.
     static constexpr const char* class_name_without_memory = "trox_daq_slicer_2010";
     static constexpr const char* found = "found: \n";
+    static constexpr const char* not_found = "";
     static constexpr const char* entered_at_first = "Calling get_chan_data() start channel (up) ret:0 \n";
 
     static std::string nothing_to_read(int files, int channels)

@@ -104,6 +104,18 @@ TEST_F(runs, roll_over_by_bytes)
     EXPECT_EQ(run.files().size(), 3U);
 }
 
+TEST_F(runs, tell_the_size_of_the_present_file)
+{
+    tw::run_writer run(settings_);
+    run.add_channel("A");
+    EXPECT_EQ(run.projected_size(), 0U); // no file is open
+    add_event(run, 0, 5000);
+    const auto projected = run.projected_size();
+    run.next_file();
+    EXPECT_EQ(run.projected_size(), 0U);
+    EXPECT_EQ(std::filesystem::file_size(run.files().at(0)), projected);
+}
+
 TEST_F(runs, name_files_with_fractions_and_from_any_number_on)
 {
     settings_.fraction_digits = 2;

@@ -10,11 +10,16 @@ namespace trox_cli
 
 const std::vector<const verb_entry*>& all_verbs()
 {
+    // One a line, so that additions do not meet.
+    // clang-format off
     static const std::vector<const verb_entry*> verbs{
         &info_entry,
         &list_entry,
         &find_entry,
         &show_entry,
+        &stat_entry,
+        &cover_entry,
+        &sync_entry,
         &plot_entry,
         &export_entry,
         &make_entry,
@@ -22,6 +27,7 @@ const std::vector<const verb_entry*>& all_verbs()
         &man_entry,
         &completion_entry,
     };
+    // clang-format on
     return verbs;
 }
 

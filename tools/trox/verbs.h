@@ -11,6 +11,7 @@ namespace trox_cli
 {
 
 extern const verb_entry completion_entry;
+extern const verb_entry cover_entry;
 extern const verb_entry export_entry;
 extern const verb_entry find_entry;
 extern const verb_entry help_entry;
@@ -20,6 +21,8 @@ extern const verb_entry make_entry;
 extern const verb_entry man_entry;
 extern const verb_entry plot_entry;
 extern const verb_entry show_entry;
+extern const verb_entry stat_entry;
+extern const verb_entry sync_entry;
 
 /// In the order in which help lists them.
 const std::vector<const verb_entry*>& all_verbs();

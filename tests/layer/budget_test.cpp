@@ -1,0 +1,221 @@
+// Reading within a budget: whatever it is, and with any number of threads, the events are the same; what does not fit
+// is refused, and the reader goes on.
+#include "event_texts.h"
+#include "random_run.h"
+#include "small_file.h"
+#include "temp_directory.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+
+namespace
+{
+
+using namespace layer_test;
+namespace tw = trox::writer;
+using trox::fault;
+using numbers = std::vector<std::uint64_t>;
+
+constexpr std::size_t kib = 1024;
+constexpr std::size_t mib = 1024 * kib;
+
+/// Three files of 40 events: T/SMALL of 4 floats, T/VARIED of up to `largest` floats, T/PLAIN of 2000, T/SLOW.
+std::vector<std::string> write_files(const trox_test::temp_directory& directory, std::size_t largest)
+{
+    std::mt19937 random(7);
+    std::vector<std::string> paths;
+    const auto format = tw::generation::v2010;
+    for (std::uint64_t n = 0; n < 3; ++n) {
+        paths.push_back(directory.file("f" + std::to_string(n) + ".raw"));
+        tw::file_writer file(paths.back(), format);
+        const auto small = file.add_channel("T/SMALL");
+        const auto varied = file.add_channel("T/VARIED", tw::storage::zlib);
+        const auto plain = file.add_channel("T/PLAIN");
+        const auto slow = file.add_channel("T/SLOW");
+        for (std::uint64_t number = 40 * n + 1; number <= 40 * n + 40; ++number) {
+            const auto value = static_cast<float>(number);
+            const auto trace = [&](std::size_t count) {
+                return tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(count, value));
+            };
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            file.add_record(small, trace(4));
+            file.add_record(varied, trace(1 + random() % largest));
+            if (number % 3 == 0) {
+                file.add_record(plain, trace(2000));
+            }
+            file.end_event();
+            if (number % 7 == 0) {
+                const auto time = stamp_of(tenth(number) + trox::microseconds(5000));
+                file.begin_event({number, time, TROX_EV_UPD});
+                file.begin_server_block({"SLOW"});
+                file.add_record(slow, tw::update_payload(format, "T/SLOW", value, time));
+                file.end_event();
+            }
+        }
+        file.finish();
+    }
+    return paths;
+}
+
+std::vector<std::string> texts_backward(trox::event_reader& reader)
+{
+    std::vector<std::string> texts;
+    for (auto event = reader.last(); event;) {
+        texts.insert(texts.begin(), text_of(*event, reader));
+        event.reset();
+        event = reader.previous();
+    }
+    return texts;
+}
+
+class budgets : public testing::Test
+{
+protected:
+    trox_test::temp_directory directory_;
+};
+
+TEST_F(budgets, of_all_sizes_and_numbers_of_threads_give_equal_events)
+{
+    const auto data = trox::data_set::open_files(write_files(directory_, 40000));
+    trox::event_reader plenty(data, {}, {256 * mib, 1, true});
+    const auto expected = texts_of(plenty);
+    ASSERT_EQ(expected.size(), 120U);
+    // The largest event needs some 170 KiB.
+    for (const std::size_t budget : {300 * kib, 512 * kib, mib, 4 * mib, 64 * mib}) {
+        for (const unsigned threads : {1U, 2U, 5U}) {
+            SCOPED_TRACE(std::to_string(budget) + " bytes, " + std::to_string(threads) + " threads");
+            trox::event_reader reader(data, {}, {budget, threads, true});
+            EXPECT_EQ(first_difference(expected, texts_of(reader)), "");
+            EXPECT_EQ(first_difference(expected, texts_backward(reader)), "");
+            EXPECT_TRUE(reader.report().skipped_records.empty());
+        }
+    }
+}
+
+TEST_F(budgets, give_equal_events_wherever_one_steps)
+{
+    const auto data = trox::data_set::open_files(write_files(directory_, 40000));
+    std::map<std::uint64_t, std::string> expected;
+    trox::event_reader plenty(data, {}, {256 * mib, 1, true});
+    for (const trox::event& event : plenty) {
+        expected[event.number()] = text_of(event, plenty);
+    }
+    for (const unsigned threads : {1U, 5U}) {
+        trox::event_reader reader(data, {}, {400 * kib, threads, true});
+        std::mt19937 random(threads);
+        for (int i = 0; i < 300; ++i) {
+            const std::uint64_t number = 1 + random() % 120;
+            const auto event = random() % 3 == 0 ? reader.next() : reader.at_number(number);
+            if (event) {
+                ASSERT_EQ(text_of(*event, reader), expected.at(event->number()));
+            }
+        }
+    }
+}
+
+/// One channel; event 5 of 10 has a record of `large` bytes.
+std::string write_large(const std::string& path, std::size_t large)
+{
+    const auto format = tw::generation::v2024;
+    tw::file_writer file(path, format);
+    const auto channel = file.add_channel("T/A", tw::storage::zlib);
+    for (std::uint64_t number = 1; number <= 10; ++number) {
+        const std::size_t samples = number == 5 ? large / sizeof(float) : 100;
+        file.begin_event({number, stamp_of(tenth(number))});
+        file.begin_server_block({"SVR"});
+        file.add_record(channel,
+                        tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(samples, 1.0F)));
+        file.end_event();
+    }
+    file.finish();
+    return path;
+}
+
+TEST_F(budgets, that_one_event_passes_refuse_it_and_deliver_the_others)
+{
+    const auto data = trox::data_set::open_files({write_large(directory_.file("a.raw"), 3 * mib)});
+    for (const unsigned threads : {1U, 2U, 5U}) {
+        trox::event_reader reader(data, {}, {mib, threads, true});
+        numbers found;
+        for (int i = 0; i < 4; ++i) {
+            found.push_back(number_of(reader.next()).value_or(0));
+        }
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            const trox::error failure = error_of([&] { reader.next(); });
+            EXPECT_EQ(failure.why(), fault::out_of_budget) << failure.what();
+            EXPECT_EQ(number_of(reader.current()), 4U);
+        }
+        found.push_back(number_of(reader.at_number(6)).value_or(0));
+        while (const auto event = reader.next()) {
+            found.push_back(event->number());
+        }
+        EXPECT_EQ(found, (numbers{1, 2, 3, 4, 6, 7, 8, 9, 10}));
+        EXPECT_TRUE(reader.report().skipped_records.empty());
+        EXPECT_EQ(number_of(reader.first()), 1U);
+    }
+    trox::event_reader enough(data, {}, {4 * mib, 2, true});
+    EXPECT_EQ(numbers_of(enough).size(), 10U);
+}
+
+TEST_F(budgets, count_what_a_program_holds)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("a.raw");
+    {
+        tw::file_writer file(path, format);
+        const auto channel = file.add_channel("T/A", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 40; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            file.add_record(channel, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010,
+                                                          std::vector<float>(25000, static_cast<float>(number))));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {mib, threads, true});
+        std::vector<trox::event> held;
+        const trox::error failure = error_of([&] {
+            while (auto event = reader.next()) {
+                held.push_back(std::move(*event));
+            }
+        });
+        EXPECT_EQ(failure.why(), fault::out_of_budget);
+        EXPECT_GE(held.size(), 4U); // 100 000 bytes each
+        EXPECT_LE(held.size(), 10U);
+        for (std::size_t i = 0; i < held.size(); ++i) {
+            const auto trace = held[i][0].trace();
+            ASSERT_TRUE(trace);
+            EXPECT_EQ(trace->samples[24999], static_cast<float>(i + 1)); // not given to other records
+        }
+        const std::uint64_t next = held.size() + 1;
+        held.clear();
+        EXPECT_EQ(number_of(reader.next()), next);
+        std::size_t rest = 1;
+        while (reader.next()) {
+            ++rest;
+        }
+        EXPECT_EQ(rest, 40 - next + 1);
+    }
+}
+
+TEST_F(budgets, of_random_runs_give_equal_events)
+{
+    for (std::uint32_t seed = 200; seed < 210; ++seed) {
+        const trox_test::temp_directory directory;
+        const random_run run = write_random_run(directory.file("."), all_formats[seed % 3], seed, disorder::none);
+        const auto data = trox::data_set::open_files(run.files);
+        trox::event_reader plenty(data, {});
+        const auto expected = texts_of(plenty);
+        for (const std::size_t budget : {24 * kib, 64 * kib}) {
+            trox::event_reader reader(data, {}, {budget, 1 + seed % 5, true});
+            EXPECT_EQ(first_difference(expected, texts_of(reader)), "") << "seed " << seed;
+        }
+    }
+}
+
+} // namespace
