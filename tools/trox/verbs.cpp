@@ -23,6 +23,8 @@ const std::vector<const verb_entry*>& all_verbs()
         &dump_entry,
         &doctor_entry,
         &recover_entry,
+        &plot_entry,
+        &export_entry,
         &make_entry,
         &help_entry,
         &man_entry,

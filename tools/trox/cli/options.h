@@ -38,6 +38,8 @@ struct common_options {
     void declare_rendering(CLI::App& app);
     /// --long: for verbs whose tables leave columns out.
     void declare_long(CLI::App& app);
+    /// --color alone.
+    void declare_color(CLI::App& app);
     /// -o: for verbs whose result is one stream of text or bytes.
     void declare_output(CLI::App& app);
     /// --threads, --memory, --progress: for verbs that may take long.
