@@ -65,12 +65,17 @@ output& context::binary_out()
     return *out_;
 }
 
+bool context::wants_colors()
+{
+    return has_colors(options_.color, out());
+}
+
 report_setting context::setting(int schema_version)
 {
     report_setting setting;
     setting.schema = fmt::format("trox.{}/{}", verb_, schema_version);
     setting.times = times();
-    setting.has_colors = has_colors(options_.color, out());
+    setting.has_colors = wants_colors();
     setting.detail = options_.detail;
     setting.width = out().width();
     return setting;

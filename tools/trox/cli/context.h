@@ -42,6 +42,8 @@ public:
     output& out();
     /// The same for bytes that are no text. Throws wrong_use for a terminal.
     output& binary_out();
+    /// Whether results on that output are to have colours.
+    bool wants_colors();
     /// A report of one table, and one of any sections, in the format that was asked for. `schema_version` counts
     /// incompatible changes of the verb's JSON.
     report open_table(int schema_version = 1);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 
 namespace trox_cli
 {
@@ -54,6 +55,37 @@ void add_number(CLI::App& app, const std::string& names, std::optional<std::uint
 [[noreturn]] void throw_unknown_channel(const trox::data_set& data, const std::string& name)
 {
     throw failure("there is no channel \"" + name + "\"", did_you_mean(data.similar_names(name)));
+}
+
+/// Reads "FIRST:COUNT[:STEP]"; an empty count means all. Throws wrong_use.
+trox::sample_window parse_slice(const std::string& text)
+{
+    const auto refuse = [&]() {
+        throw wrong_use("\"" + text + "\" is no slice like 0:16, 100:50:2 or 512: (all from there on)");
+    };
+    std::vector<std::string> parts(1);
+    for (const char character : text) {
+        if (character == ':') {
+            parts.emplace_back();
+        } else {
+            parts.back() += character;
+        }
+    }
+    const auto number = [&](std::size_t part, std::size_t otherwise) {
+        if (part >= parts.size() || parts[part].empty()) {
+            return otherwise;
+        }
+        const auto value = number_from_text(parts[part]);
+        if (!value) {
+            refuse();
+        }
+        return static_cast<std::size_t>(*value);
+    };
+    const trox::sample_window window{number(0, 0), number(1, std::numeric_limits<std::size_t>::max()), number(2, 1)};
+    if (parts.size() < 2 || parts.size() > 3 || window.step == 0) {
+        refuse();
+    }
+    return window;
 }
 
 } // namespace
@@ -306,6 +338,20 @@ void synchronisation_options::apply(trox::selection& selection) const
         throw wrong_use("--by-time: \"" + tolerance_ + "\" is no duration like 300us, 50ms or 1.5s");
     }
     selection.match.tolerance = *tolerance;
+}
+
+void add_slice(CLI::App& app, std::optional<trox::sample_window>& target, const std::string& description)
+{
+    const auto take = [&target](const std::string& text) {
+        try {
+            target = parse_slice(text);
+        } catch (const failure& error) {
+            throw CLI::ValidationError("--slice", error.what());
+        }
+    };
+    app.add_option_function<std::string>("--slice", take, description)
+        ->type_name("FIRST:COUNT[:STEP]")
+        ->group("Selection");
 }
 
 } // namespace trox_cli

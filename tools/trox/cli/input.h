@@ -113,6 +113,9 @@ std::size_t require_channel(const trox::data_set& data, const std::string& name)
 /// read, or holds no such file.
 std::vector<std::string> expand_directories(const std::vector<std::string>& paths);
 
+/// --slice: some samples of all.
+void add_slice(CLI::App& app, std::optional<trox::sample_window>& target, const std::string& description);
+
 } // namespace trox_cli
 
 #endif

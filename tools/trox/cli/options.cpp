@@ -122,10 +122,7 @@ void common_options::declare_rendering(CLI::App& app)
     CLI::Option* const json = app.add_flag_function(
         "--json", [this](std::int64_t) { format = output_format::json; }, "The same as --format json");
     json->excludes(chosen);
-    CLI::Option* const colored = add_choice<color_use>(
-        app, "--color", color,
-        {{"auto", color_use::automatic}, {"always", color_use::always}, {"never", color_use::never}},
-        "Whether tables have colours; auto (the default): on terminals, unless NO_COLOR is set");
+    declare_color(app);
     CLI::Option* const zoned = app.add_option("--tz", zone,
                                               "Time zone in which tables and CSV show times: UTC (the default), local, "
                                               "or a name like Europe/Berlin. Times in JSON are UTC always")
@@ -134,9 +131,17 @@ void common_options::declare_rendering(CLI::App& app)
                                               "How tables and CSV show times: iso (the default), epoch (seconds since "
                                               "1970), or a pattern of strftime, with %f for microseconds")
                                    ->type_name("FORMAT");
-    for (CLI::Option* const option : {chosen, json, colored, zoned, timed}) {
+    for (CLI::Option* const option : {chosen, json, zoned, timed}) {
         option->group(rendering_group);
     }
+}
+
+void common_options::declare_color(CLI::App& app)
+{
+    add_choice<color_use>(app, "--color", color,
+                          {{"auto", color_use::automatic}, {"always", color_use::always}, {"never", color_use::never}},
+                          "Whether results have colours; auto (the default): on terminals, unless NO_COLOR is set")
+        ->group(rendering_group);
 }
 
 void common_options::declare_long(CLI::App& app)

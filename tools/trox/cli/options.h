@@ -1,5 +1,5 @@
-// Options that many verbs share, and helpers with which verbs declare their own. What is declared with them is all that
-// help, man pages and completion are made from.
+// Options that many verbs share, and functions with which verbs declare their own. What is declared with them is all
+// that help, man pages and completion are made from.
 #ifndef TROX_CLI_OPTIONS_H
 #define TROX_CLI_OPTIONS_H
 
@@ -38,6 +38,8 @@ struct common_options {
     void declare_rendering(CLI::App& app);
     /// --long: for verbs whose tables leave columns out.
     void declare_long(CLI::App& app);
+    /// --color alone.
+    void declare_color(CLI::App& app);
     /// -o: for verbs whose result is one stream of text or bytes.
     void declare_output(CLI::App& app);
     /// --threads, --memory, --progress: for verbs that may take long.

@@ -4,45 +4,12 @@
 #include "../cli/text.h"
 #include "../verbs.h"
 
-#include <charconv>
 #include <fmt/format.h>
-#include <limits>
 
 namespace trox_cli
 {
 namespace
 {
-
-/// Reads "FIRST:COUNT[:STEP]"; an empty count means all. Throws wrong_use.
-trox::sample_window parse_slice(const std::string& text)
-{
-    const auto refuse = [&]() {
-        throw wrong_use("\"" + text + "\" is no slice like 0:16, 100:50:2 or 512: (all from there on)");
-    };
-    std::vector<std::string> parts(1);
-    for (const char character : text) {
-        if (character == ':') {
-            parts.emplace_back();
-        } else {
-            parts.back() += character;
-        }
-    }
-    const auto number = [&](std::size_t part, std::size_t otherwise) {
-        if (part >= parts.size() || parts[part].empty()) {
-            return otherwise;
-        }
-        const auto value = number_from_text(parts[part]);
-        if (!value) {
-            refuse();
-        }
-        return static_cast<std::size_t>(*value);
-    };
-    const trox::sample_window window{number(0, 0), number(1, std::numeric_limits<std::size_t>::max()), number(2, 1)};
-    if (parts.size() < 2 || parts.size() > 3 || window.step == 0) {
-        refuse();
-    }
-    return window;
-}
 
 class show_verb final : public verb
 {
@@ -53,19 +20,9 @@ public:
         source_.declare_event_range(app);
         declare_event(app);
         synchronisation_.declare(app);
-        const auto take_slice = [this](const std::string& text) {
-            try {
-                shown_.window = parse_slice(text);
-            } catch (const failure& error) {
-                throw CLI::ValidationError("--slice", error.what());
-            }
-        };
-        app.add_option_function<std::string>(
-               "--slice", take_slice,
-               "Which samples or pixels of one channel are shown: the first one, how many (all, when left out), and "
-               "every which one")
-            ->type_name("FIRST:COUNT[:STEP]")
-            ->group("Selection");
+        add_slice(app, shown_.window,
+                  "Which samples or pixels of one channel are shown: the first one, how many (all, when left out), and "
+                  "every which one");
         common.declare_rendering(app);
         common.declare_long(app);
         common.declare_output(app);

@@ -1,0 +1,120 @@
+#include "atomic_file.h"
+
+#include "trox/error.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace trox_export
+{
+namespace fs = std::filesystem;
+namespace
+{
+
+std::string hidden_name(const std::string& target)
+{
+    const fs::path path(target);
+    return (path.parent_path() / ("." + path.filename().string() + ".part-")).string();
+}
+
+/// Makes a name with `make`, which answers 0 for success, that nobody has.
+template <class Make> std::string unused_name(const std::string& target, const Make& make)
+{
+    const std::string beginning = hidden_name(target) + std::to_string(::getpid()) + "-";
+    constexpr int most_tries = 1000;
+    for (int i = 0; i < most_tries; ++i) {
+        const std::string name = beginning + std::to_string(i);
+        if (make(name.c_str()) == 0) {
+            return name;
+        }
+        if (errno != EEXIST) {
+            break;
+        }
+    }
+    throw_system_error("cannot be written", target);
+}
+
+int make_file(const char* name)
+{
+    constexpr mode_t read_and_write = 0666;
+    const int descriptor = ::open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, read_and_write);
+    return descriptor < 0 ? -1 : ::close(descriptor);
+}
+
+int make_directory(const char* name)
+{
+    constexpr mode_t owner_only = 0700;
+    return ::mkdir(name, owner_only);
+}
+
+} // namespace
+
+void throw_system_error(const std::string& what, const std::string& file)
+{
+    const int number = errno;
+    throw trox::error(trox::fault::input_output, what + ": " + std::generic_category().message(number),
+                      {file, {}, {}, {}});
+}
+
+atomic_file::atomic_file(std::string target) : target_(std::move(target)), temporary_(unused_name(target_, make_file))
+{
+}
+
+atomic_file::~atomic_file()
+{
+    if (!temporary_.empty()) {
+        ::unlink(temporary_.c_str());
+    }
+}
+
+void atomic_file::commit()
+{
+    const int descriptor = ::open(temporary_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw_system_error("cannot be opened", temporary_);
+    }
+    const bool is_stored = ::fsync(descriptor) == 0;
+    const int number = errno;
+    ::close(descriptor);
+    errno = number;
+    if (!is_stored || std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+        throw_system_error("cannot be put in place", target_);
+    }
+    temporary_.clear();
+}
+
+temporary_directory::temporary_directory(const std::string& target) : path_(unused_name(target, make_directory)) {}
+
+temporary_directory::~temporary_directory()
+{
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+file_handle open_file(const std::string& path, const char* mode)
+{
+    file_handle file(std::fopen(path.c_str(), mode));
+    if (!file) {
+        throw_system_error("cannot be opened", path);
+    }
+    return file;
+}
+
+void write_bytes(std::FILE* file, const void* data, std::size_t size, const std::string& path)
+{
+    if (size != 0 && std::fwrite(data, 1, size, file) != size) {
+        throw_system_error("cannot be written", path);
+    }
+}
+
+void close_file(file_handle file, const std::string& path)
+{
+    if (std::fclose(file.release()) != 0) {
+        throw_system_error("cannot be written", path);
+    }
+}
+
+} // namespace trox_export
