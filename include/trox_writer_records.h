@@ -161,6 +161,9 @@ struct server_block_info {
     std::optional<std::int64_t> mpulse{}; ///< else the low 31 bits of the event number; 32 bits before 2024
     std::int32_t tmask = 0;
     std::uint32_t status = 0; ///< TROX_SBLOCK_ERROR bits
+    /// The count of channels as stored, for a block that was read from another file; else the block's number of
+    /// records.
+    std::optional<std::int32_t> nchan{};
 };
 
 /// A payload with its block type; what the payload functions below return, in host order.

@@ -269,7 +269,8 @@ void file_writer::state::begin_server_block(const server_block_info& block)
         refuse_block(fault::too_large, "the server block heads have no room for it");
     }
     check_file_size(sizes.server_head, "a further server block");
-    event_->blocks.push_back({{{}, time, sizes.server_head, mpulse, block.tmask, block.status, 0}, block.name});
+    event_->blocks.push_back(
+        {{{}, time, sizes.server_head, mpulse, block.tmask, block.status, 0}, block.name, block.nchan});
     event_->length += sizes.server_head;
 }
 
@@ -289,6 +290,9 @@ void file_writer::state::end_event()
         for (auto& block : event_->blocks) {
             heads_.clear();
             block.head.name = block.name;
+            if (block.nchan) {
+                block.head.channels = static_cast<std::uint32_t>(*block.nchan);
+            }
             file.encoding.put_server_head(heads_, block.head);
             file.data.append(file.block_stream, heads_.data(), heads_.size());
         }

@@ -53,6 +53,7 @@ private:
     struct open_block {
         server_head_values head;
         std::string name;
+        std::optional<std::int32_t> nchan; ///< the caller gave it
     };
     struct open_event {
         event_info info;

@@ -97,24 +97,34 @@ auto record_store::make(std::size_t channel, const std::vector<record_place>& li
     return batch;
 }
 
+/// Takes the batches of a channel that are not kept, but for those that are being decoded, out of its list and out of
+/// the queue. Under the mutex; what is returned ends without it.
+template <class Keeps> auto record_store::take_out(channel_state& state, Keeps keeps) -> std::vector<batch_pointer>
+{
+    std::vector<batch_pointer> taken;
+    std::deque<batch_pointer> kept;
+    for (batch_pointer& batch : state.batches) {
+        if (keeps(*batch) || batch->state == record_batch::stage::decoding) {
+            kept.push_back(std::move(batch));
+            continue;
+        }
+        if (batch->state == record_batch::stage::waiting) {
+            queue_.erase(std::remove(queue_.begin(), queue_.end(), batch), queue_.end());
+            reserved_ -= batch->grant;
+        }
+        taken.push_back(std::move(batch));
+    }
+    state.batches.swap(kept);
+    return taken;
+}
+
 /// Gives up what neither the present event nor a caller holds.
 void record_store::release_others()
 {
-    std::vector<batch_pointer> released; // ends without the lock
+    std::vector<std::vector<batch_pointer>> released; // ends without the lock
     const std::lock_guard lock(mutex_);
     for (channel_state& state : channels_) {
-        for (batch_pointer& batch : state.batches) {
-            if (batch->round == round_ || batch->state == record_batch::stage::decoding) {
-                continue;
-            }
-            if (batch->state == record_batch::stage::waiting) {
-                queue_.erase(std::remove(queue_.begin(), queue_.end(), batch), queue_.end());
-                reserved_ -= batch->grant;
-            }
-            released.push_back(std::move(batch));
-            batch = nullptr;
-        }
-        state.batches.erase(std::remove(state.batches.begin(), state.batches.end(), nullptr), state.batches.end());
+        released.push_back(take_out(state, [this](const record_batch& batch) { return batch.round == round_; }));
     }
 }
 
@@ -125,20 +135,10 @@ void record_store::trim(channel_state& state, bool forward)
     std::vector<batch_pointer> released; // ends without the lock
     const std::lock_guard lock(mutex_);
     bool keeps_one = true;
-    for (batch_pointer& batch : state.batches) {
-        const bool is_ahead = batch->round == 0 && batch->forward == forward;
-        const bool is_last_used = batch->round != 0 && batch->round != round_ && std::exchange(keeps_one, false);
-        if (batch->round == round_ || is_ahead || is_last_used || batch->state == record_batch::stage::decoding) {
-            continue;
-        }
-        if (batch->state == record_batch::stage::waiting) {
-            queue_.erase(std::remove(queue_.begin(), queue_.end(), batch), queue_.end());
-            reserved_ -= batch->grant;
-        }
-        released.push_back(std::move(batch));
-        batch = nullptr;
-    }
-    state.batches.erase(std::remove(state.batches.begin(), state.batches.end(), nullptr), state.batches.end());
+    released = take_out(state, [&](const record_batch& batch) {
+        const bool is_ahead = batch.round == 0 && batch.forward == forward;
+        return batch.round == round_ || is_ahead || (batch.round != 0 && std::exchange(keeps_one, false));
+    });
 }
 
 void record_store::enqueue(const batch_pointer& batch, bool at_once)

@@ -103,6 +103,7 @@ private:
                        std::size_t room);
     std::size_t room() const;
     std::size_t wanted_bytes(const channel_state& state) const;
+    template <class Keeps> std::vector<batch_pointer> take_out(channel_state& state, Keeps keeps);
     void release_others();
     void trim(channel_state& state, bool forward);
     void enqueue(const batch_pointer& batch, bool at_once);

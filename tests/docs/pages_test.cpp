@@ -104,16 +104,21 @@ TEST(pages, name_paths_that_are_there)
     EXPECT_GT(checked, 30U);
 }
 
-TEST(readme, shows_a_piece_of_the_example_as_it_is)
+TEST(readme, shows_pieces_of_the_examples_as_they_are)
 {
-    const std::string shown = trox_test::piece_between(trox_test::read_text(root / "README.md"), "```cpp\n", "```\n");
-    const auto lines = trox_test::lines_of(shown);
-    std::string indented;
-    for (const std::string& line : lines) {
-        indented += (line.empty() ? "" : "    ") + line + '\n';
+    std::string rest = trox_test::read_text(root / "README.md");
+    for (const char* example : {"examples/read_any_generation.cpp", "examples/read_events.cpp"}) {
+        const std::string shown = trox_test::piece_between(rest, "```cpp\n", "```\n");
+        const auto lines = trox_test::lines_of(shown);
+        std::string indented;
+        for (const std::string& line : lines) {
+            indented += (line.empty() ? "" : "    ") + line + '\n';
+        }
+        EXPECT_GT(lines.size(), 10U);
+        EXPECT_NE(trox_test::read_text(root / example).find(indented), std::string::npos) << indented;
+        rest.erase(0, rest.find(shown) + shown.size());
+        rest.erase(0, rest.find("```\n") + 4);
     }
-    EXPECT_GT(lines.size(), 10U);
-    EXPECT_NE(trox_test::read_text(root / "examples/read_events.cpp").find(indented), std::string::npos) << indented;
 }
 
 /// First cells, without backticks, of README's table with this first column.
@@ -165,9 +170,11 @@ TEST(readme, lists_the_options_of_the_build)
 TEST(readme, lists_the_public_headers)
 {
     std::set<std::string> headers;
-    for (const auto& entry : std::filesystem::directory_iterator(root / "include")) {
-        if (entry.is_regular_file()) {
-            headers.insert(entry.path().filename());
+    for (const char* folder : {"include", "include/trox"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(root / folder)) {
+            if (entry.is_regular_file()) {
+                headers.insert(std::filesystem::relative(entry.path(), root / "include"));
+            }
         }
     }
     EXPECT_EQ(first_cells("header"), headers);

@@ -358,6 +358,25 @@ TEST_P(every_generation, adds_the_masks_that_a_channel_was_given)
     EXPECT_EQ(file.channels.at(0).dtype_mask, 0x4000U);
 }
 
+TEST_P(every_generation, stores_the_count_of_channels_that_a_server_block_was_given)
+{
+    tw::file_writer writer(directory_.path("n.raw"), GetParam());
+    const auto channel = writer.add_channel("TEST.A");
+    writer.begin_event({1, {10, 0}});
+    tw::server_block_info given{"S"};
+    given.nchan = 7;
+    writer.begin_server_block(given);
+    writer.begin_server_block({"T"});
+    writer.add_record(channel, tw::spectrum_payload(GetParam(), TROX_BLOCK_GENERIC_SPECT, {1}));
+    writer.end_event();
+    writer.finish();
+    std::vector<std::uint32_t> counts;
+    for (const auto& [position, block] : check_file(directory_.path("n.raw")).blocks) {
+        counts.push_back(block.channels);
+    }
+    EXPECT_THAT(counts, ElementsAre(7, 1));
+}
+
 TEST_P(every_generation, stores_given_records_as_they_are)
 {
     tw::file_writer writer(directory_.path("s.raw"), GetParam());

@@ -12,6 +12,8 @@ namespace trox_cli
 
 extern const verb_entry completion_entry;
 extern const verb_entry cover_entry;
+extern const verb_entry doctor_entry;
+extern const verb_entry dump_entry;
 extern const verb_entry export_entry;
 extern const verb_entry find_entry;
 extern const verb_entry help_entry;
@@ -19,6 +21,7 @@ extern const verb_entry info_entry;
 extern const verb_entry list_entry;
 extern const verb_entry make_entry;
 extern const verb_entry man_entry;
+extern const verb_entry recover_entry;
 extern const verb_entry plot_entry;
 extern const verb_entry show_entry;
 extern const verb_entry stat_entry;

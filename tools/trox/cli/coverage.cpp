@@ -145,11 +145,12 @@ std::vector<std::uint64_t> count_over_time(const std::vector<trox::record_stamp>
                                            trox::time_point end, std::size_t bins)
 {
     std::vector<std::uint64_t> counts(bins);
-    const auto span = static_cast<double>((end - begin).count()) + 1;
+    const auto span = static_cast<std::uint64_t>(std::max<std::int64_t>((end - begin).count(), 1));
     for (const trox::record_stamp& record : records) {
         if (bins > 0 && record.time >= begin && record.time <= end) {
-            const double part = static_cast<double>((record.time - begin).count()) / span;
-            ++counts[std::min(bins - 1, static_cast<std::size_t>(part * static_cast<double>(bins)))];
+            // Microseconds of all times that files can hold, times 1000 parts, fit into 64 bits.
+            const auto offset = static_cast<std::uint64_t>((record.time - begin).count());
+            ++counts[std::min<std::uint64_t>(bins - 1, offset * bins / span)];
         }
     }
     return counts;

@@ -49,6 +49,22 @@ void add_wrapped(std::string& text, const std::string& paragraph, std::size_t in
     }
 }
 
+/// The text in lines of at most `width` columns, broken in front of a "|" where it must be.
+std::string broken_at_bars(std::string text, std::size_t width)
+{
+    constexpr std::size_t indent = 6;
+    std::string lines;
+    while (display_width(text) > width) {
+        const std::size_t bar = text.rfind('|', width);
+        if (bar == std::string::npos || bar <= indent) {
+            break;
+        }
+        lines += text.substr(0, bar) + "\n";
+        text = std::string(indent, ' ') + text.substr(bar);
+    }
+    return lines + text;
+}
+
 /// Words on the left, their meaning on the right.
 void add_entry(std::string& text, const std::string& left, const std::string& right, std::size_t column,
                std::size_t width)
@@ -57,7 +73,7 @@ void add_entry(std::string& text, const std::string& left, const std::string& ri
     add_wrapped(meaning, right, column, width);
     const std::string start = "  " + left;
     if (display_width(start) + 2 > column) {
-        text += start + "\n" + meaning;
+        text += broken_at_bars(start, width) + "\n" + meaning;
     } else {
         text += start + std::string(column - display_width(start), ' ') + meaning.substr(column);
     }

@@ -1,5 +1,5 @@
-// Options that many verbs share, and helpers with which verbs declare their own. What is declared with them is all that
-// help, man pages and completion are made from.
+// Options that many verbs share, and functions with which verbs declare their own. What is declared with them is all
+// that help, man pages and completion are made from.
 #ifndef TROX_CLI_OPTIONS_H
 #define TROX_CLI_OPTIONS_H
 

@@ -236,7 +236,7 @@ std::string duration_text(std::chrono::microseconds duration)
         return fmt::format("{} us", us);
     }
     if (size < 1000000) {
-        return fmt::format("{:.3g} ms", static_cast<double>(us) / 1e3);
+        return fmt::format("{:.4g} ms", static_cast<double>(us) / 1e3);
     }
     constexpr double hour = 3600e6;
     constexpr double day = 24 * hour;

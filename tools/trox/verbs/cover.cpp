@@ -31,7 +31,7 @@ public:
     {
         source_.declare_files_and_channels(app);
         source_.declare_event_range(app);
-        add_integer(app, "--bins", bins_, 1, 10000, "Parts of the time in which records are counted (40)")
+        add_integer(app, "--bins", bins_, 1, 1000, "Parts of the time in which records are counted (40)")
             ->group("Output");
         app.add_flag("--findings", tells_findings_, "List each gap, duplicate and clock jump, not only their numbers")
             ->group("Output");

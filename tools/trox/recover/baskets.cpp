@@ -1,0 +1,450 @@
+#include "baskets.h"
+
+#include "detail/big_endian.h"
+#include "rows.h"
+#include "tables.h"
+
+#include <algorithm>
+#include <cstring>
+#include <unordered_set>
+
+namespace trox::recovery
+{
+namespace
+{
+
+// Looks for places where a name field holds a name. What was read is kept, so that a walk reads every byte once.
+class name_finder
+{
+public:
+    name_finder(source_file& file, const std::string& name, std::uint64_t end)
+        : file_(file), needle_(name + '\0'), end_(std::min(end, file.length()))
+    {
+    }
+
+    // The first place at or behind `begin`, which never goes back; the end when there is none.
+    std::uint64_t find(std::uint64_t begin)
+    {
+        constexpr std::uint64_t piece = std::uint64_t{128} << 10;
+        if (begin < begin_ || begin - begin_ > kept_.size()) {
+            begin_ = begin;
+            kept_.clear();
+        }
+        for (;;) {
+            const auto at = kept_.find(needle_, static_cast<std::size_t>(begin - begin_));
+            if (at != std::string::npos) {
+                return begin_ + at;
+            }
+            const auto next = begin_ + kept_.size();
+            if (next >= end_) {
+                return end_;
+            }
+            const auto drop = kept_.size() - std::min(kept_.size(), needle_.size() - 1);
+            kept_.erase(0, drop);
+            begin_ += drop;
+            begin = std::max(begin, begin_);
+            const auto old = kept_.size();
+            kept_.resize(old + static_cast<std::size_t>(std::min(piece, end_ - next)));
+            if (!file_.read(next, kept_.data() + old, kept_.size() - old)) {
+                std::fill(kept_.begin() + static_cast<std::ptrdiff_t>(old), kept_.end(), '\0');
+            }
+        }
+    }
+
+private:
+    source_file& file_;
+    std::string needle_;
+    std::uint64_t end_;
+    std::uint64_t begin_ = 0; // of what is kept
+    std::string kept_;
+};
+
+// The records of one basket.
+class basket_walker
+{
+public:
+    basket_walker(found& file, record_checker& checker, const std::unordered_set<std::uint64_t>& claimed,
+                  std::uint32_t owner, std::uint64_t begin, std::uint64_t end)
+        : file_(file), checker_(checker), claimed_(claimed), owner_(owner), end_(end),
+          position_(begin + file.layout.sizes().table_head), names_(file.file, file.channels[owner].subhead, end)
+    {
+    }
+
+    // Returns where the last record ends.
+    std::uint64_t run()
+    {
+        const auto size = file_.layout.sizes().subhead;
+        auto walked = position_;
+        while (position_ <= end_ && size <= end_ - position_) {
+            if (!take()) {
+                leap();
+                continue;
+            }
+            walked = position_;
+        }
+        pair_up();
+        return walked;
+    }
+
+private:
+    const channel& owner() const
+    {
+        return file_.channels[owner_];
+    }
+
+    bool is_subhead(const subhead_values& head) const
+    {
+        const auto type = block_type(head.dtype);
+        return head.name.text == owner().subhead && head.ldata >= 0 && type > 0 &&
+               (type < TROX_BLOCK_MAX_2010 || file_.options.keep_unknown_types || head.is_zipped());
+    }
+
+    // The record at the present position; false when there is none.
+    bool take()
+    {
+        subhead_values head;
+        if (!checker_.read_subhead(position_, head)) {
+            return false;
+        }
+        if (!is_subhead(head) || (!lone_subheads_.empty() && !reads_as_record(position_))) {
+            return take_lone_data() || (is_subhead(head) && take_record(head));
+        }
+        return take_record(head);
+    }
+
+    bool take_record(const subhead_values& head)
+    {
+        if (checker_.is_slow(head)) {
+            take_slow(head);
+            return true;
+        }
+        const auto size = file_.layout.sizes().subhead;
+        auto checked = checker_.check(owner(), position_, position_ + size, end_);
+        const auto announced = std::max<std::uint64_t>(static_cast<std::uint64_t>(head.ldata), size);
+        const auto length =
+            checked.length != 0 && (checked.damage.empty() || !head.is_zipped()) ? checked.length : announced;
+        if (length > end_ - position_) {
+            add(position_, position_ + size, checked);
+            position_ += size;
+            return true;
+        }
+        checked.length = length;
+        add(position_, checked.data, checked);
+        position_ += length;
+        return true;
+    }
+
+    void add(std::uint64_t subhead, std::uint64_t data, const checked_record& checked)
+    {
+        const auto claim = checked.is_slow ? data : subhead;
+        if (claimed_.count(claim) == 0) {
+            file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
+                                     checked.is_slow, true, false, checked.damage});
+        }
+    }
+
+    // Data of slow records may look like a sub-head: both begin with the name.
+    bool reads_as_record(std::uint64_t at)
+    {
+        subhead_values head;
+        const auto size = file_.layout.sizes().subhead;
+        if (size > end_ - at || !checker_.read_subhead(at, head) || !is_subhead(head)) {
+            return false;
+        }
+        return checker_.is_slow(head) ? is_lone_subhead(at, head)
+                                      : checker_.check(owner(), at, at + size, end_).damage.empty();
+    }
+
+    bool is_lone_subhead(std::uint64_t at, const subhead_values& like) const
+    {
+        subhead_values head;
+        const auto size = file_.layout.sizes().subhead;
+        if (size > end_ - at || !checker_.read_subhead(at, head) || !is_subhead(head) || !checker_.is_slow(head)) {
+            return false;
+        }
+        const auto data = checker_.slow_size(like);
+        const auto length = static_cast<std::uint64_t>(head.ldata);
+        return length > size && (length - size) % data == 0;
+    }
+
+    bool has_data(std::uint64_t at, const subhead_values& head)
+    {
+        time_stamp time{};
+        return at <= end_ && checker_.slow_size(head) <= end_ - at && !is_lone_subhead(at, head) &&
+               !reads_as_record(at) && checker_.check_slow(owner(), head, at).empty() &&
+               checker_.slow_time(head, at, time) && is_time(time) && has_index(at, head);
+    }
+
+    // Where the environment dictionary does not tell the index, all data of the channel must carry that of the first.
+    bool has_index(std::uint64_t at, const subhead_values& head)
+    {
+        unsigned char bytes[sizeof(std::uint32_t)];
+        if (file_.layout.is_update_type(head.dtype) || owner().environment_index) {
+            return true;
+        }
+        if (!file_.file.read(at, bytes, sizeof bytes) ||
+            std::memcmp(bytes, owner().subhead.c_str(), std::min(sizeof bytes, owner().subhead.size())) == 0) {
+            return false; // the name: the begin of a sub-head that is cut
+        }
+        const auto index = trox_detail::load_big_endian<std::int32_t>(bytes);
+        if (!index_) {
+            index_ = index;
+        }
+        return index == *index_;
+    }
+
+    // How many data may follow a sub-head. A shared one may count one record only; then names tell the others, or the
+    // index.
+    bool may_follow(std::uint64_t taken, const subhead_values& head) const
+    {
+        const auto size = file_.layout.sizes().subhead;
+        const auto length = static_cast<std::uint64_t>(head.ldata);
+        const auto announced = length > size ? (length - size) / checker_.slow_size(head) : 0;
+        return taken < std::max<std::uint64_t>(announced, 1) || file_.layout.is_update_type(head.dtype) ||
+               owner().environment_index.has_value();
+    }
+
+    void take_slow(const subhead_values& head)
+    {
+        const auto subhead = position_;
+        slow_ = head;
+        position_ += file_.layout.sizes().subhead;
+        std::uint64_t taken = 0;
+        while (may_follow(taken, head) && has_data(position_, head)) {
+            add_slow(subhead, position_);
+            position_ += checker_.slow_size(head);
+            ++taken;
+        }
+        ++slow_subheads_;
+        is_any_shared_ = is_any_shared_ || taken > 1;
+        if (taken == 0) {
+            lone_subheads_.push_back(subhead);
+            alike_ = alike_ && (lone_subheads_.size() == 1 || is_equal(head, first_lone_));
+            if (lone_subheads_.size() == 1) {
+                first_lone_ = head;
+            }
+        }
+    }
+
+    static bool is_equal(const subhead_values& a, const subhead_values& b)
+    {
+        return a.dtype == b.dtype && a.error == b.error;
+    }
+
+    bool take_lone_data()
+    {
+        if (lone_subheads_.empty() || !has_data(position_, slow_)) {
+            return false;
+        }
+        lone_data_.push_back(position_);
+        position_ += checker_.slow_size(slow_);
+        return true;
+    }
+
+    void add_slow(std::uint64_t subhead, std::uint64_t data)
+    {
+        time_stamp time{};
+        checker_.slow_time(slow_, data, time);
+        do_times_rise_ =
+            do_times_rise_ && std::pair(time.timeup, time.timelow) >= std::pair(last_time_.timeup, last_time_.timelow);
+        last_time_ = time;
+        checked_record checked;
+        checked.is_slow = true;
+        checked.stored = static_cast<std::uint32_t>(checker_.slow_size(slow_));
+        checked.length = file_.layout.sizes().subhead + checked.stored;
+        add(subhead, data, checked);
+    }
+
+    // Sub-heads and data that lie apart: which belong together does not matter as long as all sub-heads are equal.
+    void pair_up()
+    {
+        // Sub-heads that several data share gather what is alike, not what follows each other.
+        file_.channels[owner_].is_ordered =
+            lone_data_.empty() && (!is_any_shared_ || slow_subheads_ == 1) && do_times_rise_;
+        const bool is_certain = alike_ && lone_subheads_.size() == lone_data_.size();
+        for (std::size_t i = 0; i < lone_data_.size(); ++i) {
+            if (is_certain) {
+                add_slow(lone_subheads_[i], lone_data_[i]);
+            } else if (claimed_.count(lone_data_[i]) == 0) {
+                file_.orphans.push_back({owner_, no_index, no_index, 0, lone_data_[i], lone_data_[i], 0, true, true,
+                                         false, "its sub-head lies apart from its data, and cannot be told"});
+            }
+        }
+        if (lone_subheads_.size() > lone_data_.size()) {
+            ++file_.channels[owner_].holes;
+        }
+    }
+
+    // To the next place that carries the channel's name.
+    void leap()
+    {
+        const auto next = std::max(position_ + 1, names_.find(position_ + 1));
+        if (next - position_ >= file_.layout.sizes().subhead) {
+            ++file_.channels[owner_].holes; // a record may have been here
+        }
+        position_ = next;
+    }
+
+    found& file_;
+    record_checker& checker_;
+    const std::unordered_set<std::uint64_t>& claimed_;
+    std::uint32_t owner_;
+    std::uint64_t end_;
+    std::uint64_t position_;
+    name_finder names_;
+    subhead_values slow_{};
+    std::optional<std::int32_t> index_;
+    subhead_values first_lone_{};
+    bool alike_ = true;
+    bool is_any_shared_ = false;
+    std::uint64_t slow_subheads_ = 0;
+    bool do_times_rise_ = true;
+    time_stamp last_time_{};
+    std::vector<std::uint64_t> lone_subheads_;
+    std::vector<std::uint64_t> lone_data_;
+};
+
+// All baskets of a file.
+class file_walker
+{
+public:
+    file_walker(found& file, patterns& scanned, channel_names& names, record_checker& checker)
+        : file_(file), names_(names), checker_(checker)
+    {
+        for (const auto& hit : scanned.get().items) {
+            if (hit.what == item::channel) {
+                places_.push_back(hit.position);
+            }
+        }
+        if (const auto first = file.reference_table.items[static_cast<std::size_t>(item::channel)]; first != 0) {
+            places_.push_back(first);
+        }
+        for (const auto& one : file.channels) {
+            if (one.basket != 0) {
+                places_.push_back(one.basket);
+            }
+        }
+        std::sort(places_.begin(), places_.end());
+        places_.erase(std::unique(places_.begin(), places_.end()), places_.end());
+        places_.erase(
+            std::remove_if(places_.begin(), places_.end(), [&](std::uint64_t at) { return !begins_basket(at); }),
+            places_.end());
+        for (const auto& one : file.records) {
+            claimed_.insert(one.is_slow ? one.data : one.subhead);
+        }
+    }
+
+    void run()
+    {
+        std::uint64_t done = 0;
+        std::unordered_set<std::uint32_t> walked;
+        for (std::size_t i = 0; i < places_.size(); ++i) {
+            if (places_[i] < done || is_in_table(places_[i])) {
+                continue; // inside a basket or table: the pattern is chance
+            }
+            const auto first = places_[i] + file_.layout.sizes().table_head;
+            const auto owner = names_.find(first, first + file_.layout.sizes().subhead);
+            if (owner == no_index) {
+                note_unknown(places_[i], first);
+                continue;
+            }
+            auto& its_channel = file_.channels[owner];
+            const bool is_other = its_channel.basket != 0 && its_channel.basket != places_[i];
+            if (is_other || !walked.insert(owner).second) {
+                file_.result.remarks.push_back("channel " + its_channel.name + ": a second basket, at " +
+                                               std::to_string(places_[i]) + ", is left out");
+                continue;
+            }
+            std::uint64_t begin = 0;
+            const auto whole = basket_end(file_, first, begin);
+            const auto end = whole < file_.file.length() ? whole : next_place(i);
+            its_channel.basket = places_[i];
+            done = basket_walker(file_, checker_, claimed_, owner, places_[i], end).run();
+            done = whole < file_.file.length() ? whole : done;
+        }
+        walk_the_headless(walked);
+    }
+
+private:
+    bool is_in_table(std::uint64_t position) const
+    {
+        return std::any_of(file_.tables.begin(), file_.tables.end(), [&](const located& table) {
+            return table.is_there() && !table.cut && position >= table.position && position < table.end();
+        });
+    }
+
+    // Where the next basket or table begins.
+    std::uint64_t next_place(std::size_t i) const
+    {
+        auto end = file_.file.length();
+        if (i + 1 < places_.size()) {
+            end = places_[i + 1];
+        }
+        for (const auto& table : file_.tables) {
+            if (table.is_there() && table.position > places_[i]) {
+                end = std::min(end, table.position);
+            }
+        }
+        return end;
+    }
+
+    // A sub-head must follow: else the pattern is chance.
+    bool begins_basket(std::uint64_t place) const
+    {
+        subhead_values head;
+        return checker_.read_subhead(place + file_.layout.sizes().table_head, head) && looks_like_subhead(head);
+    }
+
+    void note_unknown(std::uint64_t place, std::uint64_t first)
+    {
+        subhead_values head;
+        checker_.read_subhead(first, head);
+        file_.result.lost_records.push_back(
+            {head.name.text, std::nullopt, place, "a basket of which the channel cannot be told"});
+    }
+
+    // Channels whose basket has no head any more: from the first record that a row leads to.
+    void walk_the_headless(const std::unordered_set<std::uint32_t>& walked)
+    {
+        std::unordered_map<std::uint32_t, std::pair<std::uint64_t, std::uint64_t>> spans;
+        for (const auto& one : file_.records) {
+            if (walked.count(one.channel) == 0) {
+                auto& span = spans.emplace(one.channel, std::pair(one.subhead, one.subhead)).first->second;
+                span.first = std::min(span.first, one.subhead);
+                span.second = std::max(span.second, one.data + one.stored);
+            }
+        }
+        const auto head = file_.layout.sizes().table_head;
+        for (const auto& [owner, span] : spans) {
+            if (span.first >= head) {
+                basket_walker(file_, checker_, claimed_, owner, span.first - head, span.second).run();
+            }
+        }
+    }
+
+    found& file_;
+    channel_names& names_;
+    record_checker& checker_;
+    std::vector<std::uint64_t> places_;
+    std::unordered_set<std::uint64_t> claimed_;
+};
+
+} // namespace
+
+bool needs_walk(const found& file)
+{
+    const auto& pointers = file.table(item::pointers);
+    const auto& dictionary = file.table(item::dictionary);
+    return !pointers.is_there() || pointers.cut || !dictionary.is_there() || dictionary.cut || !file.bad_rows.empty() ||
+           file.columns < file.listed;
+}
+
+void walk_baskets(found& file, patterns& scanned, channel_names& names, record_checker& checker)
+{
+    file_walker(file, scanned, names, checker).run();
+    std::stable_sort(file.orphans.begin(), file.orphans.end(), [](const record& a, const record& b) {
+        return std::pair(a.channel, a.data) < std::pair(b.channel, b.data);
+    });
+}
+
+} // namespace trox::recovery

@@ -1,0 +1,24 @@
+// Assigns records that no row leads to, to server blocks and events.
+#ifndef TROX_RECOVER_MATCH_H
+#define TROX_RECOVER_MATCH_H
+
+#include "found.h"
+#include "record_check.h"
+
+namespace trox::recovery
+{
+
+/// Takes what is known of the blocks' counts, and marks records whose own length contradicts them.
+void account(found& file);
+
+/// Moves from `orphans` to `records` those for which there is one place only; what is left stays. A record has one
+/// place when
+///   - one server block has room for it (number and bytes of records, server, event types), or
+///   - its channel has as many records as there are blocks for them, and the file keeps records in order, or
+///   - the records of all channels of its server fill the server's blocks, in order, in one way.
+/// All of it only while every server block is known.
+void match_orphans(found& file, record_checker& checker);
+
+} // namespace trox::recovery
+
+#endif

@@ -1,0 +1,202 @@
+#include "names.h"
+
+#include "detail/big_endian.h"
+#include "tables.h"
+
+#include <algorithm>
+#include <set>
+#include <tuple>
+#include <utility>
+
+namespace trox::recovery
+{
+
+bool looks_like_subhead(const subhead_values& head) noexcept
+{
+    const auto type = block_type(head.dtype);
+    return head.name.is_printable && head.name.is_padded && head.ldata >= 0 && type > 0 && type < TROX_BLOCK_MAX_2010;
+}
+
+namespace
+{
+
+constexpr std::size_t most_looked_at = 16; // rows, to tell what a column's records have in common
+
+} // namespace
+
+channel_names::channel_names(found& file, record_checker& checker)
+    : file_(file), checker_(checker),
+      is_dictionary_whole_(file.table(item::dictionary).is_there() && !file.table(item::dictionary).cut &&
+                           std::none_of(file.channels.begin(), file.channels.end(),
+                                        [](const channel& one) { return one.is_listed && one.name.empty(); }))
+{
+    for (std::uint32_t i = 0; i < file_.channels.size(); ++i) {
+        if (!file_.channels[i].name.empty()) {
+            by_subhead_[file_.channels[i].subhead].push_back(i);
+        }
+    }
+}
+
+bool channel_names::read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name,
+                               std::string& full_name)
+{
+    subhead_values head;
+    if (!checker_.read_subhead(subhead, head) || !looks_like_subhead(head)) {
+        return false;
+    }
+    short_name = head.name.text;
+    full_name.clear();
+    if (checker_.is_slow(head) && file_.layout.is_update_type(head.dtype)) {
+        std::vector<unsigned char> bytes(file_.layout.sizes().update);
+        // Where the data lie elsewhere, the next sub-head follows, and begins like data.
+        subhead_values next;
+        const bool is_data = !checker_.read_subhead(data, next) || !looks_like_subhead(next) ||
+                             !checker_.is_slow(next) ||
+                             static_cast<std::uint64_t>(next.ldata) < file_.layout.sizes().subhead + bytes.size();
+        if (is_data && file_.file.read(data, bytes.data(), bytes.size())) {
+            const auto update = file_.layout.update(bytes.data());
+            const bool fits = update.name.is_printable && subhead_name(file_.layout, update.name.text) == short_name;
+            full_name = fits ? update.name.text : std::string();
+        }
+    }
+    return true;
+}
+
+std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
+{
+    std::string short_name;
+    std::string full_name;
+    if (!read_names(subhead, data, short_name, full_name)) {
+        return no_index;
+    }
+    auto& known = by_subhead_[short_name];
+    for (const auto index : known) {
+        if (file_.channels[index].name == full_name) {
+            return index;
+        }
+    }
+    if (full_name.empty() && known.size() == 1) {
+        return known.front();
+    }
+    // The name in an update's sub-head may lack the sub-channel, which its data tell.
+    subhead_values head;
+    const bool is_update =
+        checker_.read_subhead(subhead, head) && checker_.is_slow(head) && file_.layout.is_update_type(head.dtype);
+    if (is_dictionary_whole_ || (full_name.empty() && (is_update || !known.empty()))) {
+        return no_index;
+    }
+    channel added;
+    added.name = full_name.empty() ? short_name : full_name;
+    added.subhead = short_name;
+    added.is_listed = false;
+    file_.lose("channel " + added.name + ": known by its records only");
+    known.push_back(static_cast<std::uint32_t>(file_.channels.size()));
+    file_.channels.push_back(std::move(added));
+    return known.back();
+}
+
+void channel_names::correct_index(std::uint32_t listed, const std::vector<row_values>& rows)
+{
+    auto& target = file_.channels[listed];
+    std::set<std::int32_t> carried;
+    std::size_t looked_at = 0;
+    for (const auto& row : rows) {
+        subhead_values head;
+        unsigned char index[sizeof(std::int32_t)];
+        if (looked_at == most_looked_at || !target.environment_index) {
+            break;
+        }
+        if (!row.is_empty() && checker_.read_subhead(row.chhd, head) && head.name.text == target.subhead &&
+            block_type(head.dtype) == TROX_ENV_BLOCK && checker_.is_slow(head) &&
+            file_.file.read(row.data, index, sizeof index)) {
+            carried.insert(trox_detail::load_big_endian<std::int32_t>(index));
+            ++looked_at;
+        }
+    }
+    if (looked_at < 2 || carried.size() != 1 || *carried.begin() == *target.environment_index) {
+        return;
+    }
+    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its environment index is " +
+                                   std::to_string(*carried.begin()));
+    target.environment_index = *carried.begin();
+    for (auto& [key, index] : file_.environment) {
+        index = key == target.key ? *carried.begin() : index;
+    }
+}
+
+void channel_names::correct(std::uint32_t listed, const std::vector<row_values>& rows)
+{
+    correct_index(listed, rows);
+    auto& target = file_.channels[listed];
+    std::string short_name;
+    std::string full_name;
+    std::set<std::pair<std::string, std::string>> carried;
+    std::size_t looked_at = 0;
+    for (const auto& row : rows) {
+        if (row.is_empty() || !read_names(row.chhd, row.data, short_name, full_name)) {
+            continue;
+        }
+        if (short_name == target.subhead && (full_name.empty() || full_name == target.name)) {
+            return;
+        }
+        carried.emplace(short_name, full_name);
+        if (++looked_at == most_looked_at) {
+            break;
+        }
+    }
+    if (carried.size() != 1) {
+        return;
+    }
+    std::tie(short_name, full_name) = *carried.begin();
+    const auto colon = target.name.find(':');
+    const auto name = !full_name.empty()           ? full_name
+                      : colon == std::string::npos ? short_name
+                                                   : short_name + target.name.substr(colon);
+    const auto known = by_subhead_.find(short_name);
+    const auto has_name = [&](std::uint32_t index) {
+        return index != listed && (full_name.empty() || file_.channels[index].name == name);
+    };
+    if (known != by_subhead_.end() && std::any_of(known->second.begin(), known->second.end(), has_name)) {
+        return; // the records are another channel's
+    }
+    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its name is " + name);
+    auto& old = by_subhead_[target.subhead];
+    old.erase(std::remove(old.begin(), old.end(), listed), old.end());
+    target.name = name;
+    target.subhead = short_name;
+    by_subhead_[short_name].push_back(listed);
+}
+
+bool channel_names::name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data)
+{
+    std::string short_name;
+    std::string full_name;
+    if (!read_names(subhead, data, short_name, full_name)) {
+        return false;
+    }
+    auto& known = by_subhead_[short_name];
+    for (auto& index : known) {
+        auto& other = file_.channels[index];
+        if (other.is_listed || !(full_name.empty() ? known.size() == 1 : other.name == full_name)) {
+            continue;
+        }
+        // Described under this name, and not in the dictionary under another.
+        auto& target = file_.channels[nameless];
+        target.name = other.name;
+        target.server = other.server;
+        other.lost = "is in the dictionary, under a damaged entry";
+        target.subhead = short_name;
+        index = nameless;
+        return true;
+    }
+    if (!known.empty() && full_name.empty()) {
+        return false;
+    }
+    auto& target = file_.channels[nameless];
+    target.name = full_name.empty() ? short_name : full_name;
+    target.subhead = short_name;
+    known.push_back(nameless);
+    return true;
+}
+
+} // namespace trox::recovery

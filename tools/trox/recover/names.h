@@ -1,0 +1,47 @@
+// Which channel a basket or a column belongs to, by the names that its records carry.
+#ifndef TROX_RECOVER_NAMES_H
+#define TROX_RECOVER_NAMES_H
+
+#include "found.h"
+#include "record_check.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace trox::recovery
+{
+
+/// True when bytes that could be anything can be a sub-head.
+bool looks_like_subhead(const subhead_values& head) noexcept;
+
+class channel_names
+{
+public:
+    channel_names(found& file, record_checker& checker);
+
+    /// The channel of the records that begin at a sub-head, with the data at `data`; `no_index` when there is none, or
+    /// more than one that it can be. Where the dictionary is not whole, a channel may be added for it.
+    std::uint32_t find(std::uint64_t subhead, std::uint64_t data);
+
+    /// Gives a channel whose dictionary entry cannot be read the name that its records carry; false when they carry
+    /// none, or that of another channel.
+    bool name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data);
+
+    /// Corrects the name of a dictionary entry when the first records of its column all carry another, one that no
+    /// channel has; its environment index likewise.
+    void correct(std::uint32_t listed, const std::vector<row_values>& rows);
+
+private:
+    void correct_index(std::uint32_t listed, const std::vector<row_values>& rows);
+    bool read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name, std::string& full_name);
+
+    found& file_;
+    record_checker& checker_;
+    bool is_dictionary_whole_;
+    std::unordered_map<std::string, std::vector<std::uint32_t>> by_subhead_;
+};
+
+} // namespace trox::recovery
+
+#endif

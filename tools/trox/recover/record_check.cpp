@@ -1,0 +1,296 @@
+#include "record_check.h"
+
+#include "detail/big_endian.h"
+#include "event_util.h"
+#include "tables.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <zlib.h>
+
+#ifdef TROX_WITH_LZO
+#include <lzo/lzo1x.h>
+#endif
+
+namespace trox::recovery
+{
+namespace
+{
+
+constexpr std::uint64_t longest_record = std::numeric_limits<std::int32_t>::max();
+
+bool can_expand_to(std::uint64_t zipped, std::uint64_t original, bool lzo) noexcept
+{
+    constexpr std::uint64_t zlib_ratio = 1032;
+    constexpr std::uint64_t lzo_ratio = 256;
+    constexpr std::uint64_t allowance = 64;
+    return original <= zipped * (lzo ? lzo_ratio : zlib_ratio) + allowance; // both are 32-bit counts
+}
+
+// Least bytes of a payload; nothing for a type that no reader knows. Only the type and the length decide whether a
+// payload converts, so that a bare length can be asked about.
+bool converts(std::int32_t dtype, std::uint64_t length)
+{
+    constexpr std::size_t longest_head = 512;
+    std::array<unsigned char, longest_head> bytes{};
+    const auto asked = static_cast<int>(std::min<std::uint64_t>(length, bytes.size()));
+    return trox_convert_data(bytes.data(), bytes.data(), dtype, asked) == 0;
+}
+
+} // namespace
+
+struct record_checker::stream {
+    stream()
+    {
+        is_ready = inflateInit(&zlib) == Z_OK;
+    }
+    ~stream()
+    {
+        if (is_ready) {
+            inflateEnd(&zlib);
+        }
+    }
+    stream(const stream&) = delete;
+    stream& operator=(const stream&) = delete;
+    z_stream zlib{};
+    bool is_ready;
+};
+
+record_checker::record_checker(found& file)
+    : found_(file), stream_(std::make_unique<stream>()), budget_(4 * file.file.length())
+{
+}
+record_checker::~record_checker() = default;
+
+bool record_checker::read_subhead(std::uint64_t position, subhead_values& head)
+{
+    bytes_.resize(std::max(bytes_.size(), found_.layout.sizes().subhead));
+    if (!found_.file.read(position, bytes_.data(), found_.layout.sizes().subhead)) {
+        return false;
+    }
+    head = found_.layout.subhead(bytes_.data());
+    return true;
+}
+
+bool record_checker::is_slow(const subhead_values& head) const noexcept
+{
+    return !head.is_zipped() && (found_.layout.is_update_type(head.dtype) || block_type(head.dtype) == TROX_ENV_BLOCK);
+}
+
+std::size_t record_checker::slow_size(const subhead_values& head) const noexcept
+{
+    return found_.layout.is_update_type(head.dtype) ? found_.layout.sizes().update : sizeof(trox_env_data_block);
+}
+
+bool record_checker::slow_time(const subhead_values& head, std::uint64_t data, time_stamp& time)
+{
+    const auto size = slow_size(head);
+    bytes_.resize(std::max(bytes_.size(), size));
+    if (!found_.file.read(data, bytes_.data(), size)) {
+        return false;
+    }
+    if (found_.layout.is_update_type(head.dtype)) {
+        time = found_.layout.update(bytes_.data()).time;
+        return true;
+    }
+    const auto block = trox_detail::load_record<trox_env_data_block>(bytes_.data());
+    time = {trox_detail::big_endian(block.env_ch_time.timeup), trox_detail::big_endian(block.env_ch_time.timelow)};
+    return true;
+}
+
+std::string record_checker::check_slow(const channel& of, const subhead_values& head, std::uint64_t data)
+{
+    const auto size = slow_size(head);
+    bytes_.resize(std::max(bytes_.size(), size));
+    if (!found_.file.read(data, bytes_.data(), size)) {
+        return "its data lie outside the file, or cannot be read";
+    }
+    if (found_.layout.is_update_type(head.dtype)) {
+        const auto update = found_.layout.update(bytes_.data());
+        if (!of.name.empty() && update.name.text != of.name) {
+            return "its data carry the name of another channel";
+        }
+        return {};
+    }
+    const auto index = trox_detail::load_big_endian<std::int32_t>(bytes_.data());
+    if (of.environment_index && index != *of.environment_index) {
+        return "its data carry the index of another channel";
+    }
+    return {};
+}
+
+checked_record record_checker::check(const channel& of, std::uint64_t subhead, std::uint64_t data, std::uint64_t end)
+{
+    checked_record record;
+    const auto size = found_.layout.sizes().subhead;
+    if (subhead > end || size > end - subhead || !read_subhead(subhead, record.head)) {
+        record.damage = "its sub-head lies outside the basket, or cannot be read";
+        return record;
+    }
+    if (record.head.name.text != of.subhead) {
+        record.damage = "its sub-head does not carry the channel's name";
+        return record;
+    }
+    record.is_slow = is_slow(record.head);
+    const auto room = end - subhead - size;
+    if (record.is_slow) {
+        const auto bytes = slow_size(record.head);
+        record.data = data;
+        record.stored = static_cast<std::uint32_t>(bytes);
+        record.length = size + bytes;
+        const bool fits = data <= end && bytes <= end - data;
+        record.damage = record.head.ldata < 0 ? "its length is negative"
+                        : fits                ? check_slow(of, record.head, data)
+                                              : std::string("its data lie outside the basket");
+        return record;
+    }
+    if (record.head.ldata < 0 || static_cast<std::uint64_t>(record.head.ldata) > size + room) {
+        record.damage = "its length passes the end of the basket";
+        return record;
+    }
+    record.data = subhead + size;
+    if (record.head.is_zipped()) {
+        check_zipped(record, room);
+    } else {
+        check_plain(record);
+    }
+    return record;
+}
+
+void record_checker::check_type(checked_record& record, std::uint64_t payload) const
+{
+    if (converts(record.head.dtype, payload)) {
+        return;
+    }
+    const auto type = std::to_string(block_type(record.head.dtype));
+    if (converts(record.head.dtype, 0)) {
+        record.damage = "its payload is too short for block type " + type;
+    } else if (record.head.is_zipped() || !found_.options.keep_unknown_types) {
+        record.damage = "block type " + type + " is not known";
+    }
+}
+
+void record_checker::check_plain(checked_record& record) const
+{
+    const auto size = found_.layout.sizes().subhead;
+    const auto length = static_cast<std::uint64_t>(record.head.ldata);
+    record.stored = static_cast<std::uint32_t>(length > size ? length - size : 0);
+    record.length = size + record.stored;
+    if (record.stored > 0) {
+        check_type(record, record.stored);
+    }
+}
+
+void record_checker::check_zipped(checked_record& record, std::uint64_t room)
+{
+    unsigned char head[sizeof(trox_zip_header)];
+    if (sizeof head > room || !found_.file.read(record.data, head, sizeof head)) {
+        record.damage = "its zip header passes the end of the basket";
+        return;
+    }
+    record.zip.zip_flags = trox_detail::load_big_endian<std::uint32_t>(head);
+    record.zip.orig_length = trox_detail::load_big_endian<std::uint32_t>(head + 4);
+    record.zip.zipp_length = trox_detail::load_big_endian<std::uint32_t>(head + 8);
+    record.data += sizeof head;
+    record.stored = record.zip.zipp_length;
+    const bool zlib = (record.zip.zip_flags & trox_zip_zlib) != 0;
+    const bool lzo = !zlib && (record.zip.zip_flags & trox_zip_lzo) != 0;
+    if (record.zip.zipp_length > room - sizeof head) {
+        record.damage = "its compressed bytes pass the end of the basket";
+        return;
+    }
+    const auto size = found_.layout.sizes().subhead;
+    record.length = size + sizeof head + record.stored;
+    if (record.stored == 0 || record.zip.orig_length == 0) {
+        record.damage = "it is compressed, and empty";
+    } else if (!zlib && !lzo) {
+        record.damage = "its compressor is not known";
+    } else if (record.length > longest_record || record.zip.orig_length > longest_record - size ||
+               !can_expand_to(record.zip.zipp_length, record.zip.orig_length, lzo)) {
+        record.damage = "its lengths before and after compression do not fit each other";
+    } else if (record.stored > budget_) {
+        record.damage = "the file holds fewer compressed bytes than its records announce";
+    } else {
+        budget_ -= record.stored;
+        record.damage = zlib ? unpack_zlib(record) : unpack_lzo(record);
+    }
+    if (record.damage.empty()) {
+        check_type(record, record.zip.orig_length);
+    }
+}
+
+// Inflates into nowhere: only whether it works, and the length, are asked for.
+std::string record_checker::unpack_zlib(const checked_record& record)
+{
+    constexpr std::size_t piece = std::size_t{64} << 10;
+    const std::string failed = "it does not decompress";
+    auto& zlib = stream_->zlib;
+    if (!stream_->is_ready || inflateReset(&zlib) != Z_OK) {
+        return "no memory to decompress it";
+    }
+    bytes_.resize(std::max(bytes_.size(), 2 * piece));
+    auto* const in = bytes_.data();
+    auto* const out = in + piece;
+    std::uint64_t produced = 0;
+    std::uint64_t left = record.stored;
+    auto at = record.data;
+    int state = Z_OK;
+    while (state == Z_OK && left > 0) {
+        const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece));
+        if (!found_.file.read(at, in, count)) {
+            return "its compressed bytes cannot be read";
+        }
+        at += count;
+        left -= count;
+        zlib.next_in = in;
+        zlib.avail_in = static_cast<uInt>(count);
+        do {
+            zlib.next_out = out;
+            zlib.avail_out = piece;
+            state = inflate(&zlib, Z_NO_FLUSH);
+            produced += piece - zlib.avail_out;
+        } while (state == Z_OK && (zlib.avail_in > 0 || zlib.avail_out == 0) && produced <= record.zip.orig_length);
+        if (state == Z_BUF_ERROR && left > 0) {
+            state = Z_OK; // wants more
+        }
+        if (produced > record.zip.orig_length) {
+            return "it decompresses to another length";
+        }
+    }
+    if (state != Z_STREAM_END) {
+        return failed;
+    }
+    return produced == record.zip.orig_length ? std::string() : "it decompresses to another length";
+}
+
+std::string record_checker::unpack_lzo([[maybe_unused]] const checked_record& record)
+{
+#ifdef TROX_WITH_LZO
+    static const int init_error = lzo_init();
+    if (init_error != LZO_E_OK) {
+        return "it does not decompress";
+    }
+    std::vector<unsigned char> memory;
+    try {
+        memory.resize(std::size_t{record.stored} + record.zip.orig_length);
+    } catch (const std::bad_alloc&) {
+        return "no memory to decompress it";
+    }
+    if (!found_.file.read(record.data, memory.data(), record.stored)) {
+        return "its compressed bytes cannot be read";
+    }
+    lzo_uint produced = record.zip.orig_length;
+    if (lzo1x_decompress_safe(memory.data(), record.stored, memory.data() + record.stored, &produced, nullptr) !=
+        LZO_E_OK) {
+        return "it does not decompress";
+    }
+    return produced == record.zip.orig_length ? std::string() : "it decompresses to another length";
+#else
+    return "this build decompresses no LZO records, so that it cannot be checked";
+#endif
+}
+
+} // namespace trox::recovery

@@ -1,0 +1,223 @@
+#include "result.h"
+
+#include <algorithm>
+#include <map>
+#include <unordered_set>
+
+namespace trox::recovery
+{
+namespace
+{
+
+class report_maker
+{
+public:
+    report_maker(found& file, const written_file& written) : file_(file), written_(written), result_(file.result) {}
+
+    void run()
+    {
+        results_.resize(file_.channels.size());
+        for (std::size_t i = 0; i < results_.size(); ++i) {
+            results_[i].name = file_.channels[i].name;
+        }
+        count_written();
+        add_events();
+        add_damaged();
+        add_unplaced();
+        add_missing();
+        add_uncounted();
+        for (std::size_t i = 0; i < results_.size(); ++i) {
+            if (!results_[i].name.empty() && (file_.channels[i].lost.empty() || results_[i].lost > 0)) {
+                result_.channels.push_back(results_[i]);
+            }
+        }
+        const bool is_complete = result_.lost_events.empty() && result_.lost_records.empty() && !file_.has_loss;
+        result_.end = is_complete ? outcome::complete : outcome::partial;
+    }
+
+private:
+    static std::uint64_t key(std::uint32_t channel, std::uint32_t event)
+    {
+        return std::uint64_t{channel} << 32U | event;
+    }
+
+    void count_written()
+    {
+        result_.events = written_.events.size();
+        for (std::size_t i = 0; i < written_.records.size(); ++i) {
+            for (const auto index : written_.records[i]) {
+                const auto& one = file_.records[index];
+                recovered_.insert(key(one.channel, one.event));
+                ++(one.by_match ? results_[one.channel].by_match : results_[one.channel].by_row);
+                ++result_.records;
+            }
+        }
+    }
+
+    void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason)
+    {
+        lost_record lost;
+        if (channel != no_index) {
+            lost.channel = file_.channels[channel].name;
+            ++results_[channel].lost;
+        }
+        if (event != no_index) {
+            lost.event = file_.events[event].head.number;
+        }
+        lost.offset = offset;
+        lost.reason = reason;
+        result_.lost_records.push_back(std::move(lost));
+    }
+
+    void add_events()
+    {
+        std::uint64_t rebuilt = 0;
+        for (const auto& one : file_.events) {
+            if (!one.lost.empty()) {
+                result_.lost_events.push_back({one.head.number, one.position, one.lost});
+            }
+            rebuilt += one.is_rebuilt ? 1 : 0;
+        }
+        if (rebuilt > 0) {
+            file_.lose(
+                std::to_string(rebuilt) +
+                " event headers cannot be read: number, time and type are from the event index; trigger mask and "
+                "status are unknown, and written as 0");
+        }
+        std::uint64_t blocks = 0;
+        for (const auto& one : file_.blocks) {
+            if (one.event == no_index) {
+                result_.lost_events.push_back(
+                    {std::nullopt, one.position, "a server block of which the event cannot be told"});
+            }
+            blocks += one.is_rebuilt ? 1 : 0;
+        }
+        if (blocks > 0) {
+            file_.lose(std::to_string(blocks) +
+                       " server block heads cannot be read: their records are in blocks without a name");
+        }
+        add_missing_blocks();
+    }
+
+    // Events that have fewer blocks than they count.
+    void add_missing_blocks()
+    {
+        if (file_.are_blocks_whole) {
+            return;
+        }
+        std::unordered_map<std::uint32_t, std::int64_t> blocks;
+        for (const auto& one : file_.blocks) {
+            ++blocks[one.event];
+        }
+        for (std::uint32_t i = 0; i < file_.events.size(); ++i) {
+            const auto& one = file_.events[i];
+            if (!one.is_rebuilt && one.lost.empty() && blocks[i] < one.head.blocks) {
+                result_.lost_events.push_back(
+                    {one.head.number, one.position,
+                     "server blocks of the event cannot be found: " + std::to_string(one.head.blocks - blocks[i])});
+            }
+        }
+    }
+
+    // Records that are damaged, refused, or of an event that is lost.
+    void add_damaged()
+    {
+        for (const auto& one : file_.records) {
+            if (!one.damage.empty()) {
+                lose_record(one.channel, one.event, one.subhead, one.damage);
+            } else if (recovered_.count(key(one.channel, one.event)) == 0) {
+                lose_record(one.channel, one.event, one.subhead, "its event is lost");
+            }
+        }
+    }
+
+    // Rows that lead nowhere, and records that no row leads to: they are the same records, as far as their numbers go.
+    void add_unplaced()
+    {
+        std::map<std::uint32_t, std::uint64_t> rows;
+        for (const auto& one : file_.bad_rows) {
+            ++rows[one.channel];
+        }
+        for (auto& [channel, count] : rows) {
+            if (channel != no_index) {
+                count -= std::min(count, results_[channel].by_match);
+            }
+        }
+        auto left = rows;
+        for (const auto& one : file_.orphans) {
+            auto& count = left[one.channel];
+            if (count > 0) {
+                --count; // told with its row, which may know the event
+                continue;
+            }
+            lose_record(one.channel, one.event, one.subhead,
+                        one.damage.empty() ? "no event can be told for it with certainty" : one.damage);
+        }
+        for (const auto& one : file_.bad_rows) {
+            const bool is_recovered =
+                one.channel != no_index && one.event != no_index && recovered_.count(key(one.channel, one.event)) > 0;
+            auto& count = rows[one.channel];
+            if (count > 0 && !is_recovered) {
+                --count;
+                lose_record(one.channel, one.event, one.position, one.reason);
+            }
+        }
+    }
+
+    // Records that the dictionary counts, where the pointers table is not there to tell.
+    void add_missing()
+    {
+        const auto& pointers = file_.table(item::pointers);
+        if (pointers.is_there() && !pointers.cut && file_.columns >= file_.listed) {
+            return;
+        }
+        for (std::size_t i = 0; i < file_.listed; ++i) {
+            const auto& known = results_[i];
+            const auto have = known.by_row + known.by_match + known.lost;
+            if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
+                const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
+                results_[i].lost += missing - 1;
+                lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
+                            std::to_string(missing) + " records that the dictionary counts cannot be found");
+            }
+        }
+    }
+
+    // Records that server blocks count, where dictionary or pointers table are not there to tell.
+    void add_uncounted()
+    {
+        const auto& pointers = file_.table(item::pointers);
+        const auto& dictionary = file_.table(item::dictionary);
+        if (pointers.is_there() && !pointers.cut && dictionary.is_there() && !dictionary.cut) {
+            return;
+        }
+        std::int64_t counted = 0;
+        for (const auto& one : file_.blocks) {
+            counted += one.is_rebuilt ? 0 : one.head.nchan;
+        }
+        std::uint64_t have = result_.records;
+        for (const auto& one : results_) {
+            have += one.lost;
+        }
+        if (counted > 0 && static_cast<std::uint64_t>(counted) > have) {
+            lose_record(no_index, no_index, 0,
+                        std::to_string(static_cast<std::uint64_t>(counted) - have) +
+                            " records that the server blocks count cannot be found");
+        }
+    }
+
+    found& file_;
+    const written_file& written_;
+    report& result_;
+    std::vector<channel_result> results_;
+    std::unordered_set<std::uint64_t> recovered_; // channel and event
+};
+
+} // namespace
+
+void complete_report(found& file, const written_file& written)
+{
+    report_maker(file, written).run();
+}
+
+} // namespace trox::recovery
