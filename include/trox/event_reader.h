@@ -73,7 +73,7 @@ struct selection {
 struct reading_options {
     std::size_t memory_budget = std::size_t{256}
                                 << 20; ///< bytes for decoded records, those that a caller holds included
-    unsigned threads = 0;              ///< that decode; 0: one per processor
+    unsigned threads = 0; ///< that decode, 256 at most, and fewer when the system gives no more; 0: one per processor
     bool skip_bad_records = true; ///< take records that cannot be decoded for missing ones; else throw (damaged_record)
 };
 

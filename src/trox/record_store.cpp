@@ -1,6 +1,7 @@
 #include "trox/record_store.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace trox::detail
 {
@@ -14,9 +15,12 @@ constexpr std::size_t largest_batch_bytes = std::size_t{4} << 20;
 constexpr std::size_t first_grant = std::size_t{1} << 20;
 constexpr std::size_t longest_run = 4096;
 
+/// More would only wait for each other.
+constexpr unsigned most_threads = 256;
+
 unsigned threads_or_all(unsigned threads)
 {
-    return threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency());
+    return std::min(threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency()), most_threads);
 }
 
 } // namespace
@@ -28,10 +32,13 @@ record_store::record_store(std::size_t channels, row_cache& rows, std::size_t bu
       depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)),
       pool_(std::make_shared<memory_pool>(budget - budget / 8)), channels_(channels)
 {
-    // The reader's thread decodes as well, while it waits.
     const unsigned workers = threads_or_all(threads) - (threads == 1 ? 1 : 0);
-    for (unsigned i = 0; i < workers; ++i) {
-        workers_.emplace_back([this] { work(); });
+    workers_.reserve(workers);
+    try {
+        for (unsigned i = 0; i < workers; ++i) {
+            workers_.emplace_back([this] { work(); });
+        }
+    } catch (const std::exception&) { // the reader's thread decodes as well, while it waits: fewer do, or none
     }
 }
 
