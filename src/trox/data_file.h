@@ -51,7 +51,8 @@ class channel_decoder
 {
 public:
     virtual ~channel_decoder() = default;
-    /// Decodes the record of a row into `arena`. On failure false, and nothing is left in the arena.
+    /// Decodes the record of a row, if there is such a row, into `arena`. On failure false, and nothing is left in the
+    /// arena.
     virtual bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) = 0;
     /// Why the last record could not be decoded.
     virtual std::string reason() const = 0;
@@ -77,6 +78,7 @@ public:
     /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
     virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
                                                      decode_workspace& workspace) const = 0;
+    /// Position of a record's sub-head; 0 for a row that is not there.
     virtual std::uint64_t offset(std::size_t channel, std::uint32_t row) const = 0;
 };
 
@@ -88,8 +90,21 @@ struct dictionary_channel {
     std::uint32_t count = 0;
 };
 
+/// Tells whether a path still leads to the file that it led to.
+struct file_identity {
+    std::uint64_t inode = 0;
+    std::int64_t size = 0;
+    std::int64_t second = 0; ///< of the last change
+    std::int64_t nanosecond = 0;
+
+    bool operator==(const file_identity&) const = default;
+};
+/// Throws error (input_output).
+file_identity identity_of(int fd, const std::string& path);
+
 /// What the tables tell without the rows.
 struct file_contents {
+    file_identity identity{};
     file_info info{};
     std::vector<dictionary_channel> dictionary{};
     std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
@@ -97,8 +112,9 @@ struct file_contents {
 
 /// Reads the tables of a file of any generation. Throws error.
 file_contents read_contents(const std::string& path);
-/// Loads the rows of channels; one that the file does not know has none. Throws error.
-std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format,
+/// Loads the rows of channels; one that the file does not know has none. Throws error, also when the path leads to
+/// another file than the one of that identity, or to one that was changed.
+std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format, const file_identity& identity,
                                            const std::vector<std::string>& channels);
 
 } // namespace trox::detail

@@ -57,15 +57,19 @@ inline void expect_table(int code, const char* table, const std::string& path)
     throw error(fault::bad_file, std::string(table) + " " + what, {path});
 }
 
-/// Opens a file and reads its reference table, event index and dictionary.
-template <class G> void load_small_tables(const std::string& path, loaded_file<G>& file)
+template <class G> void open_file(const std::string& path, loaded_file<G>& file)
 {
-    using traits = channel_traits<G>;
     file.name = path;
     file.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file.fd < 0) {
         throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
     }
+}
+
+/// Reads the reference table, event index and dictionary of an open file.
+template <class G> void load_small_tables(const std::string& path, loaded_file<G>& file)
+{
+    using traits = channel_traits<G>;
     file.length = ::lseek(file.fd, 0, SEEK_END);
     const auto tail_length = static_cast<std::size_t>(std::min<std::int64_t>(file.length, traits::trailer_size));
     std::vector<unsigned char> tail(tail_length);
@@ -153,8 +157,10 @@ template <class G> std::vector<channel_info> descriptions_of(const loaded_file<G
 template <class G> file_contents typed_file<G>::contents(const std::string& path)
 {
     loaded_file<G> file;
-    load_small_tables(path, file);
+    open_file(path, file);
     file_contents result;
+    result.identity = identity_of(file.fd, path);
+    load_small_tables(path, file);
     result.info.path = path;
     result.info.format = typed_file<G>::format;
     result.info.size = static_cast<std::uint64_t>(file.length);
@@ -245,7 +251,7 @@ template <class G> class typed_rows final : public file_rows
 public:
     using row_type = typename G::chan_ptr_entry;
 
-    typed_rows(const std::string& path, const std::vector<std::string>& channels);
+    typed_rows(const std::string& path, const file_identity& identity, const std::vector<std::string>& channels);
 
     const std::shared_ptr<const std::string>& path() const override
     {
@@ -268,9 +274,10 @@ public:
     }
     std::uint64_t offset(std::size_t channel, std::uint32_t row) const override
     {
-        return static_cast<std::uint64_t>(row_at(channel, row).chhd);
+        return row < counts_[channel] ? static_cast<std::uint64_t>(row_at(channel, row).chhd) : 0;
     }
 
+    /// A row below the channel's number of rows.
     const row_type& row_at(std::size_t channel, std::uint32_t row) const
     {
         return file_.ecp_tab->entries[channel * static_cast<std::size_t>(file_.ecp_tab->maxev) + row];
@@ -319,11 +326,16 @@ private:
 };
 
 template <class G>
-typed_rows<G>::typed_rows(const std::string& path, const std::vector<std::string>& channels)
+typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity,
+                          const std::vector<std::string>& channels)
     : path_(std::make_shared<std::string>(path)), names_(channels), counts_(channels.size()),
       block_types_(channels.size()), baskets_(channels.size())
 {
     using traits = channel_traits<G>;
+    open_file(path, file_);
+    if (identity_of(file_.fd, path) != identity) {
+        throw error(fault::bad_file, "was changed since it was opened", {path});
+    }
     load_small_tables(path, file_);
     typename G::chan_pointers_table* table = nullptr;
     const int code = traits::read_pointers_table_by_list(static_cast<std::size_t>(file_.length), file_.ref_tbl.get(),
@@ -551,6 +563,10 @@ typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, 
 
 template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena& arena, decoded_record& out)
 {
+    if (row >= rows_.rows(channel_)) {
+        failure_ = decode_failure::outside;
+        return false;
+    }
     const trox_detail::message_silencer quiet;
     trox_detail::record_decoder<G, windowed_source, batch_arena> decoder(source_, arena);
     typename G::channel_entry entry{};
@@ -577,9 +593,10 @@ template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena&
 }
 
 template <class G>
-std::shared_ptr<const file_rows> typed_file<G>::rows(const std::string& path, const std::vector<std::string>& channels)
+std::shared_ptr<const file_rows> typed_file<G>::rows(const std::string& path, const file_identity& identity,
+                                                     const std::vector<std::string>& channels)
 {
-    return std::make_shared<typed_rows<G>>(path, channels);
+    return std::make_shared<typed_rows<G>>(path, identity, channels);
 }
 
 } // namespace trox::detail

@@ -329,7 +329,7 @@ channel_details data_set::inspect(std::size_t channel) const
         if (!files_->has(i, channel)) {
             continue;
         }
-        const auto rows = detail::load_rows(files()[i].path, files()[i].format, {info.name});
+        const auto rows = files_->load(i, {info.name});
         const detail::stored_channel stored = rows->stored(0);
         details.stored_bytes += stored.end - stored.begin;
         if (is_first) {
@@ -357,7 +357,7 @@ std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& cha
         }
         const file_info& info = files()[file];
         try {
-            const auto rows = present.empty() ? nullptr : detail::load_rows(info.path, info.format, names);
+            const auto rows = present.empty() ? nullptr : files_->load(file, names);
             for (std::size_t i = 0; i < present.size(); ++i) {
                 const detail::channel_column column = rows->column(i);
                 channel_stamps& stamps = result[present[i]];

@@ -60,6 +60,7 @@ void open_files::add(file_contents contents)
         has_records[known->second] = has_records[known->second] || entry.count > 0;
     }
     files_.push_back(std::move(contents.info));
+    identities_.push_back(contents.identity);
     has_records_.push_back(std::move(has_records));
 }
 
@@ -73,6 +74,11 @@ bool open_files::has(std::size_t file, std::size_t channel) const
 {
     const auto& known = has_records_[file];
     return channel < known.size() && known[channel];
+}
+
+std::shared_ptr<const file_rows> open_files::load(std::size_t file, const std::vector<std::string>& channels) const
+{
+    return load_rows(files_[file].path, files_[file].format, identities_[file], channels);
 }
 
 row_cache::row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels)
@@ -99,9 +105,8 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
     while (recent_.size() >= files_->most_open()) {
         recent_.pop_back();
     }
-    const file_info& info = files_->files()[file];
     try {
-        recent_.emplace_front(file, load_rows(info.path, info.format, names_));
+        recent_.emplace_front(file, files_->load(file, names_));
     } catch (const error& failure) {
         if (throws_) {
             throw;

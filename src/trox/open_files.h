@@ -38,6 +38,8 @@ public:
     std::optional<std::size_t> find(std::string_view name) const;
     /// Whether a file has records of a channel.
     bool has(std::size_t file, std::size_t channel) const;
+    /// Loads the rows of channels. Throws error, also when the file was changed or replaced since it was opened.
+    std::shared_ptr<const file_rows> load(std::size_t file, const std::vector<std::string>& channels) const;
     std::size_t most_open() const noexcept
     {
         return most_open_;
@@ -47,6 +49,7 @@ private:
     void add(file_contents contents);
 
     std::vector<file_info> files_;
+    std::vector<file_identity> identities_; // of the files
     std::vector<skipped_file> skipped_;
     std::vector<channel_info> channels_;
     std::unordered_map<std::string, std::size_t> by_name_;

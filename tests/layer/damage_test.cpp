@@ -203,6 +203,23 @@ INSTANTIATE_TEST_SUITE_P(generations, damaged_records, testing::ValuesIn(all_for
 
 // --- files ----------------------------------------------------------------------------------------------
 
+/// Changes what the dictionary of a file of generation 2010 says of a channel with few records.
+void set_count(std::vector<unsigned char>& bytes, const std::string& channel, unsigned char count)
+{
+    using entry = trox_chan_dictionary_entry_2010;
+    constexpr std::size_t to_count = offsetof(entry, count) - offsetof(entry, chan_name) + sizeof(entry::count) - 1;
+    for (auto at = bytes.begin(); at != bytes.end(); ++at) {
+        at = std::search(at, bytes.end(), channel.begin(), channel.end());
+        ASSERT_NE(at, bytes.end()) << "no entry";
+        const auto position = static_cast<std::size_t>(at - bytes.begin()) + to_count;
+        // Sub-heads have the name as well, with something else there.
+        if (position < bytes.size() && bytes[position] == 4 && bytes[position - 1] == 0) {
+            bytes[position] = count;
+            return;
+        }
+    }
+}
+
 class bad_files : public testing::Test
 {
 protected:
@@ -303,6 +320,57 @@ TEST_F(bad_files, that_are_cut_after_opening_are_reported_while_the_others_are_r
     EXPECT_EQ(reader.report().skipped_files.size(), 1U);
     trox::event_reader unforgiving(data, {}, strict);
     EXPECT_EQ(error_of([&] { numbers_of(unforgiving); }).where().file, cut);
+}
+
+TEST_F(bad_files, that_are_replaced_after_opening_are_reported_while_the_others_are_read)
+{
+    const std::string replaced = good("b.raw", {3, 4, 5, 6});
+    const std::string other = small_file(directory_.file("other.raw")).machine(3, tenth(3), {{"T/B", 1.0F}}).finish();
+    const auto data = trox::data_set::open_files({good("a.raw", {1, 2}), replaced, good("c.raw", {7, 8})}, {true, 1});
+    trox::event_reader reading(data, {});
+    EXPECT_EQ(number_of(reading.at_number(6)), 6U); // its rows are known
+    EXPECT_EQ(number_of(reading.at_number(1)), 1U); // and given up for those of another file
+    std::filesystem::remove(replaced);
+    std::filesystem::rename(other, replaced); // without the channel, and with fewer rows
+    EXPECT_FALSE(reading.at_number(5));
+    EXPECT_EQ(number_of(reading.at_number(7)), 7U);
+    ASSERT_EQ(reading.report().skipped_files.size(), 1U);
+    EXPECT_EQ(reading.report().skipped_files[0].reason, "was changed since it was opened");
+
+    trox::event_reader later(data, {});
+    EXPECT_EQ(numbers_of(later), (numbers{1, 2, 7, 8}));
+    const auto stamps = data.stamps({0});
+    EXPECT_EQ(stamps[0].records.size(), 4U);
+    ASSERT_EQ(stamps[0].skipped.size(), 1U);
+    EXPECT_EQ(stamps[0].skipped[0].where.file, replaced);
+    EXPECT_EQ(stamps[0].skipped[0].reason, "was changed since it was opened");
+    trox::event_reader unforgiving(data, {}, strict);
+    const trox::error failure = error_of([&] { numbers_of(unforgiving); });
+    EXPECT_EQ(failure.why(), fault::bad_file);
+    EXPECT_EQ(failure.where().file, replaced);
+}
+
+TEST_F(bad_files, that_are_written_anew_with_fewer_records_give_gaps_and_no_fault)
+{
+    const std::string path = good("b.raw", {3, 4, 5, 6});
+    const auto data = trox::data_set::open_files({good("a.raw", {1, 2}), path}, {true, 1});
+    trox::event_reader reader(data, {});
+    EXPECT_EQ(number_of(reader.at_number(6)), 6U);
+    EXPECT_EQ(number_of(reader.at_number(1)), 1U);
+    // In place, of the same size and with the same time of change: only the dictionary tells.
+    const auto time = std::filesystem::last_write_time(path);
+    auto bytes = bytes_of(path);
+    set_count(bytes, "T/A", 1);
+    {
+        std::ofstream file(path, std::ios::binary | std::ios::in);
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+    std::filesystem::last_write_time(path, time);
+    EXPECT_EQ(number_of(reader.at_number(3)), 3U);
+    for (const std::uint64_t number : {5U, 6U}) {
+        EXPECT_FALSE(reader.at_number(number));
+    }
+    EXPECT_EQ(number_of(reader.at_number(1)), 1U);
 }
 
 TEST_F(bad_files, that_are_cut_while_they_are_read_give_gaps_and_no_fault)
