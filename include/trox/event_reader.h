@@ -136,7 +136,7 @@ private:
 ///     auto data = trox::data_set::open_run({"/catalogue", {"/data"}}, 1042);
 ///     trox::event_reader events(data, {{trox::pattern_from_text("LINAC.DIAG/TOROID/*")}});
 ///     for (const trox::event& event : events) {
-///         if (auto charge = event[0].trace()) { ... charge->samples ... }
+///         if (auto charge = event[0].trace()) { ... charge->samples ... } // none in an event without the channel
 ///     }
 ///
 /// One thread at a time; events and records may go to other threads.

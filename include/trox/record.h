@@ -104,7 +104,7 @@ class record
 public:
     record() = default;
 
-    /// Whether there is a record at all. Everything below wants one.
+    /// Whether there is a record at all. Without one everything below answers zero, an empty text, or none.
     explicit operator bool() const noexcept
     {
         return record_ != nullptr;
@@ -154,6 +154,8 @@ public:
     }
 
 private:
+    const detail::decoded_record& contents() const noexcept;
+
     std::shared_ptr<const detail::decoded_record> record_;
     std::size_t channel_ = 0;
     bool updated_ = false;
