@@ -74,7 +74,9 @@ struct reading_options {
     std::size_t memory_budget = std::size_t{256}
                                 << 20; ///< bytes for decoded records, those that a caller holds included
     unsigned threads = 0; ///< that decode, 256 at most, and fewer when the system gives no more; 0: one per processor
-    bool skip_bad_records = true; ///< take records that cannot be decoded for missing ones; else throw (damaged_record)
+    /// Take records that cannot be decoded for missing ones, and those that can never fit the budget; else throw
+    /// (damaged_record, input_output, out_of_budget).
+    bool skip_bad_records = true;
 };
 
 /// What reading met. Counts are of the events delivered so far by stepping in any direction; a range-for pass begins

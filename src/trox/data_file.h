@@ -29,6 +29,7 @@ struct bad_record {
     std::uint64_t offset = 0;
     std::optional<std::uint64_t> number{};
     std::string reason{};
+    fault why = fault::damaged_record;
 };
 
 /// The records of one channel in one file, without those whose event cannot be told.
@@ -55,7 +56,9 @@ public:
     /// arena.
     virtual bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) = 0;
     /// Why the last record could not be decoded.
-    virtual std::string reason() const = 0;
+    virtual record_failure failure() const noexcept = 0;
+    /// What is wrong with a record, as far as that can be told without room for it; nothing for one that seems sound.
+    virtual record_failure defect(std::uint32_t row) noexcept = 0;
 };
 
 /// How a channel's records lie in a file.

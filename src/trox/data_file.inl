@@ -9,6 +9,7 @@
 #include "generic/record_decoder.inl"
 #include "generic/record_index.h"
 #include "trox/data_file.h"
+#include "trox/stream_check.h"
 #include "trox/typed_file.h"
 
 #include <algorithm>
@@ -190,7 +191,7 @@ struct windowed_source {
     int subchan = -1; // whole records: members are told apart by who takes the values
 };
 
-inline std::string text_of(decode_failure failure)
+inline const char* text_of(decode_failure failure)
 {
     switch (failure) {
     case decode_failure::none:
@@ -212,7 +213,26 @@ inline std::string text_of(decode_failure failure)
     case decode_failure::no_memory:
         return "there is no memory for it";
     }
-    return {};
+    return "";
+}
+
+/// Why a record is not there, by what the decoder says, or by why a window could not read (0: it could).
+inline record_failure failure_of(decode_failure failure, int reading)
+{
+    using cause = record_failure::cause;
+    if (failure == decode_failure::none) {
+        return {};
+    }
+    if (failure == decode_failure::no_memory || reading == ENOMEM) {
+        return {cause::no_memory, text_of(decode_failure::no_memory)};
+    }
+    if (reading == file_window::cut) {
+        return {cause::unreadable, "its file was cut while it was read"};
+    }
+    if (reading != 0) {
+        return {cause::unreadable, "it cannot be read", reading};
+    }
+    return {cause::damaged, text_of(failure)};
 }
 
 /// Reads so much at once where records follow each other.
@@ -233,16 +253,19 @@ template <class G> class typed_decoder final : public channel_decoder
 public:
     typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes, decode_workspace& workspace);
     bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) override;
-    std::string reason() const override
+    record_failure failure() const noexcept override
     {
-        return text_of(failure_);
+        return failure_;
     }
+    record_failure defect(std::uint32_t row) noexcept override;
 
 private:
+    int reading_failure() const noexcept;
+
     const typed_rows<G>& rows_;
     std::size_t channel_;
     windowed_source source_;
-    decode_failure failure_ = decode_failure::none;
+    record_failure failure_{};
 };
 
 /// A file with the columns of some channels.
@@ -464,7 +487,9 @@ template <class G> channel_column typed_rows<G>::column(std::size_t channel) con
         const row_type& row = row_at(channel, row_number);
         const unsigned char* bytes = headers.fetch(static_cast<std::uint64_t>(row.evhd), sizeof event);
         if (bytes == nullptr) {
-            result.bad.push_back({static_cast<std::uint64_t>(row.chhd), {}, text_of(decode_failure::outside)});
+            const record_failure failure = failure_of(decode_failure::outside, headers.failure());
+            result.bad.push_back({static_cast<std::uint64_t>(row.chhd), {}, failure.reason(), failure.why()});
+            headers.forget_failure();
             continue;
         }
         channel_traits<G>::load(bytes, event);
@@ -564,15 +589,20 @@ typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, 
 template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena& arena, decoded_record& out)
 {
     if (row >= rows_.rows(channel_)) {
-        failure_ = decode_failure::outside;
+        failure_ = failure_of(decode_failure::outside, 0);
         return false;
     }
+    for (file_window* window : {source_.event_headers.window, source_.server_blocks.window, source_.channel}) {
+        window->forget_failure();
+    }
+    source_.channel->borrow_from(&arena);
     const trox_detail::message_silencer quiet;
     trox_detail::record_decoder<G, windowed_source, batch_arena> decoder(source_, arena);
     typename G::channel_entry entry{};
     const batch_arena::mark before = arena.position();
     const decode_outcome outcome = decoder.decode(&rows_.row_at(channel_, row), entry);
-    failure_ = decoder.failure();
+    source_.channel->borrow_from(nullptr);
+    failure_ = failure_of(decoder.failure(), reading_failure());
     if (outcome != decode_outcome::record) {
         arena.rewind(before);
         return false;
@@ -590,6 +620,39 @@ template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena&
     out.file = *rows_.path();
     out.offset = rows_.offset(channel_, row);
     return true;
+}
+
+/// Why one of the windows could not read; 0 when all could.
+template <class G> int typed_decoder<G>::reading_failure() const noexcept
+{
+    for (const file_window* window : {source_.event_headers.window, source_.server_blocks.window, source_.channel}) {
+        if (window->failure() != 0) {
+            return window->failure();
+        }
+    }
+    return 0;
+}
+
+template <class G> record_failure typed_decoder<G>::defect(std::uint32_t row) noexcept
+{
+    const std::uint64_t position = rows_.offset(channel_, row);
+    file_window& window = *source_.channel;
+    window.forget_failure();
+    typename G::subhead head{};
+    trox_zip_header zip{};
+    const unsigned char* bytes = window.fetch(position, sizeof head + sizeof zip);
+    if (bytes == nullptr) {
+        return {};
+    }
+    channel_traits<G>::load(bytes, head);
+    trox_detail::load_words(bytes + sizeof head, zip);
+    const bool is_zipped = (static_cast<unsigned>(head.error) & TROX_CHAN_ZIP_FLAG) != 0;
+    if (!is_zipped || (zip.zip_flags & trox_zip_zlib) == 0) {
+        return {};
+    }
+    const decode_failure found =
+        check_zlib_stream(window, position + sizeof head + sizeof zip, zip.zipp_length, zip.orig_length);
+    return failure_of(found, window.failure());
 }
 
 template <class G>

@@ -63,8 +63,9 @@ private:
     std::optional<event> deliver(std::size_t index, bool forward);
     void want(std::size_t index, bool forward);
     std::shared_ptr<const decoded_record> take(wanted_record& wanted, std::size_t channel);
+    void refuse_or_note(std::size_t channel, std::size_t at, const record_failure& failure);
     void note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
-                         std::optional<std::uint64_t> number, const std::string& reason);
+                         std::optional<std::uint64_t> number, fault why, const std::string& reason);
     bool lets_pass(const event& found, std::size_t index);
     void count_event(const event& found);
 

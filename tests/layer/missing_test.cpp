@@ -125,6 +125,7 @@ TEST_F(missing_channels, fail_with_their_name_and_event)
     trox::event_reader reader(*data_, selection(on_missing::fail, {"T/A", "T/B"}));
     const trox::error failure = error_of([&] { reader.first(); });
     EXPECT_EQ(failure.why(), trox::fault::missing_channel);
+    EXPECT_EQ(failure.where().file, directory_.file("a.raw"));
     EXPECT_EQ(failure.where().channel, "T/B");
     EXPECT_EQ(failure.where().event, 1U);
     // Nothing moved, and whole events can be read.
