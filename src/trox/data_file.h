@@ -113,10 +113,17 @@ struct file_contents {
     std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
 };
 
+/// Descriptors or memory are short, which says nothing of the file: who holds some may give them up.
+class out_of_resources : public error
+{
+public:
+    using error::error;
+};
+
 /// Reads the tables of a file of any generation. Throws error.
 file_contents read_contents(const std::string& path);
-/// Loads the rows of channels; one that the file does not know has none. Throws error, also when the path leads to
-/// another file than the one of that identity, or to one that was changed.
+/// Loads the rows of channels; one that the file does not know has none. Throws error (out_of_resources), also when the
+/// path leads to another file than the one of that identity, or to one that was changed.
 std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format, const file_identity& identity,
                                            const std::vector<std::string>& channels);
 

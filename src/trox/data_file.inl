@@ -18,6 +18,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
@@ -50,11 +51,13 @@ inline void expect_table(int code, const char* table, const std::string& path)
     if (code == TROX_EVUTL_OK) {
         return;
     }
-    const char* what = code == TROX_EVUTL_READ_ERROR      ? "cannot be read"
-                       : code == TROX_EVUTL_BAD_PATTERN   ? "does not begin as it must"
-                       : code == TROX_EVUTL_DOES_NOT_FIT  ? "does not fit the file"
-                       : code == TROX_EVUTL_OUT_OF_MEMORY ? "does not fit into memory"
-                                                          : "cannot be loaded";
+    if (code == TROX_EVUTL_OUT_OF_MEMORY) {
+        throw out_of_resources(fault::input_output, std::string(table) + " does not fit into memory", {path});
+    }
+    const char* what = code == TROX_EVUTL_READ_ERROR     ? "cannot be read"
+                       : code == TROX_EVUTL_BAD_PATTERN  ? "does not begin as it must"
+                       : code == TROX_EVUTL_DOES_NOT_FIT ? "does not fit the file"
+                                                         : "cannot be loaded";
     throw error(fault::bad_file, std::string(table) + " " + what, {path});
 }
 
@@ -62,6 +65,9 @@ template <class G> void open_file(const std::string& path, loaded_file<G>& file)
 {
     file.name = path;
     file.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file.fd < 0 && (errno == EMFILE || errno == ENFILE)) {
+        throw out_of_resources(fault::input_output, std::strerror(errno), {path});
+    }
     if (file.fd < 0) {
         throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
     }
@@ -233,6 +239,16 @@ inline record_failure failure_of(decode_failure failure, int reading)
         return {cause::unreadable, "it cannot be read", reading};
     }
     return {cause::damaged, text_of(failure)};
+}
+
+/// A piece of a file as a window gives it, where lack of memory says nothing of the file. Throws std::bad_alloc.
+inline const unsigned char* piece_of(file_window& window, std::uint64_t at, std::uint64_t size)
+{
+    const unsigned char* bytes = window.fetch(at, size);
+    if (bytes == nullptr && window.failure() == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    return bytes;
 }
 
 /// Reads so much at once where records follow each other.
@@ -458,7 +474,7 @@ template <class G> bool typed_rows<G>::holds_all_rows(std::size_t channel, file_
 template <class G> bool typed_rows<G>::is_update(file_window& window, const row_type& row) const
 {
     typename G::subhead head;
-    const unsigned char* bytes = window.fetch(static_cast<std::uint64_t>(row.chhd), sizeof head);
+    const unsigned char* bytes = piece_of(window, static_cast<std::uint64_t>(row.chhd), sizeof head);
     if (bytes == nullptr) {
         return false;
     }
@@ -485,7 +501,7 @@ template <class G> channel_column typed_rows<G>::column(std::size_t channel) con
     for (std::size_t i = 0; i < count; ++i) {
         const auto row_number = static_cast<std::uint32_t>(i);
         const row_type& row = row_at(channel, row_number);
-        const unsigned char* bytes = headers.fetch(static_cast<std::uint64_t>(row.evhd), sizeof event);
+        const unsigned char* bytes = piece_of(headers, static_cast<std::uint64_t>(row.evhd), sizeof event);
         if (bytes == nullptr) {
             const record_failure failure = failure_of(decode_failure::outside, headers.failure());
             result.bad.push_back({static_cast<std::uint64_t>(row.chhd), {}, failure.reason(), failure.why()});
@@ -559,7 +575,7 @@ template <class G> stored_channel typed_rows<G>::stored(std::size_t channel) con
     file_window window;
     window.look_at(identity_, file_.fd, span.begin, span.end, size);
     const auto position = static_cast<std::uint64_t>(row_at(channel, 0).chhd);
-    if (const unsigned char* bytes = window.fetch(position, size)) {
+    if (const unsigned char* bytes = piece_of(window, position, size)) {
         channel_traits<G>::load(bytes, raw.head);
         trox_detail::load_words(bytes + sizeof raw.head, raw.zip);
         if ((static_cast<unsigned>(raw.head.error) & TROX_CHAN_ZIP_FLAG) != 0) {

@@ -107,7 +107,8 @@ channel_column event_source::column(std::size_t file, std::size_t channel)
         return {};
     }
     channel_column column = rows->column(channel);
-    for (const bad_record& bad : column.bad) {
+    for (std::size_t& noted = noted_[{file, channel}]; noted < column.bad.size(); ++noted) {
+        const bad_record& bad = column.bad[noted];
         note_bad_record(info.path, channel, bad.offset, bad.number, bad.why, bad.reason);
     }
     return column;

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -81,6 +82,8 @@ private:
     std::size_t horizon_ = 16; ///< events that the index is ahead of the reader going forward
     std::vector<wanted_record> wanted_;
     std::set<std::pair<std::size_t, std::size_t>> known_bad_; ///< channel, and position in its list
+    /// Records without an event that were noted, by file and channel: a column may be asked for again.
+    std::map<std::pair<std::size_t, std::size_t>, std::size_t> noted_;
     reading_report report_;
 };
 

@@ -106,7 +106,9 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
         recent_.pop_back();
     }
     try {
-        recent_.emplace_front(file, files_->load(file, names_));
+        load(file);
+    } catch (const out_of_resources&) {
+        throw;
     } catch (const error& failure) {
         if (throws_) {
             throw;
@@ -115,6 +117,20 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
         return nullptr;
     }
     return recent_.front().second;
+}
+
+/// Puts a file in front. Where descriptors or memory are short, those of the other files are given up.
+void row_cache::load(std::size_t file)
+{
+    try {
+        recent_.emplace_front(file, files_->load(file, names_));
+    } catch (const out_of_resources&) {
+        if (recent_.empty()) {
+            throw;
+        }
+        recent_.clear();
+        recent_.emplace_front(file, files_->load(file, names_));
+    }
 }
 
 std::vector<skipped_file> row_cache::failures() const

@@ -63,7 +63,8 @@ class row_cache
 public:
     row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels);
 
-    /// Null when the file cannot be loaded; the first such failure is kept, or thrown when `skips` is off.
+    /// Null when the file cannot be loaded; the first such failure is kept, or thrown when that is wished. Lack of
+    /// descriptors or memory is thrown, and not kept.
     std::shared_ptr<const file_rows> rows(std::size_t file);
     std::vector<skipped_file> failures() const;
     std::size_t most_open() const noexcept
@@ -76,6 +77,8 @@ public:
     }
 
 private:
+    void load(std::size_t file);
+
     std::shared_ptr<const open_files> files_;
     std::vector<std::string> names_;
     bool throws_ = false;
