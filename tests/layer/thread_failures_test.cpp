@@ -18,8 +18,8 @@ std::atomic<int> threads_made{0};
 
 } // namespace
 
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
-                              void* argument) noexcept
+extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                                             void* (*entry)(void*), void* argument) noexcept
 {
     using function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
     static const auto system = reinterpret_cast<function>(::dlsym(RTLD_NEXT, "pthread_create"));
