@@ -6,8 +6,9 @@
 namespace trox::detail
 {
 
-open_files::open_files(const std::vector<std::string>& paths, const open_options& options)
-    : most_open_(options.most_open_files)
+open_files::open_files(const std::vector<std::string>& paths, const open_options& options,
+                       std::vector<skipped_file> skipped)
+    : skipped_(std::move(skipped)), most_open_(options.most_open_files)
 {
     if (most_open_ == 0) {
         throw error(fault::wrong_use, "at least one file must be allowed to be open");
@@ -26,8 +27,9 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
         }
     }
     if (files_.empty()) {
-        throw error(fault::bad_file, "none of " + std::to_string(paths.size()) + " files can be read; the first: " +
-                                         skipped_.front().path + ": " + skipped_.front().reason);
+        const skipped_file& first = skipped_[skipped_.size() - paths.size()];
+        throw error(fault::bad_file, "none of " + std::to_string(paths.size()) +
+                                         " files can be read; the first: " + first.path + ": " + first.reason);
     }
 }
 
@@ -68,6 +70,14 @@ std::optional<std::size_t> open_files::find(std::string_view name) const
 {
     const auto found = by_name_.find(std::string(name));
     return found == by_name_.end() ? std::nullopt : std::optional<std::size_t>(found->second);
+}
+
+void open_files::expect_channel(std::size_t channel) const
+{
+    if (channel >= channels_.size()) {
+        throw error(fault::wrong_use, "there is no channel " + std::to_string(channel) + ", of " +
+                                          std::to_string(channels_.size()) + " counted from 0");
+    }
 }
 
 bool open_files::has(std::size_t file, std::size_t channel) const

@@ -21,7 +21,9 @@ namespace trox::detail
 class open_files
 {
 public:
-    open_files(const std::vector<std::string>& paths, const open_options& options);
+    /// `skipped`: files that were passed over on the way here.
+    open_files(const std::vector<std::string>& paths, const open_options& options,
+               std::vector<skipped_file> skipped = {});
 
     const std::vector<file_info>& files() const noexcept
     {
@@ -36,6 +38,8 @@ public:
         return channels_;
     }
     std::optional<std::size_t> find(std::string_view name) const;
+    /// Throws error (wrong_use) for an index that no channel has.
+    void expect_channel(std::size_t channel) const;
     /// Whether a file has records of a channel.
     bool has(std::size_t file, std::size_t channel) const;
     /// Loads the rows of channels. Throws error, also when the file was changed or replaced since it was opened.
