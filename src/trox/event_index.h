@@ -111,8 +111,8 @@ public:
     /// `checks_numbers`: per file, whether its generation checks a neighbour found by time against the numbers.
     event_index(std::size_t channels, std::vector<bool> checks_numbers, const selection& what, column_source columns);
 
-    /// Finds one more event; false when there is none. What fails once (a file that must not be passed over) fails
-    /// again; the events found before stay.
+    /// Finds one more event; false when there is none. A file that must not be passed over fails again each time; what
+    /// failed for lack of memory or descriptors is tried once more. The events found before stay.
     bool grow();
     /// Finds events until there are more than `index`; false when there are not so many.
     bool reach(std::size_t index);
@@ -140,6 +140,7 @@ public:
 private:
     struct round;
     bool find_one();
+    void find_again();
     bool step(round& state);
     bool begin_anew(round& state);
     void ask(channel_cursor& cursor, round& state);
@@ -158,7 +159,8 @@ private:
     bool begun_ = false;
     bool complete_ = false;
     std::exception_ptr failure_;
-    int stalls_ = 0; // answers in a row that did not lie behind the event before
+    bool stands_anywhere_ = false; // the channels, after a failure that is not kept
+    int stalls_ = 0;               // answers in a row that did not lie behind the event before
     std::vector<indexed_event> events_;
     std::vector<std::vector<record_place>> records_;
     std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value
