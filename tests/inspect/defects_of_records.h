@@ -32,6 +32,14 @@ private:
         add("fewer rows than records",
             [](file& f) { increase<word>(f, f.map().pointers.position + 2 * word_size, -1); },
             {{finding_code::pointers_columns}});
+        for (const std::int64_t columns : {-1, -2, -5}) {
+            add("length of the pointers table some columns short",
+                [=](file& f) {
+                    const auto column = static_cast<std::int64_t>(4 * word_size * f.rows());
+                    increase<word>(f, f.map().pointers.position + word_size, columns * column);
+                },
+                {{finding_code::pointers_columns}});
+        }
         add(
             "row of zeros", [](file& f) { f.put_row(plain_trace, 1, {}); },
             [](const file& f) {
@@ -307,6 +315,39 @@ private:
             "named values announced",
             [](file& f) { f.put(payload_at(f, names, 1) + offsetof(trox_name_value_block, ndata), 3); },
             at_record(finding_code::record_announced, names), 1);
+        for (const channel one : {picture, wide_picture}) {
+            constexpr std::size_t extended_width = offsetof(trox_image_ext_frame_head, aoi_width);
+            const std::size_t width = one == picture ? offsetof(trox_image_frame_head, w) : extended_width;
+            const std::size_t length =
+                one == picture ? offsetof(trox_image_frame_head, length) : offsetof(trox_image_ext_frame_head, length);
+            add(
+                "width of an image", [=](file& f) { increase<std::int32_t>(f, payload_at(f, one, 1) + width, 1); },
+                at_record(finding_code::record_image, one), 1);
+            add(
+                "half the length of an image", [=](file& f) { f.put(payload_at(f, one, 1) + length, 12); },
+                at_record(finding_code::record_image, one), 1);
+            add(
+                "no length of an image", [=](file& f) { f.put(payload_at(f, one, 1) + length, 0); },
+                at_record(finding_code::record_longer, one));
+        }
+        for (const std::size_t padding :
+             {offsetof(trox_image_frame_head, padding), offsetof(trox_image_frame_head, padding2)}) {
+            add(
+                "padding of an image", [=](file& f) { f.put(payload_at(f, picture, 1) + padding, 3); },
+                at_record(finding_code::padding, picture));
+        }
+        add(
+            "fewer samples announced",
+            [](file& f) { increase<std::int32_t>(f, payload_at(f, plain_trace, 1) + 4, -1); },
+            at_record(finding_code::record_longer, plain_trace));
+        add(
+            "fewer named values announced",
+            [](file& f) { f.put(payload_at(f, names, 1) + offsetof(trox_name_value_block, ndata), 1); },
+            at_record(finding_code::record_longer, names));
+        add(
+            "fewer characters announced",
+            [](file& f) { increase<std::int32_t>(f, payload_at(f, text, 1) + offsetof(trox_eqdata_head, length), -2); },
+            at_record(finding_code::record_longer, text));
         add(
             "name of a slow value", [](file& f) { set_byte(f, f.row(slow, 1).data, 'X'); },
             at_record(finding_code::record_value_name, slow, sizeof(subhead)), 1);

@@ -2,8 +2,11 @@
 #include "checked_file.h"
 
 #include "defects.h"
+#include "dump.h"
 
+#include <chrono>
 #include <filesystem>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace inspect_test
@@ -62,6 +65,13 @@ TYPED_TEST(doctor_fates, missing_files_and_directories_are_refused)
 {
     EXPECT_THROW(ti::check_file(this->path("none.raw")), std::system_error);
     EXPECT_THROW(ti::check_file(std::filesystem::path(this->path()).parent_path().string()), std::system_error);
+}
+
+TYPED_TEST(doctor_fates, pipe_that_nobody_writes_to_is_refused)
+{
+    ASSERT_EQ(::mkfifo(this->path("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(ti::check_file(this->path("pipe")), std::system_error);
+    EXPECT_THROW(ti::list_items(this->path("pipe")), std::system_error);
 }
 
 TYPED_TEST(doctor_fates, file_that_shrinks_meanwhile_is_a_read_error)
@@ -138,6 +148,23 @@ TYPED_TEST(doctor_fates, payload_below_the_least_of_its_type_is_found)
     EXPECT_EQ(report.findings[0].expected, "at least 88 for block type 22");
 }
 
+/// Leaving the table out and writing it empty is free.
+TYPED_TEST(doctor_fates, environment_values_without_a_dictionary_are_sound)
+{
+    const auto whole = make_file<TypeParam>(this->path());
+    auto file = whole;
+    file.put_word(file.map().environment.position + sizeof(typename TypeParam::word),
+                  2 * sizeof(typename TypeParam::word));
+    write_anew(file, this->path());
+    EXPECT_EQ(codes_of(ti::check_file(this->path())), "");
+    file = whole;
+    file.put_reference(offsetof(typename TypeParam::reference_table, eidt_ref), 0);
+    write_anew(file, this->path());
+    const auto report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "");
+    EXPECT_EQ(report.channels[environment].good, 3U);
+}
+
 TYPED_TEST(doctor_fates, environment_dictionary_with_an_index_twice_is_found)
 {
     {
@@ -150,6 +177,40 @@ TYPED_TEST(doctor_fates, environment_dictionary_with_an_index_twice_is_found)
         file.finish();
     }
     EXPECT_EQ(codes_of(ti::check_file(this->path())), "environment-repeated");
+}
+
+/// One compressed record of 64 MiB in 200 rows: decompressed once, it takes a moment; each time, a minute.
+TYPED_TEST(doctor_fates, compressed_record_of_many_rows_is_decompressed_once)
+{
+    constexpr int rows = 200;
+    tw::file_options options;
+    tw::file_writer writer(this->path(), TypeParam::format, options);
+    const auto id = writer.add_channel("T/LARGE", tw::storage::zlib);
+    const std::vector<float> none;
+    for (int i = 0; i < rows; ++i) {
+        writer.begin_event(
+            {first_number + static_cast<std::uint32_t>(i), {first_second + static_cast<std::uint32_t>(i), 0}});
+        writer.begin_server_block({"SVR", {}, {}, 0, 0});
+        const std::vector<float> samples(i == 0 ? std::size_t{16} << 20 : 1);
+        writer.add_record(id, tw::spectrum_payload(TypeParam::format, TypeParam::trace_type, samples));
+        writer.end_event();
+    }
+    trox_test::data_file<TypeParam> file(this->path(), writer.finish());
+    for (std::size_t i = 1; i < rows; ++i) {
+        auto row = file.row(0, i);
+        row.chhd = file.row(0, 0).chhd;
+        row.data = file.row(0, 0).data;
+        file.put_row(0, i, row);
+    }
+    write_anew(file, this->path());
+    ti::doctor_options doctor;
+    doctor.threads = 1;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto report = ti::check_file(this->path(), doctor);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    ASSERT_EQ(report.channels.size(), 1U);
+    EXPECT_EQ(report.channels[0].good, rows);
+    EXPECT_EQ(codes_of(report), "record-overlap x199");
 }
 
 TEST(doctor_fates_legacy, name_too_long_for_its_sub_heads_is_found)

@@ -19,6 +19,8 @@ template <class G> struct file_check<G>::row_task {
     std::uint32_t event = no_event;
     block_state* block = nullptr; ///< null: none that is there
     std::uint32_t sharers = 1;    ///< rows with this sub-head
+    std::uint32_t first = 0;      ///< of them, in the list of rows
+    bool is_repeat = false;       ///< it is another one
 };
 
 /// Where a channel's records may lie.
@@ -42,8 +44,12 @@ template <class G> struct file_check<G>::outcome {
     record_verdict verdict = record_verdict::damaged;
     bool has_subhead = false;
     std::int32_t dtype = 0;
-    extent whole{}; ///< the record, or its sub-head alone
-    extent value{}; ///< of a slow record, when it is a piece of its own
+    extent whole{};             ///< the record, or its sub-head alone
+    extent value{};             ///< of a slow record, when it is a piece of its own
+    std::uint64_t stored = 0;   ///< bytes of the record that its server block counts; 0: not known
+    bool is_repeat = false;     ///< the same compressed record as that of an earlier row, and not decompressed again
+    bool is_overlapped = false; ///< shares bytes with another record
+    std::uint64_t longer = 0;   ///< bytes of the payload behind what its heads announce
 };
 
 template <class G> class file_check<G>::record_check
@@ -86,7 +92,6 @@ private:
     const row_task* row_ = nullptr;
     subhead head_{};
     outcome result_;
-    std::uint64_t stored_ = 0; ///< bytes of the record that its server block counts; 0: not known
 };
 
 template <class G>
@@ -96,7 +101,6 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
     row_ = &row;
     result_ = {};
     result_.verdict = record_verdict::good;
-    stored_ = 0;
     if (take_subhead()) {
         result_.has_subhead = true;
         result_.dtype = head_.dtype;
@@ -110,16 +114,6 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
         } else {
             check_plain();
         }
-    }
-    if (row.block != nullptr) {
-        if (stored_ != 0) {
-            row.block->stored += stored_;
-        } else {
-            row.block->is_sound = false;
-        }
-    }
-    if (!result_.has_subhead || row.block == nullptr || row.event == no_event) {
-        result_.verdict = record_verdict::damaged; // readers need all of the row
     }
     return result_;
 }
@@ -199,10 +193,14 @@ template <class G> void file_check<G>::record_check::check_zipped()
     if (!take_zip_header(header)) {
         return;
     }
+    if (row_->is_repeat) {
+        result_.is_repeat = true;
+        return;
+    }
     const std::uint64_t length = sizeof(subhead) + sizeof header + header.zipp_length;
     const std::uint64_t told = static_cast<std::uint32_t>(head_.ldata);
     result_.whole.length = std::min(length, std::max(told, std::uint64_t{sizeof(subhead)}));
-    stored_ = told == length ? length : 0; // one of the two is wrong
+    result_.stored = told == length ? length : 0; // one of the two is wrong
     if (head_.ldata < 0 || told > rest()) {
         add(finding_code::record_length, row_->subhead, bytes_text(told), std::to_string(length));
     } else if (told != length) {
@@ -277,8 +275,12 @@ void file_check<G>::record_check::check_stream(const trox_zip_header& header, co
 
 template <class G> void file_check<G>::record_check::settle_payload(const payload_head& head, std::uint64_t size)
 {
-    if (const auto fault = check_payload<typename format::spectrum_head>(head_.dtype, head, size)) {
-        add(fault->code, row_->subhead, fault->found, fault->expected);
+    for (const payload_fault& fault : check_payload<typename format::spectrum_head>(head_.dtype, head, size)) {
+        if (fault.code == finding_code::record_longer) {
+            result_.longer = fault.more; // told when no overlap explains it
+            continue;
+        }
+        add(fault.code, row_->subhead, fault.found, fault.expected);
     }
 }
 
@@ -296,22 +298,22 @@ template <class G> void file_check<G>::record_check::check_slow()
             "a position in the basket, with " + bytes_text(size));
         return;
     }
-    stored_ = sizeof(subhead) + size;
+    result_.stored = sizeof(subhead) + size;
     const bool is_alone = row_->sharers == 1 && row_->data == behind;
     if (head_.ldata < 0) {
         add(finding_code::record_length, row_->subhead, std::to_string(head_.ldata), "no negative length");
-    } else if (is_alone && static_cast<std::uint64_t>(head_.ldata) >= stored_) {
+    } else if (is_alone && static_cast<std::uint64_t>(head_.ldata) >= result_.stored) {
         if (static_cast<std::uint64_t>(head_.ldata) > rest()) {
             add(finding_code::record_length_inexact, row_->subhead, std::to_string(head_.ldata) + " bytes",
-                std::to_string(stored_));
+                std::to_string(result_.stored));
         } else {
-            stored_ = static_cast<std::uint64_t>(head_.ldata); // bytes behind the value belong to the record
+            result_.stored = static_cast<std::uint64_t>(head_.ldata); // bytes behind the value belong to the record
         }
     } else {
         check_slow_length(size);
     }
     if (is_alone) {
-        result_.whole.length = stored_;
+        result_.whole.length = result_.stored;
     } else {
         result_.value = {row_->data, size};
     }
@@ -386,8 +388,8 @@ template <class G> void file_check<G>::record_check::check_plain()
     }
     const auto length = static_cast<std::uint64_t>(head_.ldata);
     const std::uint64_t size = length > sizeof(subhead) ? length - sizeof(subhead) : 0;
-    stored_ = sizeof(subhead) + size;
-    result_.whole.length = stored_;
+    result_.stored = sizeof(subhead) + size;
+    result_.whole.length = result_.stored;
     payload_head head{};
     if (owner_.file_.read(behind, head.data(), static_cast<std::size_t>(std::min<std::uint64_t>(size, head.size())))) {
         settle_payload(head, size);

@@ -29,8 +29,30 @@ template <class G> void file_check<G>::open_pointers()
     settle_rows(head->maxev);
 }
 
-/// Three numbers tell the shape: maxev, the table's length, and the dictionary's number of channels. Two of them
-/// outvote the third.
+/// How many channels have a basket where the first row of their column leads, when columns have so many rows.
+template <class G> std::uint64_t file_check<G>::columns_that_begin(std::uint64_t rows, std::uint64_t columns)
+{
+    std::uint64_t count = 0;
+    for (std::uint64_t i = 0; i < columns; ++i) {
+        const std::uint64_t at = pointers_.position + sizeof(pointers_head<word>) + i * rows * sizeof(row);
+        const auto first = window_.load<row>(at);
+        const auto subhead = first ? static_cast<std::uint64_t>(first->chhd) : 0;
+        count += subhead > head_size<G> && is_item(subhead - head_size<G>, channel_pattern);
+    }
+    return count;
+}
+
+/// True when the dictionary's entries from the given one on can be some: a table that claims other bytes has none
+/// there.
+template <class G> bool file_check<G>::are_entries_sound_from(std::uint64_t first) const
+{
+    return std::all_of(
+        channels_.begin() + static_cast<std::ptrdiff_t>(first), channels_.end(),
+        [](const channel_state& one) { return !one.name.empty() && is_printable(one.name) && one.count >= 0; });
+}
+
+/// Three numbers tell the shape: maxev, the table's length, and the dictionary's number of channels. Where they do not
+/// agree, the rows themselves show which one is damaged: columns begin where baskets are led to.
 template <class G> void file_check<G>::settle_rows(std::uint64_t announced)
 {
     constexpr std::size_t head = sizeof(pointers_head<word>);
@@ -49,19 +71,20 @@ template <class G> void file_check<G>::settle_rows(std::uint64_t announced)
     if (columns == 0 || (is_whole && fits_room && announced * columns == entries)) {
         return;
     }
-    std::int64_t most = 0;
-    for (const channel_state& channel : channels_) {
-        most = std::max(most, channel.count);
-    }
     if (is_whole) { // told by another code when it is not
         add(finding_code::pointers_columns, {.item = item_kind::pointers, .offset = pointers_.position},
             std::to_string(entries) + " rows in columns of " + std::to_string(announced),
             std::to_string(columns) + " columns");
     }
-    if (is_whole && announced != 0 && entries % announced == 0 && announced >= static_cast<std::uint64_t>(most)) {
-        channels_.resize(static_cast<std::size_t>(std::min(columns, entries / announced)));
-    } else if (!fits_room || (is_whole && entries % columns == 0)) {
-        rows_ = entries / columns;
+    const bool divides = is_whole && announced != 0 && entries % announced == 0;
+    if (divides && entries / announced < columns && !are_entries_sound_from(entries / announced)) {
+        channels_.resize(static_cast<std::size_t>(entries / announced)); // the dictionary is shorter than it says
+        return;
+    }
+    const bool has_other = !fits_room || (is_whole && entries % columns == 0);
+    const std::uint64_t other = has_other ? std::min(entries, room) / columns : announced;
+    if (!fits_room || columns_that_begin(other, columns) > columns_that_begin(announced, columns)) {
+        rows_ = other;
     }
 }
 

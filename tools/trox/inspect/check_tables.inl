@@ -285,21 +285,21 @@ template <class G> void file_check<G>::check_repeated_names()
 template <class G> void file_check<G>::check_environment()
 {
     using entry = trox_env_dictionary_entry;
-    knows_environment_ = references_.eidt_ref == 0;
-    if (knows_environment_) {
+    if (references_.eidt_ref == 0) {
         return;
     }
     const auto table = open_table(item_kind::environment, references_.eidt_ref, environment_pattern, sizeof(entry));
     if (!table.is_usable) {
         return;
     }
-    knows_environment_ = (table.length - head_size<G>) % sizeof(entry) == 0;
     std::set<std::uint32_t> keys;
     for (const channel_state& channel : channels_) {
         keys.insert(channel.key);
     }
     std::set<std::int32_t> indices;
     const std::uint64_t count = (table.length - head_size<G>) / sizeof(entry);
+    // An empty table says as little as none at all.
+    knows_environment_ = count != 0 && (table.length - head_size<G>) % sizeof(entry) == 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         const std::uint64_t at = table.position + head_size<G> + i * sizeof(entry);
         const auto loaded = window_.load<entry>(at);

@@ -67,7 +67,7 @@ struct event_state {
     }
 };
 
-/// A server block that rows lead to. Workers add the records' lengths.
+/// A server block that rows lead to.
 struct block_state {
     std::uint64_t position = 0;
     std::uint32_t event = no_event;       ///< to which most of its rows say it belongs
@@ -76,9 +76,9 @@ struct block_state {
     std::uint32_t rows = 0;
     std::int32_t channels = 0; ///< by its head
     std::uint64_t length = 0;  ///< by its head
-    std::atomic<std::uint64_t> stored{0};
-    std::atomic<bool> is_sound{true}; ///< its head, and the lengths of all its records
-    bool is_there = true;             ///< there is a head at all
+    std::uint64_t stored = 0;  ///< bytes of its records
+    bool is_sound = true;      ///< its head, and the lengths of all its records
+    bool is_there = true;      ///< there is a head at all
 };
 
 /// A channel, as the dictionary tells it.
@@ -192,6 +192,8 @@ private:
     // check_rows.inl
     void open_pointers();
     void settle_rows(std::uint64_t announced);
+    std::uint64_t columns_that_begin(std::uint64_t rows, std::uint64_t columns);
+    bool are_entries_sound_from(std::uint64_t first) const;
     void survey_rows();
     bool is_row_in_use(const row& pointers, std::uint64_t index, const channel_state& channel);
     void note_block(std::uint64_t position, std::uint32_t event);
@@ -216,8 +218,10 @@ private:
     std::uint64_t end_of_records(const basket& where, const std::vector<row_task>& rows) const;
     void take_name_of_records(std::size_t index, basket& where, const std::vector<row_task>& rows);
     std::vector<outcome> check_rows_of(const basket& where, const std::vector<row_task>& rows);
-    void check_record_overlaps(const basket& where, const std::vector<row_task>& rows,
-                               const std::vector<outcome>& outcomes);
+    void settle_outcomes(const std::vector<row_task>& rows, std::vector<outcome>& outcomes);
+    void check_record_overlaps(const basket& where, const std::vector<row_task>& rows, std::vector<outcome>& outcomes);
+    void tell_longer_payloads(std::size_t index, const std::vector<row_task>& rows,
+                              const std::vector<outcome>& outcomes);
     void check_masks(const channel_state& channel, const std::vector<row_task>& rows,
                      const std::vector<outcome>& outcomes);
     void report_progress(std::uint64_t bytes);
@@ -237,7 +241,7 @@ private:
 
     bool has_references_ = false;
     bool has_rows_ = false;          ///< the pointers table can be used
-    bool knows_environment_ = false; ///< the environment dictionary can be used, or is absent
+    bool knows_environment_ = false; ///< the environment dictionary can be used, and has entries
     references_table references_{};
     std::uint64_t references_position_ = 0;
     std::vector<std::uint64_t> item_starts_; ///< where references lead and a pattern stands, ascending

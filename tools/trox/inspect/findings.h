@@ -92,6 +92,8 @@ enum class finding_code {
     record_stream_length,
     record_payload,
     record_announced,
+    record_image,
+    record_longer,
     record_value_name,
     record_value_index,
     record_unchecked,
