@@ -157,6 +157,18 @@ private:
             [](file& f) { increase<std::uint32_t>(f, block_at(f, 1) + offsetof(head, time), 3600); },
             at_block(finding_code::block_time));
         add(
+            "unassigned status bit of a server block",
+            [](file& f) { f.put(block_at(f, 1) + offsetof(head, status), 0x80000000U); },
+            at_block(finding_code::block_status));
+        add(
+            "pulse number of a server block",
+            [](file& f) { flip(f, block_at(f, 1) + offsetof(head, mpulse) + sizeof(head::mpulse) - 1); },
+            at_block(finding_code::block_pulse));
+        add(
+            "microseconds of a server block, more than a minute of them",
+            [](file& f) { f.put(block_at(f, 1) + offsetof(head, time) + 4, 0xF0000000U); },
+            at_block(finding_code::microseconds));
+        add(
             "microseconds of a server block",
             [](file& f) { increase<std::uint32_t>(f, block_at(f, 1) + offsetof(head, time) + 4, 1000000); },
             at_block(finding_code::microseconds));
@@ -267,6 +279,13 @@ private:
                 "compressor", [=](file& f) { f.put(subhead_at(f, one, 1) + zip, 4U); },
                 at_record(finding_code::record_zip, one, zip), 1);
             add(
+                "another flag beside the compressor",
+                [=](file& f) {
+                    const auto at = subhead_at(f, one, 1) + zip;
+                    f.put(at, f.template get<std::uint32_t>(at) | 8U);
+                },
+                at_record(finding_code::record_zip_flags, one, zip));
+            add(
                 "compressed length behind the basket",
                 [=](file& f) { f.put(subhead_at(f, one, 1) + zip + 8, 0x7FFFFFFFU); },
                 at_record(finding_code::record_zip, one, zip), 1);
@@ -351,6 +370,9 @@ private:
         add(
             "name of a slow value", [](file& f) { set_byte(f, f.row(slow, 1).data, 'X'); },
             at_record(finding_code::record_value_name, slow, sizeof(subhead)), 1);
+        add(
+            "bytes behind the name of a slow value", [](file& f) { set_byte(f, f.row(slow, 1).data + 50, 'X'); },
+            at_record(finding_code::padding, slow, sizeof(subhead)));
         add("microseconds of a slow value",
             [](file& f) {
                 increase<std::uint32_t>(f, f.row(slow, 1).data + offsetof(typename T::update_block, upd_ch_time) + 4,
@@ -363,6 +385,16 @@ private:
         add("character of the descriptions",
             [](file& f) { set_byte(f, f.map().descriptions.position + basket_head, 'x'); },
             {{finding_code::descriptions_text}});
+        for (const std::string attribute : {"db_key=\"", "count=\"", "ev_type=\""}) {
+            add("number in the descriptions",
+                [=](file& f) {
+                    const auto begin = f.bytes().begin() + static_cast<std::ptrdiff_t>(f.map().descriptions.position);
+                    const auto end = begin + static_cast<std::ptrdiff_t>(f.map().descriptions.length);
+                    *(std::search(begin, end, attribute.begin(), attribute.end()) +
+                      static_cast<std::ptrdiff_t>(attribute.size())) = '5';
+                },
+                {{finding_code::descriptions_differ, 1, {}, "T/ZLIB", {}, 0}});
+        }
         add("name in the descriptions",
             [](file& f) {
                 const std::string wanted = "T/NONE";

@@ -4,6 +4,7 @@
 #include "defects.h"
 #include "dump.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <sys/stat.h>
@@ -49,6 +50,79 @@ TYPED_TEST(doctor_fates, file_cut_in_its_baskets_is_known_by_its_head)
     EXPECT_EQ(report.format, static_cast<trox::generation>(TypeParam::format));
     EXPECT_EQ(codes_of(report), "trailer-position, references-missing");
     EXPECT_EQ(report.errors, 2U);
+}
+
+TYPED_TEST(doctor_fates, file_cut_behind_its_records_has_them_all_checked)
+{
+    const auto file = make_file<TypeParam>(this->path());
+    const auto& map = file.map();
+    const std::uint64_t end =
+        std::min({map.event_index.position, map.channel_dictionary.position, map.pointers.position,
+                  map.environment.position, map.descriptions.position, map.references.position, map.trailer.position});
+    std::filesystem::resize_file(this->path(), end);
+    auto report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing");
+    EXPECT_EQ(report.channels.size(), channel_count - 1); // those with records
+    for (const auto& one : report.channels) {
+        EXPECT_EQ(one.good, 3U) << one.name;
+        EXPECT_EQ(one.checked, 3U) << one.name;
+    }
+    auto damaged = file;
+    damaged.bytes()[damaged.row(zlib_trace, 1).chhd + sizeof(typename TypeParam::subhead) + 16] ^= 0x55;
+    write_anew(damaged, this->path());
+    std::filesystem::resize_file(this->path(), damaged.row(text, 2).chhd + 3);
+    report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing, record-stream");
+    std::uint64_t good = 0;
+    for (const auto& one : report.channels) {
+        good += one.good;
+    }
+    EXPECT_EQ(good, 3U * (channel_count - 1) - 2);
+}
+
+TYPED_TEST(doctor_fates, file_with_bytes_behind_its_trailer_is_checked_as_a_whole)
+{
+    make_file<TypeParam>(this->path());
+    std::filesystem::resize_file(this->path(), std::filesystem::file_size(this->path()) + (std::size_t{3} << 20));
+    const auto report = ti::check_file(this->path());
+    ASSERT_EQ(report.channels.size(), channel_count);
+    EXPECT_EQ(codes_of(report), "trailer-position");
+    EXPECT_EQ(report.channels[plain_trace].good, 3U);
+}
+
+TYPED_TEST(doctor_fates, more_compressed_bytes_than_a_file_can_hold_are_not_decompressed)
+{
+    make_file<TypeParam>(this->path());
+    ti::doctor_options options;
+    options.most_passes = 0;
+    const auto report = ti::check_file(this->path(), options);
+    EXPECT_EQ(codes_of(report), tw::has_lzo() ? "record-unchecked x6" : "record-unchecked x3");
+    EXPECT_EQ(report.channels[zlib_trace].unchecked, 3U);
+}
+
+TYPED_TEST(doctor_fates, progress_is_told_within_a_basket_and_never_runs_back)
+{
+    {
+        tw::file_writer writer(this->path(), TypeParam::format);
+        const auto id = writer.add_channel("T/ONLY");
+        for (int i = 0; i < 64; ++i) {
+            writer.begin_event(
+                {first_number + static_cast<std::uint32_t>(i), {first_second + static_cast<std::uint32_t>(i), 0}});
+            writer.begin_server_block({"SVR", {}, {}, 0, 0});
+            writer.add_record(id, tw::spectrum_payload(TypeParam::format, TypeParam::trace_type, {1.0F, 2.0F}));
+            writer.end_event();
+        }
+        writer.finish();
+    }
+    std::vector<std::uint64_t> told;
+    ti::doctor_options options;
+    options.progress = [&](std::uint64_t done, std::uint64_t total) {
+        told.push_back(done);
+        EXPECT_LE(done, total);
+    };
+    ti::check_file(this->path(), options);
+    EXPECT_GT(std::set<std::uint64_t>(told.begin(), told.end()).size(), 4U);
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
 }
 
 TYPED_TEST(doctor_fates, file_of_other_bytes_is_no_data_file)

@@ -49,7 +49,7 @@ template <class G> void file_check<G>::check_channel(std::size_t index)
     settle_outcomes(rows, outcomes);
     check_record_overlaps(where, rows, outcomes);
     tell_longer_payloads(index, rows, outcomes);
-    check_masks(channel, rows, outcomes);
+    channels_[index].events_seen = check_masks(channel, rows, outcomes);
     for (const outcome& one : outcomes) {
         report.good += one.verdict == record_verdict::good;
         report.damaged += one.verdict == record_verdict::damaged;
@@ -295,10 +295,15 @@ auto file_check<G>::check_rows_of(const basket& where, const std::vector<row_tas
     constexpr std::uint64_t most_threads = 64;
     std::vector<outcome> outcomes(rows.size());
     std::atomic<std::size_t> next{0};
+    std::atomic<std::uint64_t> bytes{0};
     const auto work = [&](record_check& checker) {
         for (std::size_t begin = next.fetch_add(at_once); begin < rows.size(); begin = next.fetch_add(at_once)) {
             for (std::size_t i = begin; i < std::min(begin + at_once, rows.size()); ++i) {
                 outcomes[i] = checker.check(where, rows[i]);
+                bytes += outcomes[i].whole.length;
+            }
+            if (&checker == checkers_.front().get()) { // this thread's
+                tell_progress(std::min(done_ + bytes.load(), done_ + where.length));
             }
         }
     };
@@ -420,9 +425,10 @@ void file_check<G>::check_record_overlaps(const basket& where, const std::vector
     }
 }
 
+/// Gives the event types of the undamaged records.
 template <class G>
-void file_check<G>::check_masks(const channel_state& channel, const std::vector<row_task>& rows,
-                                const std::vector<outcome>& outcomes)
+std::uint32_t file_check<G>::check_masks(const channel_state& channel, const std::vector<row_task>& rows,
+                                         const std::vector<outcome>& outcomes)
 {
     constexpr unsigned mask_bits = 31;
     std::uint32_t events = 0;
@@ -441,14 +447,21 @@ void file_check<G>::check_masks(const channel_state& channel, const std::vector<
     if ((types & ~channel.type_mask) != 0) {
         add(finding_code::dictionary_type_mask, here, hex(channel.type_mask), hex(types | channel.type_mask));
     }
+    return events;
+}
+
+template <class G> void file_check<G>::tell_progress(std::uint64_t done)
+{
+    told_ = std::clamp(done, told_, file_.size());
+    if (options_.progress) {
+        options_.progress(told_, file_.size());
+    }
 }
 
 template <class G> void file_check<G>::report_progress(std::uint64_t bytes)
 {
     done_ += bytes;
-    if (options_.progress) {
-        options_.progress(std::min(done_, file_.size()), file_.size());
-    }
+    tell_progress(done_);
 }
 
 } // namespace trox::inspect

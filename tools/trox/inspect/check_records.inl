@@ -231,6 +231,9 @@ template <class G> bool file_check<G>::record_check::take_zip_header(trox_zip_he
         add(finding_code::record_zip, at, "zip_flags " + hex(header.zip_flags), "1 or 2");
         return false;
     }
+    if (header.zip_flags != trox_zip_zlib && header.zip_flags != trox_zip_lzo) {
+        add(finding_code::record_zip_flags, at, "zip_flags " + hex(header.zip_flags), is_zlib ? "1" : "2");
+    }
     if (header.zipp_length > longest || !lies_inside(at + sizeof header, header.zipp_length)) {
         add(finding_code::record_zip, at, "zipp_length " + std::to_string(header.zipp_length),
             "at most " + std::to_string(rest() - sizeof(subhead) - sizeof header));
@@ -251,7 +254,11 @@ void file_check<G>::record_check::check_stream(const trox_zip_header& header, co
     payload_head head{};
     const bool is_zlib = (header.zip_flags & trox_zip_zlib) != 0;
     const char* const kind = is_zlib ? "zlib" : "LZO1X";
-    switch (is_zlib ? streams_.check_zlib(payload, head) : streams_.check_lzo(payload, head)) {
+    const std::uint64_t seen = owner_.decompressed_ += payload.zipped;
+    const bool is_too_much = seen > owner_.options_.most_passes * owner_.file_.size();
+    switch (is_too_much ? stream_verdict::unchecked
+            : is_zlib   ? streams_.check_zlib(payload, head)
+                        : streams_.check_lzo(payload, head)) {
     case stream_verdict::good:
         settle_payload(head, header.orig_length);
         return;
@@ -353,6 +360,8 @@ template <class G> void file_check<G>::record_check::check_value(const payload_h
         if (name != channel.name) {
             add(finding_code::record_value_name, row_->data, is_printable(name) ? name : "other characters",
                 channel.name);
+        } else if (!is_padded(value.upd_prop)) {
+            add(finding_code::padding, row_->data, "bytes behind the name", "NULs");
         }
         owner_.check_time(value.upd_ch_time, place());
         return;

@@ -173,6 +173,7 @@ template <class G> void file_check<G>::check_blocks()
             lost_rows_ += block.rows;
         }
     }
+    tell_pulses();
     check_basket_end(item_kind::server_blocks, server_blocks_, end);
     end = 0;
     for (const event_state& event : events_) {
@@ -251,7 +252,13 @@ template <class G> void file_check<G>::check_block(block_state& block)
             note(finding_code::padding, std::to_string(head->padding), "0");
         }
     }
-    if (event != nullptr && event->is_sound && time_distance(head->time, event->time) > minute) {
+    constexpr std::uint32_t unassigned_bits = 0xB8000000;
+    const auto status = static_cast<std::uint32_t>(head->status);
+    if ((status & unassigned_bits) != 0) {
+        note(finding_code::block_status, hex(status), hex(status & ~unassigned_bits));
+    }
+    const bool has_time = head->time.timelow <= most_microseconds; // else told as such
+    if (event != nullptr && event->is_sound && has_time && time_distance(head->time, event->time) > minute) {
         note(finding_code::block_time, time_text(head->time), "about " + time_text(event->time));
     }
     if (head->ltotal < static_cast<std::int64_t>(sizeof(head_type))) {
@@ -276,6 +283,26 @@ template <class G> void file_check<G>::check_block(block_state& block)
         add(one.code, std::move(one.where), std::move(one.found), std::move(one.expected));
     }
     check_time(head->time, here);
+    if (event != nullptr && event->is_sound) {
+        const auto pulse = static_cast<std::uint32_t>(head->mpulse);
+        const auto number = static_cast<std::uint32_t>(event->number);
+        if (pulse == number) {
+            ++same_pulses_;
+        } else {
+            other_pulses_.push_back({finding_code::block_pulse, here, std::to_string(pulse), std::to_string(number)});
+        }
+    }
+}
+
+/// A number that is no event's in most blocks counts something else.
+template <class G> void file_check<G>::tell_pulses()
+{
+    for (finding& one : other_pulses_) {
+        if (other_pulses_.size() < same_pulses_) {
+            add(one.code, std::move(one.where), std::move(one.found), std::move(one.expected));
+        }
+    }
+    other_pulses_.clear();
 }
 
 /// Once all records are known: does a block count them, and their bytes?
