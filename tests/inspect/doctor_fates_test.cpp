@@ -80,6 +80,24 @@ TYPED_TEST(doctor_fates, file_cut_behind_its_records_has_them_all_checked)
     EXPECT_EQ(good, 3U * (channel_count - 1) - 2);
 }
 
+TYPED_TEST(doctor_fates, slow_values_away_from_their_sub_heads_are_unchecked_in_a_file_without_tables)
+{
+    tw::layout_options layout;
+    layout.updates = tw::update_layout::away;
+    const auto file = make_file<TypeParam>(this->path(), layout);
+    ASSERT_NE(file.row(slow, 0).data, file.row(slow, 0).chhd + sizeof(typename TypeParam::subhead));
+    std::filesystem::resize_file(this->path(), file.map().channel_dictionary.position);
+    const auto report = ti::check_file(this->path());
+    for (const auto& one : report.channels) {
+        if (one.name == channel_names[slow]) {
+            EXPECT_EQ(one.checked, 3U);
+            EXPECT_GE(one.unchecked, 2U); // behind the last sub-head stands a value
+            EXPECT_EQ(one.damaged, 0U);
+        }
+    }
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing");
+}
+
 TYPED_TEST(doctor_fates, file_with_bytes_behind_its_trailer_is_checked_as_a_whole)
 {
     make_file<TypeParam>(this->path());

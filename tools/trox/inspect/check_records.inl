@@ -38,6 +38,18 @@ struct extent {
     std::uint64_t length = 0;
 };
 
+/// True for what a writer would put down as a sub-head.
+template <class Head> bool is_possible_subhead(const Head& head)
+{
+    constexpr std::uint32_t unassigned_bits = 0xB8000000;
+    constexpr std::uint32_t type_mask = 0xFFFF;
+    const std::string name = text_of(head.chname);
+    return !name.empty() && is_printable(name) && is_padded(head.chname) && head.ldata >= 0 &&
+           (static_cast<std::uint32_t>(head.dtype) & ~type_mask) == 0 &&
+           (static_cast<std::uint32_t>(head.error) & unassigned_bits) == 0 &&
+           family_of(head.dtype) != payload_family::unassigned;
+}
+
 enum class record_verdict { good, damaged, unchecked };
 
 template <class G> struct file_check<G>::outcome {
@@ -71,6 +83,7 @@ private:
     void check_slow();
     void check_slow_length(std::uint64_t size);
     void check_value(const payload_head& bytes);
+    bool is_value_here(const payload_head& bytes) const;
     void check_plain();
     void settle_payload(const payload_head& head, std::uint64_t size);
     bool lies_inside(std::uint64_t position, std::uint64_t size) const noexcept
@@ -327,8 +340,28 @@ template <class G> void file_check<G>::record_check::check_slow()
     payload_head bytes{};
     static_assert(sizeof(typename G::update_block) <= sizeof bytes);
     if (owner_.file_.read(row_->data, bytes.data(), static_cast<std::size_t>(size))) {
-        check_value(bytes);
+        if (owner_.has_references_ || is_value_here(bytes)) {
+            check_value(bytes);
+        } else {
+            result_.verdict = record_verdict::unchecked; // no row tells where its value lies
+        }
     }
+}
+
+/// Without rows: do the bytes behind a slow record's sub-head look like its value?
+template <class G> bool file_check<G>::record_check::is_value_here(const payload_head& bytes) const
+{
+    constexpr int type_mask = 0xFFFF;
+    const auto next = owner_.file_.template load<subhead>(row_->data);
+    if (next && text_of(next->chname) == where_->name && is_possible_subhead(*next)) {
+        return false;
+    }
+    if ((head_.dtype & type_mask) != TROX_ENV_BLOCK) {
+        const auto value = load_fields<typename G::update_block>(bytes.data());
+        return text_of(value.upd_prop).starts_with(where_->name);
+    }
+    const auto time = load_fields<trox_env_data_block>(bytes.data()).env_ch_time;
+    return time.timeup != 0 && time.timelow <= most_microseconds;
 }
 
 /// `ldata` counts the data that follow the sub-head directly, or one record.
