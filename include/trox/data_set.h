@@ -8,6 +8,7 @@
 #include "error.h"
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -124,8 +125,15 @@ struct channel_stamps {
 
 /// How files are opened.
 struct open_options {
+    enum class file_order {
+        given,  ///< as they come
+        by_time ///< by their first event; files without events, and equal times, as the names tell
+    };
     bool skip_bad_files = true;       ///< pass over files that cannot be loaded; else throw
     std::size_t most_open_files = 64; ///< file descriptors and tables kept at once, at least 1
+    file_order order = file_order::given;
+    /// Called behind each file, whether it could be opened or not, with the number of files so far and of all.
+    std::function<void(std::size_t, std::size_t)> progress{};
 };
 
 /// Files of one or several generations in reading order. Opening reads tables only. A data set is a handle: copies
@@ -133,7 +141,7 @@ struct open_options {
 class data_set
 {
 public:
-    /// The given files, in the given order. Throws error (not_found, bad_file, input_output); with `skip_bad_files`
+    /// The given files, in the given order unless the options ask for another. Throws error (not_found, bad_file, input_output); with `skip_bad_files`
     /// only when none could be opened.
     static data_set open_files(const std::vector<std::string>& paths, const open_options& options = {});
     /// The files of a run, or of all runs in a period [begin, end).

@@ -23,8 +23,9 @@ std::vector<std::string> data_files_in(const std::string& directory)
     std::vector<std::string> files;
     std::error_code failed;
     for (std::filesystem::directory_iterator at(directory, failed), end; !failed && at != end; at.increment(failed)) {
+        // What is no data file after all, and links that lead nowhere, are told of when they are opened.
         std::error_code ignored;
-        if (at->path().extension() == ".raw" && at->is_regular_file(ignored)) {
+        if (at->path().extension() == ".raw" && !at->is_directory(ignored)) {
             files.push_back(at->path().string());
         }
     }
@@ -192,9 +193,11 @@ trox::data_set data_source::open(context& context) const
     if (!limits_events_ && (begin_ || end_) && (!sorted.files.empty() || run_)) {
         throw wrong_use("--from and --to name a period, and files or a run are named as well", "name one of them");
     }
+    trox::open_options by_time;
+    by_time.order = trox::open_options::file_order::by_time;
     const auto open = [&]() {
         if (!sorted.files.empty()) {
-            return trox::data_set::open_files(expand_directories(sorted.files));
+            return trox::data_set::open_files(expand_directories(sorted.files), by_time);
         }
         if (run_) {
             return trox::data_set::open_run(where_.place(), *run_);
@@ -202,7 +205,8 @@ trox::data_set data_source::open(context& context) const
         if (where_.is_given() && (begin_ || end_)) {
             constexpr trox::time_point earliest{std::chrono::seconds(0)};
             constexpr trox::time_point latest{std::chrono::seconds(253402300799)}; // end of the year 9999
-            return trox::data_set::open_period(where_.place(), begin_.value_or(earliest), end_.value_or(latest));
+            return trox::data_set::open_period(where_.place(), begin_.value_or(earliest), end_.value_or(latest),
+                                               by_time);
         }
         if (!sorted.channels.empty() && channels_.empty()) {
             throw wrong_use("no file is named: \"" + sorted.channels.front() + "\" is none",

@@ -37,7 +37,8 @@ private:
 ///
 ///     FILE... | --run N --catalogue DIR | --from TIME --to TIME --catalogue DIR
 ///
-/// A directory as FILE stands for its *.raw files in reading order. With files or a run, --from and --to limit the
+/// A directory as FILE stands for its *.raw files. All files are read in the order of their events, however they are
+/// named. With files or a run, --from and --to limit the
 /// events that are read, for verbs that read events.
 class data_source
 {
@@ -53,7 +54,8 @@ public:
 
     /// Opens what was given, and tells the context of files that were passed over. Throws failure, trox::error.
     trox::data_set open(context& context) const;
-    /// The same as paths and runs, for verbs that want no data set: the files in reading order. Throws as `open`.
+    /// The same as paths, for verbs that look at each file on its own: those named in their order, directories' in
+    /// reading order. Throws as `open`.
     std::vector<std::string> files() const;
     /// Whether files are named, rather than a run or a period.
     bool has_files() const;
