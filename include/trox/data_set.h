@@ -72,6 +72,7 @@ struct file_info {
     std::uint64_t size = 0;                ///< bytes
     std::size_t channels = 0;              ///< in its dictionary
     std::vector<event_type_info> events{}; ///< by type, in the order of the event index
+    std::string problem{};                 ///< what is damaged although the data can be read; empty: nothing
 };
 
 /// A file that was passed over, and why.
@@ -123,6 +124,9 @@ struct channel_stamps {
     std::vector<skipped_record> skipped{}; ///< whose event cannot be told
 };
 
+/// Called by work on many files behind each of them, with the number of files so far and of all.
+using file_progress = std::function<void(std::size_t, std::size_t)>;
+
 /// How files are opened.
 struct open_options {
     enum class file_order {
@@ -132,8 +136,7 @@ struct open_options {
     bool skip_bad_files = true;       ///< pass over files that cannot be loaded; else throw
     std::size_t most_open_files = 64; ///< file descriptors and tables kept at once, at least 1
     file_order order = file_order::given;
-    /// Called behind each file, whether it could be opened or not, with the number of files so far and of all.
-    std::function<void(std::size_t, std::size_t)> progress{};
+    file_progress progress{};
 };
 
 /// Files of one or several generations in reading order. Opening reads tables only. A data set is a handle: copies
@@ -141,8 +144,8 @@ struct open_options {
 class data_set
 {
 public:
-    /// The given files, in the given order unless the options ask for another. Throws error (not_found, bad_file, input_output); with `skip_bad_files`
-    /// only when none could be opened.
+    /// The given files, in the given order unless the options ask for another. Throws error (not_found, bad_file,
+    /// input_output); with `skip_bad_files` only when none could be opened.
     static data_set open_files(const std::vector<std::string>& paths, const open_options& options = {});
     /// The files of a run, or of all runs in a period [begin, end).
     static data_set open_run(const run_place& place, std::int32_t run, const open_options& options = {});
@@ -161,7 +164,8 @@ public:
     channel_details inspect(std::size_t channel) const;
     /// The events of all records of some channels, by the tables alone: nothing is decoded. One element per channel. A
     /// file that cannot be loaded any more is noted among the skipped records of each of its channels.
-    std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels) const;
+    std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels,
+                                       const file_progress& progress = {}) const;
     /// First and last time of all events; none without events.
     std::optional<time_point> first_time() const noexcept;
     std::optional<time_point> last_time() const noexcept;

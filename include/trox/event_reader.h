@@ -75,6 +75,7 @@ struct reading_options {
                                 << 20; ///< bytes for decoded records, those that a caller holds included
     unsigned threads = 0;              ///< that decode; 0: one per processor
     bool skip_bad_records = true; ///< take records that cannot be decoded for missing ones; else throw (damaged_record)
+    file_progress progress{};     ///< while events are looked for in the tables
 };
 
 /// What reading met. Counts are of the events delivered so far by stepping in any direction; a range-for pass begins
