@@ -25,6 +25,8 @@ public:
     {
         return !place_.catalogue.empty();
     }
+    /// Throws wrong_use when any of the options is given: files need none of them.
+    void refuse_beside_files() const;
     /// Data files are looked for in the catalogue's directory when no --data was given. Throws wrong_use without a
     /// catalogue.
     trox::run_place place() const;
@@ -105,6 +107,7 @@ public:
     void apply(trox::selection& selection) const;
 
 private:
+    const CLI::Option* by_time_ = nullptr;
     std::string tolerance_;
     trox::on_missing missing_ = trox::on_missing::keep;
 };

@@ -141,7 +141,7 @@ private:
         std::optional<progress> bar;
         trox_plot::request request = request_;
         request.window = window_.value_or(trox::sample_window());
-        if (context.options().progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1) {
+        if (context.wants_progress()) {
             request.progress = [&](std::uint64_t done) {
                 if (done == 1) {
                     const auto total = trox::event_reader(data, selected, context.reading()).count();
