@@ -26,8 +26,12 @@ struct run_options {
     std::string directory = TROX_TEST_DATA_DIR;                     ///< where it starts
     std::vector<std::pair<std::string, std::string>> environment{}; ///< added to that of the test
     unsigned user = 0;                                              ///< whom it runs as; 0: as the test does
+    std::vector<int> closed{};                                      ///< descriptors that are not open
+    std::string out_file{};                                         ///< where standard output goes instead
+    unsigned long most_bytes = 0;                                   ///< that a file may have; 0: any number
 };
 
+/// A program that does not end within two minutes is ended by a signal.
 program_result run_trox(const std::vector<std::string>& arguments, const run_options& options = {});
 
 /// The same with standard output and standard error on a terminal of `columns` columns; `out` is what it shows.
