@@ -68,7 +68,7 @@ std::vector<bool> number_checks(const data_set& data)
 
 event_source::event_source(const data_set& data, const selection& what, const reading_options& options)
     : data_(data), what_(checked(what)), skips_(options.skip_bad_records), channels_(chosen_channels(data, what)),
-      rows_(data.internals(), channels_),
+      rows_(data.internals(), channels_), progress_(options.progress),
       index_(channels_.size(), number_checks(data), what_,
              [this](std::size_t file, std::size_t channel) { return column(file, channel); }),
       store_(channels_.size(), rows_, options.memory_budget, options.threads), wanted_(channels_.size())
@@ -99,6 +99,10 @@ bool event_source::is_file_in_range(const file_info& file) const
 channel_column event_source::column(std::size_t file, std::size_t channel)
 {
     const file_info& info = data_.files()[file];
+    if (progress_ && file >= files_seen_) {
+        files_seen_ = file + 1;
+        progress_(files_seen_, data_.files().size());
+    }
     if (!data_.internals()->has(file, channels_[channel]) || !is_file_in_range(info)) {
         return {};
     }

@@ -76,6 +76,8 @@ private:
     std::vector<std::size_t> channels_;
     std::vector<bool> is_slow_; ///< channels that only slow events carry
     row_cache rows_;
+    file_progress progress_;
+    std::size_t files_seen_ = 0;
     event_index index_;
     record_store store_;
     std::optional<std::size_t> position_;
