@@ -139,7 +139,9 @@ trox::reading_options context::reading() const
 void context::tell_losses(const std::vector<trox::skipped_file>& files)
 {
     for (const auto& file : files) {
-        data_lost(file.path + ": passed over: " + file.reason);
+        if (told_files_.insert(file.path).second) {
+            data_lost(file.path + ": passed over: " + file.reason);
+        }
     }
 }
 

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,7 @@ private:
     std::optional<time_display> times_;
     std::unique_ptr<output> out_;
     bool has_lost_data_ = false;
+    std::set<std::string> told_files_; // that were passed over: one may be met for each channel
 };
 
 /// Writes one line on standard error, whatever the text holds.
