@@ -419,4 +419,36 @@ TEST(selection, of_events_drops_or_refuses_those_with_gaps)
     EXPECT_THAT(refused.err, HasSubstr("LINAC.DIAG/CAM/SCR.4/IMG"));
 }
 
+// --- files that are passed over ---------------------------------------------------------------------------------
+
+TEST(catalogue_file, that_is_damaged_is_told_of_by_find_list_and_periods)
+{
+    const trox_test::temp_directory directory;
+    const std::string catalogue = directory.file("catalogue");
+    std::filesystem::copy(std::string(TROX_TEST_DATA_DIR) + "/catalogue", catalogue);
+    const std::string damaged = catalogue + "/linac_main_run977_20091103T221510_20091103T221523.xml";
+    std::filesystem::permissions(damaged, std::filesystem::perms::owner_write, std::filesystem::perm_options::add);
+    std::filesystem::resize_file(damaged, 30);
+    const std::vector<std::string> place{"--catalogue", catalogue, "--data", "data_2010", "--data", "data_legacy"};
+    const auto run_there = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), place.begin(), place.end());
+        return run_trox(arguments);
+    };
+    const std::vector<std::string> period{"--from", "2009-01-01", "--to", "2013-01-01"};
+    for (const std::vector<std::string>& verb :
+         {std::vector<std::string>{"find"}, std::vector<std::string>{"list", "runs"},
+          std::vector<std::string>{"info"}}) {
+        SCOPED_TRACE(verb[0]);
+        auto arguments = verb;
+        arguments.insert(arguments.end(), period.begin(), period.end());
+        const program_result result = run_there(arguments);
+        EXPECT_EQ(result.code, 3) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(damaged + ": passed over: the catalogue file cannot be read"));
+        EXPECT_THAT(result.out, HasSubstr(verb[0] == "info" ? "data_2010" : "1042"));
+    }
+    EXPECT_EQ(run_there({"find", "977"}).code, 1);
+    EXPECT_THAT(run_there({"find", "977"}).err, HasSubstr(damaged));
+    EXPECT_EQ(run_there({"find", "1042"}).code, 0);
+}
+
 } // namespace

@@ -199,7 +199,9 @@ void context::tell_problems(const std::vector<trox::file_info>& files)
 void context::tell_losses(const std::vector<trox::skipped_file>& files)
 {
     for (const auto& file : files) {
-        data_lost(file.path + ": passed over: " + file.reason);
+        if (told_files_.insert(file.path).second) {
+            data_lost(file.path + ": passed over: " + file.reason);
+        }
     }
 }
 

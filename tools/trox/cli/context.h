@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -91,6 +92,7 @@ private:
     std::unique_ptr<output> out_;
     std::unique_ptr<progress> file_bar_;
     bool has_lost_data_ = false;
+    std::set<std::string> told_files_; // that were passed over: one may be met for each channel
 };
 
 /// Writes one line on standard error, whatever the text holds.

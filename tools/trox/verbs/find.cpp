@@ -45,7 +45,9 @@ public:
     exit_code run(context& context) override
     {
         const trox::run_query query = wanted();
-        const auto runs = trox::find_runs(where_.place(context), query);
+        std::vector<trox::skipped_file> damaged;
+        const auto runs = trox::find_runs(where_.place(context), query, &damaged);
+        context.tell_losses(damaged);
         report result = context.open_document();
         tell_runs(result, runs);
         const std::size_t files = tell_files(context, result, runs, query);
@@ -163,8 +165,8 @@ const verb_entry find_entry{
     "find runs and files by run number, time or period",
     "Finds in a run catalogue the runs of a number, of a time or of a period, and those of their files that have "
     "events then. A number is taken for a run; dates are written with dashes.\n\n"
-    "Files that cannot be looked into are listed with their problem; the exit code is 3 then. The exit code is 1 when "
-    "nothing is found.",
+    "Files that cannot be looked into are listed with their problem, and damaged catalogue files are told of; the exit "
+    "code is 3 then. The exit code is 1 when nothing is found.",
     {{"trox find 1042 --catalogue /catalogue --data /data", "Finds the files of a run."},
      {"trox find 2012-06-14T09:30:05 --catalogue /catalogue --data /data", "Finds the file that was written then."},
      {"trox find --from 2012-06-14 --to 2012-06-15 --catalogue /catalogue", "Finds all of a day."}},

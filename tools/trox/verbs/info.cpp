@@ -34,6 +34,7 @@ std::map<trox::channel_kind, kind_sum> sums_of_kinds(const trox::data_set& data,
     auto bar = context.start_progress("looking at channels", data.channels().size());
     for (std::size_t i = 0; i < data.channels().size(); ++i) {
         const auto details = data.inspect(i);
+        context.tell_losses(details.skipped_files);
         kind_sum& sum = sums[details.kind];
         ++sum.channels;
         sum.records += data.channels()[i].records;

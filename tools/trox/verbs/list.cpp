@@ -149,6 +149,7 @@ private:
         auto bar = context.start_progress("looking at channels", found.size());
         for (const std::size_t index : found) {
             const auto details = data.inspect(index);
+            context.tell_losses(details.skipped_files);
             if (!kind_ || details.kind == *kind_) {
                 result.row(channel_row(data.channels()[index], details));
             }
@@ -207,7 +208,10 @@ private:
                                       {"files", column_type::integer},
                                       {"catalogue_file", column_type::text, column_view::exact},
                                       {"paths", column_type::list, column_view::exact}});
-        for (const auto& found : trox::find_runs(source_.where().place(context), query)) {
+        std::vector<trox::skipped_file> damaged;
+        const auto runs = trox::find_runs(source_.where().place(context), query, &damaged);
+        context.tell_losses(damaged);
+        for (const auto& found : runs) {
             result.row({found.number, found.experiment, found.stream, found.start, found.stop, found.files.size(),
                         found.catalogue_file, cell::list(found.files)});
         }
