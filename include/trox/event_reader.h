@@ -85,6 +85,7 @@ struct channel_report {
     std::uint64_t carried = 0;        ///< events with an earlier slow value
     std::uint64_t missing = 0;        ///< events without
     std::uint64_t skipped = 0;        ///< records that could not be decoded, each counted once
+    std::uint64_t unmatched = 0;      ///< records of files gone through that became part of no event, not damaged ones
     microseconds largest_residual{0}; ///< largest distance between a record's time and its event's
 };
 struct reading_report {
