@@ -12,8 +12,6 @@
 #include <memory>
 #include <stdexcept>
 
-namespace tw = trox::writer;
-
 namespace bench
 {
 

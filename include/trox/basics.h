@@ -59,7 +59,7 @@ private:
 struct sample_window {
     std::size_t first = 0;
     std::size_t count = static_cast<std::size_t>(-1);
-    std::size_t step = 1; ///< not 0
+    std::size_t step = 1; ///< 0 is taken for 1
 };
 
 /// Borrowed samples, every `stride`-th of an array. Random access.
@@ -99,14 +99,31 @@ public:
             --at_;
             return *this;
         }
+        iterator operator--(int)
+        {
+            return {data_, stride_, at_--};
+        }
         iterator& operator+=(difference_type n)
         {
             at_ += static_cast<std::size_t>(n);
             return *this;
         }
+        iterator& operator-=(difference_type n)
+        {
+            at_ -= static_cast<std::size_t>(n);
+            return *this;
+        }
         friend iterator operator+(iterator it, difference_type n)
         {
             return it += n;
+        }
+        friend iterator operator+(difference_type n, iterator it)
+        {
+            return it += n;
+        }
+        friend iterator operator-(iterator it, difference_type n)
+        {
+            return it -= n;
         }
         friend difference_type operator-(iterator a, iterator b)
         {
@@ -123,6 +140,18 @@ public:
         friend bool operator<(iterator a, iterator b)
         {
             return a.at_ < b.at_;
+        }
+        friend bool operator>(iterator a, iterator b)
+        {
+            return b < a;
+        }
+        friend bool operator<=(iterator a, iterator b)
+        {
+            return !(b < a);
+        }
+        friend bool operator>=(iterator a, iterator b)
+        {
+            return !(a < b);
         }
 
     private:

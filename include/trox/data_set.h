@@ -14,15 +14,16 @@
 #include <string_view>
 #include <vector>
 
+// Not exported: declared before the pragma.
+namespace trox::detail
+{
+class open_files;
+}
+
 #pragma GCC visibility push(default)
 
 namespace trox
 {
-
-namespace detail
-{
-class open_files;
-}
 
 /// Where runs lie.
 struct run_place {
@@ -43,8 +44,15 @@ struct run_info {
     std::vector<std::string> files{}; ///< paths where they were found, else base names
 };
 
+/// A file that was passed over, and why.
+struct skipped_file {
+    std::string path{};
+    std::string reason{};
+};
+
 /// Runs of a catalogue in order of their number, then experiment and stream. `first` and `last` (both included) limit
-/// numbers, `begin` and `end` (half-open) the time; what is not given limits nothing. Throws error (not_found) for a
+/// numbers, `begin` and `end` (half-open) the time; what is not given limits nothing. `damaged` receives the catalogue
+/// files of runs that, by their names, would be among them, but cannot be read. Throws error (not_found) for a
 /// catalogue that cannot be read. Thread-safe.
 struct run_query {
     std::optional<std::int32_t> first{};
@@ -52,7 +60,8 @@ struct run_query {
     std::optional<time_point> begin{};
     std::optional<time_point> end{};
 };
-std::vector<run_info> find_runs(const run_place& place, const run_query& query = {});
+std::vector<run_info> find_runs(const run_place& place, const run_query& query = {},
+                                std::vector<skipped_file>* damaged = nullptr);
 
 /// Events of one type in one file. First and last are by time, as the event index announces them; the bounds are those
 /// of its entries, and hold also when numbers begin anew or the announcement is damaged.
@@ -78,12 +87,6 @@ struct file_info {
     std::vector<event_type_info> events{}; ///< by type, in the order of the event index
 };
 
-/// A file that was passed over, and why.
-struct skipped_file {
-    std::string path{};
-    std::string reason{};
-};
-
 /// What the dictionaries and the descriptions tell of a channel.
 struct channel_info {
     std::string name{};
@@ -106,6 +109,7 @@ struct channel_details {
     std::size_t groups = 0;
     std::uint64_t stored_bytes = 0;            ///< of its baskets in all files
     compression stored_as = compression::none; ///< of the first record
+    std::vector<skipped_file> skipped_files{}; ///< that could not be loaded any more: all this is told without them
 };
 
 /// The event of one record, and the file that holds it (index in `files`).
@@ -130,7 +134,7 @@ struct channel_stamps {
 /// How files are opened.
 struct open_options {
     bool skip_bad_files = true;       ///< pass over files that cannot be loaded; else throw
-    std::size_t most_open_files = 64; ///< file descriptors and tables kept at once, at least 1
+    std::size_t most_open_files = 64; ///< descriptors and tables that each reader keeps at once, at least 1
 };
 
 /// Files of one or several generations in reading order. Opening reads tables only. A data set is a handle: copies
@@ -141,7 +145,8 @@ public:
     /// The given files, in the given order. Throws error (not_found, bad_file, input_output); with `skip_bad_files`
     /// only when none could be opened.
     static data_set open_files(const std::vector<std::string>& paths, const open_options& options = {});
-    /// The files of a run, or of all runs in a period [begin, end).
+    /// The files of a run, or of all runs in a period [begin, end). A run of the period whose catalogue file cannot be
+    /// read is a skipped file, or thrown like one.
     static data_set open_run(const run_place& place, std::int32_t run, const open_options& options = {});
     static data_set open_period(const run_place& place, time_point begin, time_point end,
                                 const open_options& options = {});
@@ -154,10 +159,12 @@ public:
     std::optional<std::size_t> find(std::string_view name) const;
     /// Up to `most` names that a person may have meant, the most similar first.
     std::vector<std::string> similar_names(std::string_view name, std::size_t most = 3) const;
-    /// Reads the heads of the channel's baskets, and decodes its first good record.
+    /// Reads the heads of the channel's baskets, and decodes its first good record. Throws error (wrong_use) for a
+    /// channel that is not there.
     channel_details inspect(std::size_t channel) const;
     /// The events of all records of some channels, by the tables alone: nothing is decoded. One element per channel. A
-    /// file that cannot be loaded any more is noted among the skipped records of each of its channels.
+    /// file that cannot be loaded any more is noted among the skipped records of each of its channels. Throws error
+    /// (wrong_use) for a channel that is not there.
     std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels) const;
     /// First and last time of all events; none without events.
     std::optional<time_point> first_time() const noexcept;

@@ -19,7 +19,7 @@ enum class fault {
     bad_file,        ///< no data file of any generation, or one whose tables are damaged
     damaged_record,  ///< a record that cannot be decoded
     missing_channel, ///< a channel has no record in an event, and the selection does not allow for that
-    out_of_budget,   ///< one event needs more memory than the budget allows
+    out_of_budget,   ///< one event, with what the program holds, needs more memory than the budget allows
     input_output     ///< the operating system said no; the text has its words
 };
 

@@ -13,18 +13,21 @@
 #include <string_view>
 #include <vector>
 
+// Not exported: declared before the pragma.
+namespace trox::detail
+{
+class event_source;
+}
+
 #pragma GCC visibility push(default)
 
 namespace trox
 {
 
-namespace detail
-{
-class event_source;
-}
-
 /// Which channels. A name is matched exactly; in a glob "*" stands for any text, "?" for one character, "[a-z]" and
-/// "[!a-z]" for one of a set; a regular expression (ECMAScript) must match the whole name.
+/// "[!a-z]" for one of a set, and a channel of just that name goes before all that the glob matches; a regular
+/// expression (ECMAScript without back-references, up to 1000 characters) must match the whole name. No pattern takes
+/// longer than some product of the lengths.
 struct channel_pattern {
     enum class syntax { name, glob, regex };
     std::string text{};
@@ -61,7 +64,7 @@ struct synchronisation {
 };
 
 /// What becomes of an event in which a channel has no record. Slow channels have their last value in every event
-/// behind it, and are never missing.
+/// behind it; before their first value in the range they have none, but never count as missing.
 enum class on_missing {
     keep, ///< deliver it with a gap
     drop, ///< pass over the event
@@ -80,8 +83,10 @@ struct selection {
 struct reading_options {
     std::size_t memory_budget = std::size_t{256}
                                 << 20; ///< bytes for decoded records, those that a caller holds included
-    unsigned threads = 0;              ///< that decode; 0: one per processor
-    bool skip_bad_records = true; ///< take records that cannot be decoded for missing ones; else throw (damaged_record)
+    unsigned threads = 0; ///< that decode, 256 at most, and fewer when the system gives no more; 0: one per processor
+    /// Take records that cannot be decoded for missing ones, and those that can never fit the budget; else throw
+    /// (damaged_record, input_output, out_of_budget).
+    bool skip_bad_records = true;
 };
 
 /// What reading met. Counts are of the events delivered so far by stepping in any direction; a range-for pass begins
@@ -145,7 +150,7 @@ private:
 ///     auto data = trox::data_set::open_run({"/catalogue", {"/data"}}, 1042);
 ///     trox::event_reader events(data, {{trox::pattern_from_text("LINAC.DIAG/TOROID/*")}});
 ///     for (const trox::event& event : events) {
-///         if (auto charge = event[0].trace()) { ... charge->samples ... }
+///         if (auto charge = event[0].trace()) { ... charge->samples ... } // none in an event without the channel
 ///     }
 ///
 /// One thread at a time; events and records may go to other threads.
@@ -163,6 +168,11 @@ public:
     const data_set& data() const noexcept;
 
     // --- stepping: each moves to the event and delivers it; none, and no move, when there is no such event ----------
+    //
+    // All of them throw error: (out_of_budget) when the event does not fit beside what the program holds,
+    // (missing_channel) when the selection asks for it, (input_output) when descriptors or memory are short, and with
+    // `skip_bad_records` off for the first record or file that cannot be read. std::bad_alloc may leave them as well.
+    // After any of these the reader stands where it stood.
 
     std::optional<event> first();
     std::optional<event> last();

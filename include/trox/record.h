@@ -11,15 +11,16 @@
 #include <utility>
 #include <vector>
 
+// Not exported: declared before the pragma.
+namespace trox::detail
+{
+struct decoded_record;
+}
+
 #pragma GCC visibility push(default)
 
 namespace trox
 {
-
-namespace detail
-{
-struct decoded_record;
-}
 
 /// Statistics of one member of a trace: which of the values are there (bit per value), and the values.
 struct statistics_view {
@@ -104,7 +105,7 @@ class record
 public:
     record() = default;
 
-    /// Whether there is a record at all. Everything below wants one.
+    /// Whether there is a record at all. Without one everything below answers zero, an empty text, or none.
     explicit operator bool() const noexcept
     {
         return record_ != nullptr;
@@ -137,7 +138,7 @@ public:
 
     /// Number of members of a trace, or of single values; 0 for other kinds.
     std::size_t members() const noexcept;
-    /// A member; a window limits its samples. Regions of interest have members as well.
+    /// A member; a window limits its samples, and a step of 0 is taken for 1. Regions of interest have members as well.
     std::optional<trace_view> trace(std::size_t member = 0, const sample_window& window = {}) const;
     std::optional<region> region_of_interest() const;
     std::optional<image_view> image() const;
@@ -154,6 +155,8 @@ public:
     }
 
 private:
+    const detail::decoded_record& contents() const noexcept;
+
     std::shared_ptr<const detail::decoded_record> record_;
     std::size_t channel_ = 0;
     bool updated_ = false;

@@ -15,7 +15,8 @@ namespace trox_detail
 {
 
 /// Where the records of one channel of one file are decoded from. Borrowed; must outlive the decoder. Any type with the
-/// same members serves: the first two are asked with `find`, the channel's bytes with `fetch` and `range`.
+/// same members serves: the first two are asked with `find`, the channel's bytes with `fetch`, `range` and, if there
+/// is one, `fetch_into`.
 template <class Generation> struct record_source {
     byte_range event_headers;
     byte_range server_blocks;

@@ -282,6 +282,17 @@ decode_outcome record_decoder<G, S, A>::convert_environment(const stored& record
     return decode_outcome::record;
 }
 
+/// The bytes of a payload: in memory, or read into the room of the converted ones by a source that offers it.
+template <class Channel>
+const unsigned char* fetch_payload(Channel& channel, std::uint64_t position, std::uint64_t size, unsigned char* room)
+{
+    if constexpr (requires { channel.fetch_into(position, size, room); }) {
+        return channel.fetch_into(position, size, room);
+    } else {
+        return channel.fetch(position, size);
+    }
+}
+
 template <class G, class S, class A>
 decode_outcome record_decoder<G, S, A>::convert_plain(const stored& record, subhead*& result)
 {
@@ -294,9 +305,11 @@ decode_outcome record_decoder<G, S, A>::convert_plain(const stored& record, subh
         return decode_outcome::failed_hard;
     }
     *result = record.head;
-    const unsigned char* data = source_.channel->fetch(record.subhead_position + sizeof(subhead), payload);
+    auto* room = reinterpret_cast<unsigned char*>(result + 1);
+    const unsigned char* data =
+        fetch_payload(*source_.channel, record.subhead_position + sizeof(subhead), payload, room);
     if (payload != 0 &&
-        (data == nullptr || trox_convert_data(data, result + 1, record.head.dtype, static_cast<int>(payload)) != 0)) {
+        (data == nullptr || trox_convert_data(data, room, record.head.dtype, static_cast<int>(payload)) != 0)) {
         print<common_channel_texts, common_channel_message::conversion_failed>(this_thread());
         failure_ = decode_failure::payload;
         return decode_outcome::failed_hard;

@@ -81,15 +81,26 @@ template <class Call> auto with_generation(generation format, Call call)
 
 } // namespace
 
+file_identity identity_of(int fd, const std::string& path)
+{
+    struct stat status {
+    };
+    if (::fstat(fd, &status) != 0) {
+        throw error(fault::input_output, std::strerror(errno), {path});
+    }
+    return {static_cast<std::uint64_t>(status.st_ino), static_cast<std::int64_t>(status.st_size),
+            static_cast<std::int64_t>(status.st_mtim.tv_sec), static_cast<std::int64_t>(status.st_mtim.tv_nsec)};
+}
+
 file_contents read_contents(const std::string& path)
 {
     return with_generation(generation_by_trailer(path), [&](auto file) { return file.contents(path); });
 }
 
-std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format,
+std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format, const file_identity& identity,
                                            const std::vector<std::string>& channels)
 {
-    return with_generation(format, [&](auto file) { return file.rows(path, channels); });
+    return with_generation(format, [&](auto file) { return file.rows(path, identity, channels); });
 }
 
 } // namespace trox::detail

@@ -29,6 +29,7 @@ struct bad_record {
     std::uint64_t offset = 0;
     std::optional<std::uint64_t> number{};
     std::string reason{};
+    fault why = fault::damaged_record;
 };
 
 /// A time in microseconds from which on the event numbers of a file begin anew.
@@ -69,10 +70,13 @@ class channel_decoder
 {
 public:
     virtual ~channel_decoder() = default;
-    /// Decodes the record of a row into `arena`. On failure false, and nothing is left in the arena.
+    /// Decodes the record of a row, if there is such a row, into `arena`. On failure false, and nothing is left in the
+    /// arena.
     virtual bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) = 0;
     /// Why the last record could not be decoded.
-    virtual std::string reason() const = 0;
+    virtual record_failure failure() const noexcept = 0;
+    /// What is wrong with a record, as far as that can be told without room for it; nothing for one that seems sound.
+    virtual record_failure defect(std::uint32_t row) noexcept = 0;
 };
 
 /// How a channel's records lie in a file.
@@ -98,6 +102,7 @@ public:
     /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
     virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
                                                      decode_workspace& workspace) const = 0;
+    /// Position of a record's sub-head; 0 for a row that is not there.
     virtual std::uint64_t offset(std::size_t channel, std::uint32_t row) const = 0;
 };
 
@@ -109,17 +114,38 @@ struct dictionary_channel {
     std::uint32_t count = 0;
 };
 
+/// Tells whether a path still leads to the file that it led to.
+struct file_identity {
+    std::uint64_t inode = 0;
+    std::int64_t size = 0;
+    std::int64_t second = 0; ///< of the last change
+    std::int64_t nanosecond = 0;
+
+    bool operator==(const file_identity&) const = default;
+};
+/// Throws error (input_output).
+file_identity identity_of(int fd, const std::string& path);
+
 /// What the tables tell without the rows.
 struct file_contents {
+    file_identity identity{};
     file_info info{};
     std::vector<dictionary_channel> dictionary{};
     std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
 };
 
+/// Descriptors or memory are short, which says nothing of the file: who holds some may give them up.
+class out_of_resources : public error
+{
+public:
+    using error::error;
+};
+
 /// Reads the tables of a file of any generation. Throws error.
 file_contents read_contents(const std::string& path);
-/// Loads the rows of channels; one that the file does not know has none. Throws error.
-std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format,
+/// Loads the rows of channels; one that the file does not know has none. Throws error (out_of_resources), also when the
+/// path leads to another file than the one of that identity, or to one that was changed.
+std::shared_ptr<const file_rows> load_rows(const std::string& path, generation format, const file_identity& identity,
                                            const std::vector<std::string>& channels);
 
 } // namespace trox::detail

@@ -8,6 +8,7 @@
 #include "generic/record_decoder.inl"
 #include "generic/record_index.h"
 #include "trox/data_file.h"
+#include "trox/stream_check.h"
 #include "trox/stretches.h"
 #include "trox/typed_file.h"
 
@@ -17,6 +18,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
@@ -49,23 +51,32 @@ inline void expect_table(int code, const char* table, const std::string& path)
     if (code == TROX_EVUTL_OK) {
         return;
     }
-    const char* what = code == TROX_EVUTL_READ_ERROR      ? "cannot be read"
-                       : code == TROX_EVUTL_BAD_PATTERN   ? "does not begin as it must"
-                       : code == TROX_EVUTL_DOES_NOT_FIT  ? "does not fit the file"
-                       : code == TROX_EVUTL_OUT_OF_MEMORY ? "does not fit into memory"
-                                                          : "cannot be loaded";
+    if (code == TROX_EVUTL_OUT_OF_MEMORY) {
+        throw out_of_resources(fault::input_output, std::string(table) + " does not fit into memory", {path});
+    }
+    const char* what = code == TROX_EVUTL_READ_ERROR     ? "cannot be read"
+                       : code == TROX_EVUTL_BAD_PATTERN  ? "does not begin as it must"
+                       : code == TROX_EVUTL_DOES_NOT_FIT ? "does not fit the file"
+                                                         : "cannot be loaded";
     throw error(fault::bad_file, std::string(table) + " " + what, {path});
 }
 
-/// Opens a file and reads its reference table, event index and dictionary.
-template <class G> void load_small_tables(const std::string& path, loaded_file<G>& file)
+template <class G> void open_file(const std::string& path, loaded_file<G>& file)
 {
-    using traits = channel_traits<G>;
     file.name = path;
     file.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file.fd < 0 && (errno == EMFILE || errno == ENFILE)) {
+        throw out_of_resources(fault::input_output, std::strerror(errno), {path});
+    }
     if (file.fd < 0) {
         throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
     }
+}
+
+/// Reads the reference table, event index and dictionary of an open file.
+template <class G> void load_small_tables(const std::string& path, loaded_file<G>& file)
+{
+    using traits = channel_traits<G>;
     file.length = ::lseek(file.fd, 0, SEEK_END);
     const auto tail_length = static_cast<std::size_t>(std::min<std::int64_t>(file.length, traits::trailer_size));
     std::vector<unsigned char> tail(tail_length);
@@ -184,8 +195,10 @@ template <class G> std::vector<channel_info> descriptions_of(const loaded_file<G
 template <class G> file_contents typed_file<G>::contents(const std::string& path)
 {
     loaded_file<G> file;
-    load_small_tables(path, file);
+    open_file(path, file);
     file_contents result;
+    result.identity = identity_of(file.fd, path);
+    load_small_tables(path, file);
     result.info.path = path;
     result.info.format = typed_file<G>::format;
     result.info.size = static_cast<std::uint64_t>(file.length);
@@ -215,7 +228,7 @@ struct windowed_source {
     int subchan = -1; // whole records: members are told apart by who takes the values
 };
 
-inline std::string text_of(decode_failure failure)
+inline const char* text_of(decode_failure failure)
 {
     switch (failure) {
     case decode_failure::none:
@@ -237,7 +250,36 @@ inline std::string text_of(decode_failure failure)
     case decode_failure::no_memory:
         return "there is no memory for it";
     }
-    return {};
+    return "";
+}
+
+/// Why a record is not there, by what the decoder says, or by why a window could not read (0: it could).
+inline record_failure failure_of(decode_failure failure, int reading)
+{
+    using cause = record_failure::cause;
+    if (failure == decode_failure::none) {
+        return {};
+    }
+    if (failure == decode_failure::no_memory || reading == ENOMEM) {
+        return {cause::no_memory, text_of(decode_failure::no_memory)};
+    }
+    if (reading == file_window::cut) {
+        return {cause::unreadable, "its file was cut while it was read"};
+    }
+    if (reading != 0) {
+        return {cause::unreadable, "it cannot be read", reading};
+    }
+    return {cause::damaged, text_of(failure)};
+}
+
+/// A piece of a file as a window gives it, where lack of memory says nothing of the file. Throws std::bad_alloc.
+inline const unsigned char* piece_of(file_window& window, std::uint64_t at, std::uint64_t size)
+{
+    const unsigned char* bytes = window.fetch(at, size);
+    if (bytes == nullptr && window.failure() == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    return bytes;
 }
 
 /// Reads so much at once where records follow each other.
@@ -281,16 +323,19 @@ template <class G> class typed_decoder final : public channel_decoder
 public:
     typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes, decode_workspace& workspace);
     bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) override;
-    std::string reason() const override
+    record_failure failure() const noexcept override
     {
-        return text_of(failure_);
+        return failure_;
     }
+    record_failure defect(std::uint32_t row) noexcept override;
 
 private:
+    int reading_failure() const noexcept;
+
     const typed_rows<G>& rows_;
     std::size_t channel_;
     windowed_source source_;
-    decode_failure failure_ = decode_failure::none;
+    record_failure failure_{};
 };
 
 /// A file with the columns of some channels.
@@ -299,7 +344,7 @@ template <class G> class typed_rows final : public file_rows
 public:
     using row_type = typename G::chan_ptr_entry;
 
-    typed_rows(const std::string& path, const std::vector<std::string>& channels);
+    typed_rows(const std::string& path, const file_identity& identity, const std::vector<std::string>& channels);
 
     const std::shared_ptr<const std::string>& path() const override
     {
@@ -323,9 +368,10 @@ public:
     }
     std::uint64_t offset(std::size_t channel, std::uint32_t row) const override
     {
-        return static_cast<std::uint64_t>(row_at(channel, row).chhd);
+        return row < counts_[channel] ? static_cast<std::uint64_t>(row_at(channel, row).chhd) : 0;
     }
 
+    /// A row below the channel's number of rows.
     const row_type& row_at(std::size_t channel, std::uint32_t row) const
     {
         return file_.ecp_tab->entries[channel * static_cast<std::size_t>(file_.ecp_tab->maxev) + row];
@@ -378,11 +424,16 @@ private:
 };
 
 template <class G>
-typed_rows<G>::typed_rows(const std::string& path, const std::vector<std::string>& channels)
+typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity,
+                          const std::vector<std::string>& channels)
     : path_(std::make_shared<std::string>(path)), names_(channels), counts_(channels.size()),
       block_types_(channels.size()), baskets_(channels.size())
 {
     using traits = channel_traits<G>;
+    open_file(path, file_);
+    if (identity_of(file_.fd, path) != identity) {
+        throw error(fault::bad_file, "was changed since it was opened", {path});
+    }
     load_small_tables(path, file_);
     typename G::chan_pointers_table* table = nullptr;
     const int code = traits::read_pointers_table_by_list(static_cast<std::size_t>(file_.length), file_.ref_tbl.get(),
@@ -483,7 +534,7 @@ template <class G> bool typed_rows<G>::holds_all_rows(std::size_t channel, file_
 template <class G> bool typed_rows<G>::is_update(file_window& window, const row_type& row) const
 {
     typename G::subhead head;
-    const unsigned char* bytes = window.fetch(static_cast<std::uint64_t>(row.chhd), sizeof head);
+    const unsigned char* bytes = piece_of(window, static_cast<std::uint64_t>(row.chhd), sizeof head);
     if (bytes == nullptr) {
         return false;
     }
@@ -510,9 +561,11 @@ template <class G> channel_column typed_rows<G>::column(std::size_t channel) con
     for (std::size_t i = 0; i < count; ++i) {
         const auto row_number = static_cast<std::uint32_t>(i);
         const row_type& row = row_at(channel, row_number);
-        const unsigned char* bytes = headers.fetch(static_cast<std::uint64_t>(row.evhd), sizeof event);
+        const unsigned char* bytes = piece_of(headers, static_cast<std::uint64_t>(row.evhd), sizeof event);
         if (bytes == nullptr) {
-            result.bad.push_back({static_cast<std::uint64_t>(row.chhd), {}, text_of(decode_failure::outside)});
+            const record_failure failure = failure_of(decode_failure::outside, headers.failure());
+            result.bad.push_back({static_cast<std::uint64_t>(row.chhd), {}, failure.reason(), failure.why()});
+            headers.forget_failure();
             continue;
         }
         channel_traits<G>::load(bytes, event);
@@ -638,7 +691,7 @@ template <class G> stored_channel typed_rows<G>::stored(std::size_t channel) con
     file_window window;
     window.look_at(identity_, file_.fd, span.begin, span.end, size);
     const auto position = static_cast<std::uint64_t>(row_at(channel, 0).chhd);
-    if (const unsigned char* bytes = window.fetch(position, size)) {
+    if (const unsigned char* bytes = piece_of(window, position, size)) {
         channel_traits<G>::load(bytes, raw.head);
         trox_detail::load_words(bytes + sizeof raw.head, raw.zip);
         if ((static_cast<unsigned>(raw.head.error) & TROX_CHAN_ZIP_FLAG) != 0) {
@@ -667,12 +720,21 @@ typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, 
 
 template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena& arena, decoded_record& out)
 {
+    if (row >= rows_.rows(channel_)) {
+        failure_ = failure_of(decode_failure::outside, 0);
+        return false;
+    }
+    for (file_window* window : {source_.event_headers.window, source_.server_blocks.window, source_.channel}) {
+        window->forget_failure();
+    }
+    source_.channel->borrow_from(&arena);
     const trox_detail::message_silencer quiet;
     trox_detail::record_decoder<G, windowed_source, batch_arena> decoder(source_, arena);
     typename G::channel_entry entry{};
     const batch_arena::mark before = arena.position();
     const decode_outcome outcome = decoder.decode(&rows_.row_at(channel_, row), entry);
-    failure_ = decoder.failure();
+    source_.channel->borrow_from(nullptr);
+    failure_ = failure_of(decoder.failure(), reading_failure());
     if (outcome != decode_outcome::record) {
         arena.rewind(before);
         return false;
@@ -692,10 +754,44 @@ template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena&
     return true;
 }
 
-template <class G>
-std::shared_ptr<const file_rows> typed_file<G>::rows(const std::string& path, const std::vector<std::string>& channels)
+/// Why one of the windows could not read; 0 when all could.
+template <class G> int typed_decoder<G>::reading_failure() const noexcept
 {
-    return std::make_shared<typed_rows<G>>(path, channels);
+    for (const file_window* window : {source_.event_headers.window, source_.server_blocks.window, source_.channel}) {
+        if (window->failure() != 0) {
+            return window->failure();
+        }
+    }
+    return 0;
+}
+
+template <class G> record_failure typed_decoder<G>::defect(std::uint32_t row) noexcept
+{
+    const std::uint64_t position = rows_.offset(channel_, row);
+    file_window& window = *source_.channel;
+    window.forget_failure();
+    typename G::subhead head{};
+    trox_zip_header zip{};
+    const unsigned char* bytes = window.fetch(position, sizeof head + sizeof zip);
+    if (bytes == nullptr) {
+        return {};
+    }
+    channel_traits<G>::load(bytes, head);
+    trox_detail::load_words(bytes + sizeof head, zip);
+    const bool is_zipped = (static_cast<unsigned>(head.error) & TROX_CHAN_ZIP_FLAG) != 0;
+    if (!is_zipped || (zip.zip_flags & trox_zip_zlib) == 0) {
+        return {};
+    }
+    const decode_failure found =
+        check_zlib_stream(window, position + sizeof head + sizeof zip, zip.zipp_length, zip.orig_length);
+    return failure_of(found, window.failure());
+}
+
+template <class G>
+std::shared_ptr<const file_rows> typed_file<G>::rows(const std::string& path, const file_identity& identity,
+                                                     const std::vector<std::string>& channels)
+{
+    return std::make_shared<typed_rows<G>>(path, identity, channels);
 }
 
 } // namespace trox::detail

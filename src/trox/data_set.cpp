@@ -21,12 +21,16 @@ namespace trox
 namespace
 {
 
+std::string path_in(const std::string& directory, const std::string& name)
+{
+    return directory.empty() || directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
 /// Where a data file lies: its path in the first directory that has it, else its name.
 std::string found_in(const std::vector<std::string>& directories, const std::string& name)
 {
     for (const std::string& directory : directories) {
-        const std::string path =
-            directory.empty() || directory.back() == '/' ? directory + name : directory + "/" + name;
+        const std::string path = path_in(directory, name);
         struct stat status {
         };
         if (::stat(path.c_str(), &status) == 0) {
@@ -51,7 +55,18 @@ struct catalogue_name {
     std::string experiment;
     std::string stream;
     std::int32_t run = 0;
+    std::optional<time_point> start; ///< whole seconds
+    std::optional<time_point> stop;  ///< none for a run that goes on
 };
+
+std::optional<time_point> time_in_name(const std::string& text)
+{
+    try {
+        return time_from_text(text);
+    } catch (const error&) {
+        return std::nullopt; // "open"
+    }
+}
 
 std::optional<catalogue_name> parts_of(const std::string& path)
 {
@@ -61,8 +76,21 @@ std::optional<catalogue_name> parts_of(const std::string& path)
     if (run == std::string::npos) {
         return std::nullopt;
     }
-    return catalogue_name{base.substr(0, stream), base.substr(stream + 1, run - stream - 1),
-                          std::atoi(base.c_str() + run + 4)};
+    catalogue_name parts{
+        base.substr(0, stream), base.substr(stream + 1, run - stream - 1), std::atoi(base.c_str() + run + 4), {}, {}};
+    const std::size_t start = base.find('_', run + 1);
+    const std::size_t stop = start == std::string::npos ? start : base.find('_', start + 1);
+    if (stop != std::string::npos) {
+        parts.start = time_in_name(base.substr(start + 1, stop - start - 1));
+        parts.stop = time_in_name(base.substr(stop + 1, base.rfind('.') - stop - 1));
+    }
+    return parts;
+}
+
+bool is_of_place(const catalogue_name& name, const run_place& place)
+{
+    return (place.experiment.empty() || name.experiment == place.experiment) &&
+           (place.stream.empty() || name.stream == place.stream);
 }
 
 /// The lists of files that the catalogue gives, owned.
@@ -96,14 +124,26 @@ std::string catalogue_key(const run_place& place)
     return place.stream.empty() ? place.experiment : place.experiment + "/" + place.stream;
 }
 
-void expect_directory(const std::string& path)
+/// Names of the catalogue's files, sorted. Throws error when it cannot be read.
+std::vector<std::string> names_in(const std::string& path)
 {
-    DIR* directory = ::opendir(path.c_str());
+    struct closer {
+        void operator()(DIR* directory) const
+        {
+            ::closedir(directory);
+        }
+    };
+    const std::unique_ptr<DIR, closer> directory(::opendir(path.c_str()));
     if (directory == nullptr) {
         throw error(errno == ENOENT || errno == ENOTDIR ? fault::not_found : fault::input_output,
                     std::string("the run catalogue cannot be read: ") + std::strerror(errno), {path});
     }
-    ::closedir(directory);
+    std::vector<std::string> names;
+    while (const dirent* entry = ::readdir(directory.get())) {
+        names.emplace_back(entry->d_name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 /// Files of all runs in a period, which the catalogue's own look-up takes in whole seconds with both ends included.
@@ -129,18 +169,42 @@ bool overlaps(const run_info& run, const run_query& query)
            (!query.begin || !run.stop || *run.stop >= *query.begin);
 }
 
+/// Catalogue files that the query wants by their names, of runs of which no file can be read.
+void find_damaged(const run_place& place, const run_query& query, const std::vector<std::string>& names,
+                  const std::vector<run_info>& found, std::vector<skipped_file>& damaged)
+{
+    for (const std::string& base : names) {
+        const auto name = parts_of(base);
+        const bool is_catalogue_file = base.size() > 4 && base.compare(base.size() - 4, 4, ".xml") == 0;
+        if (!name || !is_catalogue_file || !is_of_place(*name, place)) {
+            continue;
+        }
+        const run_info run{name->experiment, name->stream, name->run, name->start, name->stop, {}, {}};
+        const auto is_same = [&](const run_info& other) {
+            return other.number == run.number && other.experiment == run.experiment && other.stream == run.stream;
+        };
+        std::string key = run.experiment + "/" + run.stream; // then the reason
+        long start = 0;
+        long stop = 0;
+        if (!name->start || !overlaps(run, query) || std::any_of(found.begin(), found.end(), is_same) ||
+            get_time_for_run(run.number, &start, &stop, &key, place.catalogue.c_str()) == 0) {
+            continue;
+        }
+        damaged.push_back({path_in(place.catalogue, base), "the catalogue file cannot be read: " + key});
+    }
+}
+
 } // namespace
 
-std::vector<run_info> find_runs(const run_place& place, const run_query& query)
+std::vector<run_info> find_runs(const run_place& place, const run_query& query, std::vector<skipped_file>* damaged)
 {
-    expect_directory(place.catalogue);
+    const std::vector<std::string> names = names_in(place.catalogue);
     catalogue_lists lists;
     look_up(place, query, lists);
     std::vector<run_info> runs;
     for (const trox_root_xml_files* list : lists.items()) {
         const auto name = list->xmlfile == nullptr ? std::nullopt : parts_of(*list->xmlfile);
-        if (!name || (!place.experiment.empty() && name->experiment != place.experiment) ||
-            (!place.stream.empty() && name->stream != place.stream)) {
+        if (!name || !is_of_place(*name, place)) {
             continue;
         }
         run_info run;
@@ -162,6 +226,9 @@ std::vector<run_info> find_runs(const run_place& place, const run_query& query)
             runs.push_back(std::move(run));
         }
     }
+    if (damaged != nullptr) {
+        find_damaged(place, query, names, runs, *damaged);
+    }
     return runs;
 }
 
@@ -179,7 +246,11 @@ data_set data_set::open_run(const run_place& place, std::int32_t run, const open
     run_query query;
     query.first = run;
     query.last = run;
-    const std::vector<run_info> runs = find_runs(place, query);
+    std::vector<skipped_file> damaged;
+    const std::vector<run_info> runs = find_runs(place, query, &damaged);
+    if (runs.empty() && !damaged.empty()) {
+        throw error(fault::bad_file, damaged.front().reason, {damaged.front().path});
+    }
     if (runs.empty()) {
         throw error(fault::not_found, "the catalogue has no run " + std::to_string(run), {place.catalogue});
     }
@@ -204,15 +275,19 @@ data_set data_set::open_period(const run_place& place, time_point begin, time_po
     query.begin = begin;
     query.end = end;
     std::vector<std::string> files;
-    for (const run_info& run : find_runs(place, query)) {
+    std::vector<skipped_file> damaged;
+    for (const run_info& run : find_runs(place, query, &damaged)) {
         files.insert(files.end(), run.files.begin(), run.files.end());
+    }
+    if (!damaged.empty() && (files.empty() || !options.skip_bad_files)) {
+        throw error(fault::bad_file, damaged.front().reason, {damaged.front().path});
     }
     if (files.empty()) {
         throw error(fault::not_found, "the catalogue has no run from " + to_text(begin) + " to " + to_text(end),
                     {place.catalogue});
     }
     sort_files(files);
-    return open_files(files, options);
+    return data_set(std::make_shared<detail::open_files>(files, options, std::move(damaged)));
 }
 
 const std::vector<file_info>& data_set::files() const noexcept
@@ -322,22 +397,27 @@ void take_shape(const detail::file_rows& rows, channel_details& details)
 
 channel_details data_set::inspect(std::size_t channel) const
 {
-    const channel_info& info = channels().at(channel);
+    files_->expect_channel(channel);
+    const channel_info& info = channels()[channel];
     channel_details details;
     bool is_first = true;
     for (std::size_t i = 0; i < files().size(); ++i) {
         if (!files_->has(i, channel)) {
             continue;
         }
-        const auto rows = detail::load_rows(files()[i].path, files()[i].format, {info.name});
-        const detail::stored_channel stored = rows->stored(0);
-        details.stored_bytes += stored.end - stored.begin;
-        if (is_first) {
-            details.stored_as = stored.first_stored_as;
-            is_first = false;
-        }
-        if (details.block_type == 0) {
-            take_shape(*rows, details);
+        try {
+            const auto rows = files_->load(i, {info.name});
+            const detail::stored_channel stored = rows->stored(0);
+            details.stored_bytes += stored.end - stored.begin;
+            if (is_first) {
+                details.stored_as = stored.first_stored_as;
+                is_first = false;
+            }
+            if (details.block_type == 0) {
+                take_shape(*rows, details);
+            }
+        } catch (const error& failure) {
+            details.skipped_files.push_back({files()[i].path, failure.reason()});
         }
     }
     return details;
@@ -345,6 +425,9 @@ channel_details data_set::inspect(std::size_t channel) const
 
 std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& channels) const
 {
+    for (const std::size_t channel : channels) {
+        files_->expect_channel(channel);
+    }
     std::vector<channel_stamps> result(channels.size());
     for (std::size_t file = 0; file < files().size(); ++file) {
         std::vector<std::size_t> present; // positions in `channels`
@@ -357,7 +440,7 @@ std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& cha
         }
         const file_info& info = files()[file];
         try {
-            const auto rows = present.empty() ? nullptr : detail::load_rows(info.path, info.format, names);
+            const auto rows = present.empty() ? nullptr : files_->load(file, names);
             for (std::size_t i = 0; i < present.size(); ++i) {
                 const detail::channel_column column = rows->column(i);
                 channel_stamps& stamps = result[present[i]];

@@ -1,11 +1,62 @@
 #include "trox/decoded.h"
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
 namespace trox::detail
 {
+
+fault record_failure::why() const noexcept
+{
+    switch (what) {
+    case cause::none:
+    case cause::damaged:
+        return fault::damaged_record;
+    case cause::unreadable:
+    case cause::no_memory:
+        return fault::input_output;
+    case cause::no_room:
+        return fault::out_of_budget;
+    }
+    return fault::damaged_record;
+}
+
+std::string record_failure::reason() const
+{
+    std::string words = text;
+    if (error_number != 0) {
+        words += std::string(": ") + std::strerror(error_number);
+    }
+    if (bytes != 0) {
+        words += " of " + std::to_string(bytes) + " bytes";
+    }
+    return words;
+}
+
+bool batch_arena::has_room(std::size_t size) noexcept
+{
+    const std::size_t taken = bytes_ + lent_;
+    if (size <= limit_ && taken <= limit_ - size) {
+        return true;
+    }
+    refused_ = size <= std::numeric_limits<std::size_t>::max() - taken ? taken + size : size;
+    return false;
+}
+
+memory_block batch_arena::lend(std::size_t size) noexcept
+{
+    memory_block block = has_room(size) ? take_block(pool_, size, limit_ - bytes_ - lent_) : memory_block();
+    lent_ += block == nullptr ? 0 : block.get_deleter().size;
+    return block;
+}
+
+void batch_arena::take_back(memory_block block) noexcept
+{
+    lent_ -= block == nullptr ? 0 : block.get_deleter().size;
+}
 
 void* batch_arena::allocate(std::size_t size) noexcept
 try {
@@ -14,13 +65,13 @@ try {
     const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
     if (blocks_.empty() || blocks_.back().get_deleter().size - used_ < rounded) {
         // Small blocks first: a batch may consist of one small record.
-        if (rounded > limit_ || bytes_ > limit_ - rounded) {
-            exhausted_ = true;
+        if (!has_room(rounded)) {
             return nullptr;
         }
+        const std::size_t free = limit_ - bytes_ - lent_;
         const std::size_t usual = std::min(usual_block, std::max<std::size_t>(bytes_, 1024));
-        const std::size_t wanted = std::max(rounded, std::min(usual, limit_ - bytes_));
-        memory_block added = take_block(pool_, wanted, limit_ - bytes_);
+        const std::size_t wanted = std::max(rounded, std::min(usual, free));
+        memory_block added = take_block(pool_, wanted, free);
         if (added == nullptr) {
             return nullptr;
         }

@@ -3,6 +3,7 @@
 #define TROX_TROX_DECODED_H
 
 #include "trox/basics.h"
+#include "trox/error.h"
 #include "trox/memory_pool.h"
 
 #include <atomic>
@@ -30,6 +31,30 @@ struct decoded_record {
     std::uint64_t offset = 0; ///< of the sub-head in the file
 };
 
+/// Why a record is not there. Holds no memory: it is also made when there is none.
+struct record_failure {
+    enum class cause {
+        none,
+        damaged,    ///< the record contradicts itself or the tables
+        unreadable, ///< its bytes cannot be had
+        no_memory,  ///< the system gave none
+        no_room     ///< does not fit the budget
+    };
+
+    cause what = cause::none;
+    const char* text = ""; ///< a constant
+    int error_number = 0;  ///< whose words belong to the text; 0 for none
+    std::size_t bytes = 0; ///< that the text speaks of; 0 for none
+    bool may_pass = false; ///< the same call may succeed once the program holds less
+
+    explicit operator bool() const noexcept
+    {
+        return what != cause::none;
+    }
+    fault why() const noexcept;
+    std::string reason() const;
+};
+
 /// Memory of decoded records, taken piece by piece and released as a whole. One thread at a time.
 class batch_arena
 {
@@ -47,6 +72,9 @@ public:
     }
     /// `size` bytes at a multiple of 8; null when there is no memory, or the limit would be passed.
     void* allocate(std::size_t size) noexcept;
+    /// A block for use while a record is decoded, which counts for the limit until it is taken back; null as above.
+    memory_block lend(std::size_t size) noexcept;
+    void take_back(memory_block block) noexcept;
     mark position() const noexcept
     {
         return {blocks_.size(), used_, bytes_};
@@ -60,16 +88,24 @@ public:
     /// Whether a request was refused since it would have passed the limit.
     bool is_exhausted() const noexcept
     {
-        return exhausted_;
+        return refused_ != 0;
+    }
+    /// Bytes that there would have been with the refused request.
+    std::size_t refused() const noexcept
+    {
+        return refused_;
     }
 
 private:
+    bool has_room(std::size_t size) noexcept;
+
     std::vector<memory_block> blocks_; // the last one is in use
     std::size_t used_ = 0;             // bytes of it
     std::size_t bytes_ = 0;
     std::size_t limit_;
     std::shared_ptr<memory_pool> pool_; // blocks that came from it keep it as well
-    bool exhausted_ = false;
+    std::size_t lent_ = 0;
+    std::size_t refused_ = 0;
 };
 
 /// Bytes that all batches of a reader occupy.

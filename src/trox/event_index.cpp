@@ -448,16 +448,56 @@ bool event_index::collect(round& state, bool confirms)
     return true;
 }
 
-/// After a failure the channels stand anywhere: every further attempt fails likewise.
 bool event_index::grow()
 {
     if (failure_) {
         std::rethrow_exception(failure_);
     }
     try {
+        if (stands_anywhere_) {
+            find_again();
+            stands_anywhere_ = false;
+        }
         return find_one();
+    } catch (const error& failure) {
+        stands_anywhere_ = true;
+        if (failure.why() != fault::input_output) {
+            failure_ = std::current_exception();
+        }
+        throw;
     } catch (...) {
-        failure_ = std::current_exception();
+        stands_anywhere_ = true;
+        throw;
+    }
+}
+
+/// Leads the channels once more through all events found so far. When that fails, those stay as they are.
+void event_index::find_again()
+{
+    std::vector<channel_cursor> cursors;
+    cursors.reserve(records_.size());
+    for (std::size_t i = 0; i < records_.size(); ++i) {
+        cursors.emplace_back(i, match_);
+    }
+    std::vector<indexed_event> events;
+    std::vector<std::vector<record_place>> records(records_.size());
+    std::vector<std::size_t> first_updates(records_.size(), std::numeric_limits<std::size_t>::max());
+    cursors_.swap(cursors);
+    current_ = {};
+    begun_ = false;
+    complete_ = false;
+    trusts_numbers_ = true;
+    const auto exchange = [&]() noexcept {
+        events_.swap(events);
+        records_.swap(records);
+        first_updates_.swap(first_updates);
+    };
+    exchange();
+    try {
+        while (events_.size() < events.size() && find_one()) {
+        }
+    } catch (...) {
+        exchange();
         throw;
     }
 }
@@ -504,7 +544,7 @@ bool event_index::reach(std::size_t index)
 void event_index::look_ahead(std::size_t index)
 {
     try {
-        if (!failure_) {
+        if (!failure_ && !stands_anywhere_) {
             reach(index);
         }
     } catch (...) { // kept for the one who needs the event

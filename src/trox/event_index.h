@@ -151,8 +151,8 @@ public:
     /// `checks_numbers`: per file, whether its generation checks a neighbour found by time against the numbers.
     event_index(std::size_t channels, std::vector<bool> checks_numbers, const selection& what, column_source columns);
 
-    /// Finds one more event; false when there is none. What fails once (a file that must not be passed over) fails
-    /// again; the events found before stay.
+    /// Finds one more event; false when there is none. A file that must not be passed over fails again each time; what
+    /// failed for lack of memory or descriptors is tried once more. The events found before stay.
     bool grow();
     /// Finds events until there are more than `index`; false when there are not so many.
     bool reach(std::size_t index);
@@ -185,6 +185,7 @@ public:
 private:
     struct round;
     bool find_one();
+    void find_again();
     bool step(round& state);
     bool begin_anew(round& state);
     void let_wait_no_longer();
@@ -206,6 +207,7 @@ private:
     bool complete_ = false;
     bool trusts_numbers_ = true; // the last event had a record that none had before
     std::exception_ptr failure_;
+    bool stands_anywhere_ = false; // the channels, after a failure that is not kept
     std::vector<indexed_event> events_;
     std::vector<std::vector<record_place>> records_;
     std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value

@@ -140,8 +140,9 @@ std::vector<channel_column> event_source::stretches(std::size_t file, std::size_
     }
     channel_column column = rows->column(channel);
     take_out_timeless(column, *rows, channel);
-    for (const bad_record& bad : column.bad) {
-        note_bad_record(data_.files()[file].path, channel, bad.offset, bad.number, bad.reason);
+    for (std::size_t& noted = noted_[{file, channel}]; noted < column.bad.size(); ++noted) {
+        const bad_record& bad = column.bad[noted];
+        note_bad_record(data_.files()[file].path, channel, bad.offset, bad.number, bad.why, bad.reason);
     }
     const std::vector<restart_point>& points = restarts(file, *rows);
     return what_.match.how == synchronisation::mode::by_number
@@ -226,17 +227,11 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
     const auto& records = index_.records(channel);
     while (wanted.position) {
         const std::size_t at = *wanted.position;
-        std::string reason;
-        if (auto record = store_.wait(channel, records, at, reason)) {
+        record_failure failure;
+        if (auto record = store_.wait(channel, records, at, failure)) {
             return record;
         }
-        const record_place& place = records[at];
-        if (!skips_ || known_bad_.emplace(channel, at).second) {
-            const auto rows = rows_.rows(place.file);
-            note_bad_record(data_.files()[place.file].path, channel,
-                            rows == nullptr ? 0 : rows->offset(channel, place.row), index_.events()[place.event].number,
-                            reason);
-        }
+        refuse_or_note(channel, at, failure);
         wanted.is_exact = false;
         wanted.position.reset();
         if (at > 0 && index_.has_slow_value(channel, records[at - 1].event)) {
@@ -247,17 +242,41 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
     return nullptr;
 }
 
+/// Notes a record that is not there, once, or throws.
+void event_source::refuse_or_note(std::size_t channel, std::size_t at, const record_failure& failure)
+{
+    const bool is_known = known_bad_.count({channel, at}) != 0;
+    if (is_known && skips_ && !failure.may_pass) {
+        return;
+    }
+    const record_place& bad = index_.records(channel)[at];
+    const auto rows = rows_.rows(bad.file);
+    const std::string& file = data_.files()[bad.file].path;
+    const std::uint64_t offset = rows == nullptr ? 0 : rows->offset(channel, bad.row);
+    const std::uint64_t number = index_.events()[bad.event].number;
+    if (failure.may_pass) {
+        throw error(failure.why(), failure.reason(), {file, data_.channels()[channels_[channel]].name, number, offset});
+    }
+    const auto known = known_bad_.emplace(channel, at).first;
+    try {
+        note_bad_record(file, channel, offset, number, failure.why(), failure.reason());
+    } catch (...) {
+        known_bad_.erase(known);
+        throw;
+    }
+}
+
 void event_source::note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
-                                   std::optional<std::uint64_t> number, const std::string& reason)
+                                   std::optional<std::uint64_t> number, fault why, const std::string& reason)
 {
     place where{file, data_.channels()[channels_[channel]].name, number, offset};
     if (!skips_) {
-        throw error(fault::damaged_record, reason, std::move(where));
+        throw error(why, reason, std::move(where));
     }
-    ++report_.channels[channel].skipped;
     if (report_.skipped_records.size() < most_notes) {
         report_.skipped_records.push_back({std::move(where), reason});
     }
+    ++report_.channels[channel].skipped;
 }
 
 std::optional<event> event_source::deliver(std::size_t index, bool forward)
@@ -307,8 +326,13 @@ bool event_source::lets_pass(const event& found, std::size_t index)
             continue;
         }
         if (what_.missing == on_missing::fail) {
+            const auto other = std::find_if(found.records_.begin(), found.records_.end(),
+                                            [](const record& there) { return there && there.is_updated(); });
             throw error(fault::missing_channel, "has no record",
-                        {{}, data_.channels()[channels_[i]].name, index_.events()[index].number, {}});
+                        {other == found.records_.end() ? std::string() : std::string(other->file()),
+                         data_.channels()[channels_[i]].name,
+                         index_.events()[index].number,
+                         {}});
         }
         return false;
     }

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -67,8 +68,9 @@ private:
     std::optional<event> deliver(std::size_t index, bool forward);
     void want(std::size_t index, bool forward);
     std::shared_ptr<const decoded_record> take(wanted_record& wanted, std::size_t channel);
+    void refuse_or_note(std::size_t channel, std::size_t at, const record_failure& failure);
     void note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
-                         std::optional<std::uint64_t> number, const std::string& reason);
+                         std::optional<std::uint64_t> number, fault why, const std::string& reason);
     bool lets_pass(const event& found, std::size_t index);
     void count_event(const event& found);
 
@@ -85,6 +87,8 @@ private:
     std::size_t horizon_ = 16; ///< events that the index is ahead of the reader going forward
     std::vector<wanted_record> wanted_;
     std::set<std::pair<std::size_t, std::size_t>> known_bad_; ///< channel, and position in its list
+    /// Records without an event that were noted, by file and channel: a column may be asked for again.
+    std::map<std::pair<std::size_t, std::size_t>, std::size_t> noted_;
     reading_report report_;
 };
 

@@ -6,9 +6,18 @@
 #include <cerrno>
 #include <new>
 #include <unistd.h>
+#include <utility>
 
 namespace trox::detail
 {
+
+namespace
+{
+
+/// Larger pieces are not kept: there is a window per thread, and it is not counted.
+constexpr std::uint64_t most_kept = std::uint64_t{256} << 10;
+
+} // namespace
 
 void file_window::look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end,
                           std::size_t ahead) noexcept
@@ -29,33 +38,84 @@ const unsigned char* file_window::fetch(std::uint64_t at, std::uint64_t size) no
     if (!trox_detail::range_fits(at, size, at_, held_) && !load(at, size)) {
         return nullptr;
     }
-    return buffer_.get() + (at - at_);
+    return data_ + (at - at_);
+}
+
+const unsigned char* file_window::fetch_into(std::uint64_t at, std::uint64_t size, unsigned char* room) noexcept
+{
+    if (size <= most_kept) {
+        return fetch(at, size);
+    }
+    if (!trox_detail::range_fits(at, size, begin_, end_ - begin_)) {
+        return nullptr;
+    }
+    return read(at, size, size, room) < size ? nullptr : room;
+}
+
+void file_window::borrow_from(batch_arena* lender) noexcept
+{
+    give_back();
+    lender_ = lender;
+}
+
+void file_window::give_back() noexcept
+{
+    if (borrowed_ == nullptr) {
+        return;
+    }
+    held_ = 0;
+    if (lender_ != nullptr) {
+        lender_->take_back(std::move(borrowed_));
+    }
+    borrowed_.reset();
 }
 
 bool file_window::load(std::uint64_t at, std::uint64_t size) noexcept
 {
     const std::uint64_t wanted = std::min(std::max<std::uint64_t>({size, ahead_, 1}), std::max(size, end_ - at));
-    if (wanted > capacity_ || buffer_ == nullptr) {
-        held_ = 0;
-        buffer_.reset(new (std::nothrow) unsigned char[wanted]);
-        capacity_ = buffer_ == nullptr ? 0 : wanted;
-        if (buffer_ == nullptr) {
-            return false;
-        }
-    }
-    at_ = at;
+    give_back();
     held_ = 0;
-    while (held_ < wanted) {
-        const ssize_t got = ::pread(fd_, buffer_.get() + held_, wanted - held_, static_cast<off_t>(at + held_));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            break;
-        }
-        held_ += static_cast<std::size_t>(got);
+    unsigned char* const room = room_for(wanted);
+    if (room == nullptr) {
+        failure_ = ENOMEM;
+        return false;
     }
+    data_ = room;
+    at_ = at;
+    held_ = read(at, size, wanted, room);
     return held_ >= size;
+}
+
+unsigned char* file_window::room_for(std::uint64_t size) noexcept
+{
+    if (size > most_kept) {
+        borrowed_ = lender_ != nullptr ? lender_->lend(size) : take_block(nullptr, size, size);
+        return borrowed_.get();
+    }
+    if (size > capacity_ || buffer_ == nullptr) {
+        buffer_.reset(new (std::nothrow) unsigned char[size]);
+        capacity_ = buffer_ == nullptr ? 0 : size;
+    }
+    return buffer_.get();
+}
+
+/// Bytes that were read, up to `most`; fewer than `least` are a failure.
+std::size_t file_window::read(std::uint64_t at, std::uint64_t least, std::uint64_t most, unsigned char* to) noexcept
+{
+    std::size_t done = 0;
+    int reason = 0;
+    while (done < most && reason == 0) {
+        const ssize_t got = ::pread(fd_, to + done, most - done, static_cast<off_t>(at + done));
+        if (got > 0) {
+            done += static_cast<std::size_t>(got);
+        } else if (got == 0) {
+            reason = cut;
+        } else if (errno != EINTR) {
+            reason = errno;
+        }
+    }
+    failure_ = done < least ? reason : failure_;
+    return done;
 }
 
 } // namespace trox::detail

@@ -6,8 +6,9 @@
 namespace trox::detail
 {
 
-open_files::open_files(const std::vector<std::string>& paths, const open_options& options)
-    : most_open_(options.most_open_files)
+open_files::open_files(const std::vector<std::string>& paths, const open_options& options,
+                       std::vector<skipped_file> skipped)
+    : skipped_(std::move(skipped)), most_open_(options.most_open_files)
 {
     if (most_open_ == 0) {
         throw error(fault::wrong_use, "at least one file must be allowed to be open");
@@ -26,8 +27,9 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
         }
     }
     if (files_.empty()) {
-        throw error(fault::bad_file, "none of " + std::to_string(paths.size()) + " files can be read; the first: " +
-                                         skipped_.front().path + ": " + skipped_.front().reason);
+        const skipped_file& first = skipped_[skipped_.size() - paths.size()];
+        throw error(fault::bad_file, "none of " + std::to_string(paths.size()) +
+                                         " files can be read; the first: " + first.path + ": " + first.reason);
     }
 }
 
@@ -60,6 +62,7 @@ void open_files::add(file_contents contents)
         has_records[known->second] = has_records[known->second] || entry.count > 0;
     }
     files_.push_back(std::move(contents.info));
+    identities_.push_back(contents.identity);
     has_records_.push_back(std::move(has_records));
 }
 
@@ -69,10 +72,23 @@ std::optional<std::size_t> open_files::find(std::string_view name) const
     return found == by_name_.end() ? std::nullopt : std::optional<std::size_t>(found->second);
 }
 
+void open_files::expect_channel(std::size_t channel) const
+{
+    if (channel >= channels_.size()) {
+        throw error(fault::wrong_use, "there is no channel " + std::to_string(channel) + ", of " +
+                                          std::to_string(channels_.size()) + " counted from 0");
+    }
+}
+
 bool open_files::has(std::size_t file, std::size_t channel) const
 {
     const auto& known = has_records_[file];
     return channel < known.size() && known[channel];
+}
+
+std::shared_ptr<const file_rows> open_files::load(std::size_t file, const std::vector<std::string>& channels) const
+{
+    return load_rows(files_[file].path, files_[file].format, identities_[file], channels);
 }
 
 row_cache::row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels)
@@ -99,9 +115,10 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
     while (recent_.size() >= files_->most_open()) {
         recent_.pop_back();
     }
-    const file_info& info = files_->files()[file];
     try {
-        recent_.emplace_front(file, load_rows(info.path, info.format, names_));
+        load(file);
+    } catch (const out_of_resources&) {
+        throw;
     } catch (const error& failure) {
         if (throws_) {
             throw;
@@ -110,6 +127,20 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
         return nullptr;
     }
     return recent_.front().second;
+}
+
+/// Puts a file in front. Where descriptors or memory are short, those of the other files are given up.
+void row_cache::load(std::size_t file)
+{
+    try {
+        recent_.emplace_front(file, files_->load(file, names_));
+    } catch (const out_of_resources&) {
+        if (recent_.empty()) {
+            throw;
+        }
+        recent_.clear();
+        recent_.emplace_front(file, files_->load(file, names_));
+    }
 }
 
 std::vector<skipped_file> row_cache::failures() const

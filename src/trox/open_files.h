@@ -21,7 +21,9 @@ namespace trox::detail
 class open_files
 {
 public:
-    open_files(const std::vector<std::string>& paths, const open_options& options);
+    /// `skipped`: files that were passed over on the way here.
+    open_files(const std::vector<std::string>& paths, const open_options& options,
+               std::vector<skipped_file> skipped = {});
 
     const std::vector<file_info>& files() const noexcept
     {
@@ -36,8 +38,12 @@ public:
         return channels_;
     }
     std::optional<std::size_t> find(std::string_view name) const;
+    /// Throws error (wrong_use) for an index that no channel has.
+    void expect_channel(std::size_t channel) const;
     /// Whether a file has records of a channel.
     bool has(std::size_t file, std::size_t channel) const;
+    /// Loads the rows of channels. Throws error, also when the file was changed or replaced since it was opened.
+    std::shared_ptr<const file_rows> load(std::size_t file, const std::vector<std::string>& channels) const;
     std::size_t most_open() const noexcept
     {
         return most_open_;
@@ -47,6 +53,7 @@ private:
     void add(file_contents contents);
 
     std::vector<file_info> files_;
+    std::vector<file_identity> identities_; // of the files
     std::vector<skipped_file> skipped_;
     std::vector<channel_info> channels_;
     std::unordered_map<std::string, std::size_t> by_name_;
@@ -60,7 +67,8 @@ class row_cache
 public:
     row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels);
 
-    /// Null when the file cannot be loaded; the first such failure is kept, or thrown when `skips` is off.
+    /// Null when the file cannot be loaded; the first such failure is kept, or thrown when that is wished. Lack of
+    /// descriptors or memory is thrown, and not kept.
     std::shared_ptr<const file_rows> rows(std::size_t file);
     std::vector<skipped_file> failures() const;
     std::size_t most_open() const noexcept
@@ -73,6 +81,8 @@ public:
     }
 
 private:
+    void load(std::size_t file);
+
     std::shared_ptr<const open_files> files_;
     std::vector<std::string> names_;
     bool throws_ = false;

@@ -128,10 +128,18 @@ std::uint32_t image_view::value(std::size_t i) const noexcept
     return result;
 }
 
+/// An empty record answers from one without a payload.
+const detail::decoded_record& record::contents() const noexcept
+{
+    static const new_head no_head{};
+    static const detail::decoded_record none{&no_head};
+    return record_ == nullptr ? none : *record_;
+}
+
 channel_kind record::kind() const noexcept
 {
-    const int type = payload_of(*record_).type;
-    if (is_update(*record_, type)) {
+    const int type = payload_of(contents()).type;
+    if (is_update(contents(), type)) {
         return channel_kind::slow;
     }
     if (type == TROX_BLOCK_IMAGE || type == TROX_BLOCK_IMAGE_EXT) {
@@ -143,7 +151,7 @@ channel_kind record::kind() const noexcept
     if (type == TROX_BLOCK_EQDATA) {
         return channel_kind::control_value;
     }
-    const std::size_t samples = samples_of(*record_);
+    const std::size_t samples = samples_of(contents());
     if (samples == 0) {
         return channel_kind::unknown;
     }
@@ -154,74 +162,74 @@ channel_kind record::kind() const noexcept
 
 std::uint64_t record::event_number() const noexcept
 {
-    return record_->number;
+    return contents().number;
 }
 
 time_point record::time() const noexcept
 {
-    return record_->time;
+    return contents().time;
 }
 
 int record::event_type() const noexcept
 {
-    return record_->event_type;
+    return contents().event_type;
 }
 
 std::string_view record::server() const noexcept
 {
-    return record_->server;
+    return contents().server;
 }
 
 std::uint32_t record::server_status() const noexcept
 {
-    return record_->server_status;
+    return contents().server_status;
 }
 
 std::uint32_t record::errors() const noexcept
 {
-    const auto bits = with_head(*record_, [](const auto& head) { return static_cast<std::uint32_t>(head.error); });
+    const auto bits = with_head(contents(), [](const auto& head) { return static_cast<std::uint32_t>(head.error); });
     return bits & ~static_cast<std::uint32_t>(TROX_CHAN_ZIP_FLAG);
 }
 
 std::string_view record::stored_name() const noexcept
 {
-    return with_head(*record_, [](const auto& head) { return text_in(head.chname); });
+    return with_head(contents(), [](const auto& head) { return text_in(head.chname); });
 }
 
 int record::block_type() const noexcept
 {
-    return payload_of(*record_).type;
+    return payload_of(contents()).type;
 }
 
 generation record::format() const noexcept
 {
-    return record_->format;
+    return contents().format;
 }
 
 array_view<const std::byte> record::payload() const noexcept
 {
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     return {reinterpret_cast<const std::byte*>(bytes.data), bytes.size};
 }
 
 std::string_view record::file() const noexcept
 {
-    return record_->file;
+    return contents().file;
 }
 
 std::uint64_t record::offset() const noexcept
 {
-    return record_->offset;
+    return contents().offset;
 }
 
 std::size_t record::members() const noexcept
 {
-    const int type = payload_of(*record_).type;
-    if (!has_samples(type) || is_update(*record_, type) || samples_of(*record_) == 0) {
+    const int type = payload_of(contents()).type;
+    if (!has_samples(type) || is_update(contents(), type) || samples_of(contents()) == 0) {
         return 0;
     }
     return static_cast<std::size_t>(
-        with_head(*record_, [](const auto& head) { return std::max(get_channel_number(head.dtype, &head), 0); }));
+        with_head(contents(), [](const auto& head) { return std::max(get_channel_number(head.dtype, &head), 0); }));
 }
 
 std::optional<trace_view> record::trace(std::size_t member, const sample_window& window) const
@@ -231,12 +239,12 @@ std::optional<trace_view> record::trace(std::size_t member, const sample_window&
     }
     member_samples samples;
     const auto index = static_cast<int>(member);
-    if (!with_head(*record_, [&](const auto& head) { return load_member(head, index, samples); }) ||
+    if (!with_head(contents(), [&](const auto& head) { return load_member(head, index, samples); }) ||
         samples.length < 0) {
         return std::nullopt;
     }
     trace_view view;
-    const char* name = with_head(*record_, [&](const auto& head) { return get_chan_name(head.dtype, index); });
+    const char* name = with_head(contents(), [&](const auto& head) { return get_chan_name(head.dtype, index); });
     view.name = name == nullptr ? std::string_view() : std::string_view(name);
     view.group_size = static_cast<std::size_t>(samples.length);
     view.groups = static_cast<std::size_t>(std::max(samples.groups, 1));
@@ -269,7 +277,7 @@ std::optional<trace_view> record::trace(std::size_t member, const sample_window&
 
 std::optional<region> record::region_of_interest() const
 {
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     if (!is_region(bytes.type) || bytes.size < sizeof(trox_roi_head)) {
         return std::nullopt;
     }
@@ -279,7 +287,7 @@ std::optional<region> record::region_of_interest() const
 
 std::optional<image_view> record::image() const
 {
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     trox_detail::image_shape shape;
     const bool is_extended = bytes.type == TROX_BLOCK_IMAGE_EXT;
     if ((bytes.type != TROX_BLOCK_IMAGE && !is_extended) ||
@@ -307,7 +315,7 @@ std::optional<image_view> record::image() const
 std::optional<name_value_list> record::values() const
 {
     constexpr std::size_t head = offsetof(trox_name_value_block, values);
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     if (bytes.type != TROX_BLOCK_NAME_VALUE || bytes.size < head) {
         return std::nullopt;
     }
@@ -326,20 +334,20 @@ std::optional<name_value_list> record::values() const
 
 std::optional<slow_value> record::slow() const
 {
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     const auto load = [&](auto block) -> std::optional<slow_value> {
-        if (!is_update(*record_, bytes.type) || bytes.size < sizeof block) {
+        if (!is_update(contents(), bytes.type) || bytes.size < sizeof block) {
             return std::nullopt;
         }
         std::memcpy(&block, bytes.data, sizeof block);
         return slow_value{block.upd_ch_data, block.upd_ch_status, time_of(block.upd_ch_time)};
     };
-    return record_->format == generation::legacy ? load(trox_upd_data_block()) : load(trox_upd_data_block_2010());
+    return contents().format == generation::legacy ? load(trox_upd_data_block()) : load(trox_upd_data_block_2010());
 }
 
 std::optional<control_value> record::control() const
 {
-    const payload_bytes bytes = payload_of(*record_);
+    const payload_bytes bytes = payload_of(contents());
     if (bytes.type != TROX_BLOCK_EQDATA || bytes.size < sizeof(trox_eqdata_head)) {
         return std::nullopt;
     }

@@ -1,6 +1,7 @@
 #include "trox/record_store.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace trox::detail
 {
@@ -14,9 +15,12 @@ constexpr std::size_t largest_batch_bytes = std::size_t{4} << 20;
 constexpr std::size_t first_grant = std::size_t{1} << 20;
 constexpr std::size_t longest_run = 4096;
 
+/// More would only wait for each other.
+constexpr unsigned most_threads = 256;
+
 unsigned threads_or_all(unsigned threads)
 {
-    return threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency());
+    return std::min(threads != 0 ? threads : std::max(1U, std::thread::hardware_concurrency()), most_threads);
 }
 
 } // namespace
@@ -28,10 +32,13 @@ record_store::record_store(std::size_t channels, row_cache& rows, std::size_t bu
       depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)),
       pool_(std::make_shared<memory_pool>(budget - budget / 8)), channels_(channels)
 {
-    // The reader's thread decodes as well, while it waits.
     const unsigned workers = threads_or_all(threads) - (threads == 1 ? 1 : 0);
-    for (unsigned i = 0; i < workers; ++i) {
-        workers_.emplace_back([this] { work(); });
+    workers_.reserve(workers);
+    try {
+        for (unsigned i = 0; i < workers; ++i) {
+            workers_.emplace_back([this] { work(); });
+        }
+    } catch (const std::exception&) { // the reader's thread decodes as well, while it waits: fewer do, or none
     }
 }
 
@@ -71,7 +78,9 @@ std::size_t record_store::wanted_bytes(const channel_state& state) const
     }
     // Records differ in size, and blocks of memory are larger than what they hold.
     const std::size_t records = std::clamp<std::size_t>(batch_bytes_ / state.typical_bytes, 1, state.run);
-    return 2 * records * state.typical_bytes + smallest_batch_bytes;
+    // Data that do not shrink take as much again while they are decompressed.
+    const std::size_t bytes = records * state.typical_bytes;
+    return 2 * bytes + bytes / 32 + smallest_batch_bytes;
 }
 
 auto record_store::make(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward,
@@ -92,6 +101,8 @@ auto record_store::make(std::size_t channel, const std::vector<record_place>& li
         batch->places.push_back(list[i]);
     }
     batch->size = batch->places.size();
+    batch->records.reserve(batch->size);
+    batch->failures.reserve(batch->size);
     batch->rows = rows_.rows(list[at].file);
     batch->path = batch->rows == nullptr ? nullptr : batch->rows->path();
     return batch;
@@ -99,40 +110,39 @@ auto record_store::make(std::size_t channel, const std::vector<record_place>& li
 
 /// Takes the batches of a channel that are not kept, but for those that are being decoded, out of its list and out of
 /// the queue. Under the mutex; what is returned ends without it.
-template <class Keeps> auto record_store::take_out(channel_state& state, Keeps keeps) -> std::vector<batch_pointer>
+template <class Keeps> auto record_store::take_out(channel_state& state, Keeps keeps) noexcept -> batch_list
 {
-    std::vector<batch_pointer> taken;
-    std::deque<batch_pointer> kept;
-    for (batch_pointer& batch : state.batches) {
-        if (keeps(*batch) || batch->state == record_batch::stage::decoding) {
-            kept.push_back(std::move(batch));
+    batch_list taken;
+    for (auto at = state.batches.begin(); at != state.batches.end();) {
+        const auto batch = at++;
+        if (keeps(**batch) || (*batch)->state == record_batch::stage::decoding) {
             continue;
         }
-        if (batch->state == record_batch::stage::waiting) {
-            queue_.erase(std::remove(queue_.begin(), queue_.end(), batch), queue_.end());
-            reserved_ -= batch->grant;
+        if ((*batch)->state == record_batch::stage::waiting) {
+            queue_.remove(*batch);
+            reserved_ -= (*batch)->grant;
         }
-        taken.push_back(std::move(batch));
+        taken.splice(taken.end(), state.batches, batch);
     }
-    state.batches.swap(kept);
     return taken;
 }
 
 /// Gives up what neither the present event nor a caller holds.
-void record_store::release_others()
+void record_store::release_others() noexcept
 {
-    std::vector<std::vector<batch_pointer>> released; // ends without the lock
+    batch_list released; // ends without the lock
     const std::lock_guard lock(mutex_);
     for (channel_state& state : channels_) {
-        released.push_back(take_out(state, [this](const record_batch& batch) { return batch.round == round_; }));
+        released.splice(released.end(),
+                        take_out(state, [this](const record_batch& batch) { return batch.round == round_; }));
     }
 }
 
 /// Keeps of a channel what the present event needs, the batch used last, and what was decoded ahead in the direction of
 /// the reader.
-void record_store::trim(channel_state& state, bool forward)
+void record_store::trim(channel_state& state, bool forward) noexcept
 {
-    std::vector<batch_pointer> released; // ends without the lock
+    batch_list released; // ends without the lock
     const std::lock_guard lock(mutex_);
     bool keeps_one = true;
     released = take_out(state, [&](const record_batch& batch) {
@@ -141,19 +151,17 @@ void record_store::trim(channel_state& state, bool forward)
     });
 }
 
-void record_store::enqueue(const batch_pointer& batch, bool at_once)
+/// Moves the batch of a list of one into the queue.
+void record_store::enqueue(batch_list& one, bool at_once) noexcept
 {
     {
         const std::lock_guard lock(mutex_);
-        reserved_ += batch->grant;
-        if (at_once) {
-            // Behind the others of the same event, before what is wanted later.
-            const auto later = std::find_if(queue_.begin(), queue_.end(),
-                                            [this](const batch_pointer& other) { return other->round != round_; });
-            queue_.insert(later, batch);
-        } else {
-            queue_.push_back(batch);
-        }
+        reserved_ += one.front()->grant;
+        // Behind the others of the same event, before what is wanted later.
+        const auto later = at_once ? std::find_if(queue_.begin(), queue_.end(),
+                                                  [this](const batch_pointer& other) { return other->round != round_; })
+                                   : queue_.end();
+        queue_.splice(later, one);
     }
     has_work_.notify_one();
 }
@@ -171,8 +179,8 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
     }
     if (known != nullptr) {
         known->round = round_;
-        const auto place = std::find(state.batches.begin(), state.batches.end(), known);
-        std::rotate(state.batches.begin(), place, place + 1);
+        state.batches.splice(state.batches.begin(), state.batches,
+                             std::find(state.batches.begin(), state.batches.end(), known));
         return;
     }
     const std::size_t wanted = wanted_bytes(state);
@@ -187,13 +195,23 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
         }
     }
     lock.unlock();
-    const batch_pointer batch = make(channel, list, at, forward, room());
+    batch_list known_one{make(channel, list, at, forward, room())};
+    batch_list queued_one = known_one;
     trim(state, forward);
-    state.batches.push_front(batch);
-    enqueue(batch, true);
+    state.batches.splice(state.batches.begin(), known_one);
+    enqueue(queued_one, true);
 }
 
-void record_store::prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
+void record_store::prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at,
+                            bool forward) noexcept
+{
+    try {
+        fetch_ahead(channel, list, at, forward);
+    } catch (const std::exception&) { // fails again, or not, when it is asked for
+    }
+}
+
+void record_store::fetch_ahead(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
     if (state.run == 1 || state.typical_bytes == 0) {
@@ -218,17 +236,19 @@ void record_store::prefetch(std::size_t channel, const std::vector<record_place>
             if (files >= rows_.most_open()) { // a batch keeps its file open until it is decoded
                 return;
             }
-            const batch_pointer batch = make(channel, list, next, forward, free);
-            batch->round = 0;
-            state.batches.push_back(batch);
-            enqueue(batch, false);
-            next = forward ? next + batch->places.size() : next - batch->places.size();
+            batch_list known_one{make(channel, list, next, forward, free)};
+            batch_list queued_one = known_one;
+            const std::size_t records = known_one.front()->places.size();
+            known_one.front()->round = 0;
+            state.batches.splice(state.batches.end(), known_one);
+            enqueue(queued_one, false);
+            next = forward ? next + records : next - records;
         }
     }
 }
 
 std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
-                                                         std::size_t at, std::string& reason)
+                                                         std::size_t at, record_failure& failure)
 {
     channel_state& state = channels_[channel];
     for (;;) {
@@ -238,20 +258,24 @@ std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, co
             continue;
         }
         finish(batch);
+        if (batch->size == 0) {
+            failure = batch->refusal;
+            return nullptr;
+        }
         state.typical_bytes = std::max<std::size_t>(batch->arena.bytes() / batch->size, 1);
         const std::size_t index = batch->index_of(at);
         if (index >= batch->size) {
             continue;
         }
-        if (!batch->failures[index].empty()) {
-            reason = batch->failures[index];
+        if (batch->failures[index]) {
+            failure = batch->failures[index];
             return nullptr;
         }
         return {batch, &batch->records[index]};
     }
 }
 
-/// Waits for a batch, or decodes it here. It has at least one record then.
+/// Waits for a batch, or decodes it here. It has at least one record then, or a refusal.
 void record_store::finish(const batch_pointer& batch)
 {
     std::unique_lock lock(mutex_);
@@ -269,7 +293,8 @@ void record_store::finish(const batch_pointer& batch)
     }
 }
 
-/// A record that did not fit its grant gets all memory that nobody holds.
+/// A record that did not fit its grant gets all memory that nobody holds. When that does not suffice either, and there
+/// is nothing that the program could let go, it counts as one that cannot be decoded.
 void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
 {
     while (reserved_ > 0) {
@@ -284,16 +309,23 @@ void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, 
     batch->places.resize(1);
     batch->size = 1;
     batch->grant = used < budget_ ? budget_ - used : 0;
+    batch->gets_all = true;
     batch->state = record_batch::stage::waiting;
     reserved_ += batch->grant;
     run(lock, batch, own_workspace_);
-    if (batch->size == 0) {
-        lock.unlock();
-        throw error(
-            fault::out_of_budget,
-            "the records of one event, with those that the program holds, need more memory than the budget of " +
-                std::to_string(budget_) + " bytes");
+    batch->refusal.may_pass = batch->refusal.what == record_failure::cause::no_room && holds_more_than_the_event();
+}
+
+/// Whether decoded records outside the present event are held. Under the mutex, when all others are released.
+bool record_store::holds_more_than_the_event() const noexcept
+{
+    std::size_t counted = 0;
+    for (const channel_state& state : channels_) {
+        for (const batch_pointer& batch : state.batches) {
+            counted += batch->counted;
+        }
     }
+    return account_->bytes > counted;
 }
 
 /// Decodes one batch that waits; false when none does.
@@ -308,7 +340,8 @@ bool record_store::run_one(std::unique_lock<std::mutex>& lock)
     return true;
 }
 
-void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace)
+void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch,
+                       decode_workspace& workspace) noexcept
 {
     batch->state = record_batch::stage::decoding;
     lock.unlock();
@@ -323,42 +356,74 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
     has_result_.notify_all();
 }
 
-/// Decodes records until the batch has enough, or may not take more. Leaves none when not even the first one fits.
-void record_store::decode(record_batch& batch, decode_workspace& workspace)
+void record_store::decode(record_batch& batch, decode_workspace& workspace) noexcept
 {
+    constexpr auto no_memory = record_failure::cause::no_memory;
     batch.arena = batch_arena(batch.grant, pool_);
     batch.records.clear();
     batch.failures.clear();
+    batch.refusal = {};
+    try {
+        decode_records(batch, workspace);
+    } catch (const std::exception&) { // no memory: the records that are there are good
+        batch.refusal = {no_memory, "there is no memory for it"};
+    }
+}
+
+/// Decodes records until the batch has enough, or may not take more. Leaves none when not even the first one fits.
+void record_store::decode_records(record_batch& batch, decode_workspace& workspace)
+{
     if (batch.rows == nullptr) {
         batch.records.resize(batch.places.size());
-        batch.failures.assign(batch.places.size(), "its file cannot be loaded");
+        batch.failures.assign(batch.places.size(), {record_failure::cause::unreadable, "its file cannot be loaded"});
         return;
     }
-    try {
-        batch.records.reserve(batch.places.size());
-        batch.failures.reserve(batch.places.size());
-        const auto decoder =
-            batch.rows->decoder(batch.channel, batch.places.front().row, batch.places.back().row, workspace);
-        for (const record_place& place : batch.places) {
-            decoded_record record;
-            const bool good = decoder->decode(place.row, batch.arena, record);
-            if (!good && batch.arena.is_exhausted()) {
-                return;
-            }
-            batch.records.push_back(record);
-            batch.failures.push_back(good ? std::string() : decoder->reason());
-            if (batch.arena.bytes() >= batch.target_bytes) {
+    const auto decoder =
+        batch.rows->decoder(batch.channel, batch.places.front().row, batch.places.back().row, workspace);
+    for (const record_place& place : batch.places) {
+        decoded_record record;
+        record_failure failure;
+        if (!decoder->decode(place.row, batch.arena, record)) {
+            failure = decoder->failure();
+            if (batch.arena.is_exhausted() || failure.what == record_failure::cause::no_memory) {
+                refuse(batch, *decoder, place.row);
                 return;
             }
         }
-    } catch (const std::exception& failure) { // no memory: the records that are there are good
-        if (batch.records.size() > batch.failures.size()) {
-            batch.records.pop_back();
+        batch.records.push_back(record);
+        batch.failures.push_back(failure);
+        if (batch.arena.bytes() >= batch.target_bytes) {
+            return;
         }
-        if (batch.records.empty()) {
-            batch.records.resize(1);
-            batch.failures.assign(1, failure.what());
-        }
+    }
+}
+
+/// Ends a batch for lack of memory. A first record that no memory would suffice for, and one that is damaged, is a
+/// failure of its own.
+void record_store::refuse(record_batch& batch, channel_decoder& decoder, std::uint32_t row) const noexcept
+{
+    if (!batch.records.empty()) {
+        return;
+    }
+    const std::size_t needed = batch.arena.refused();
+    batch.refusal = decoder.failure();
+    if (needed != 0) {
+        const char* const text =
+            needed > budget_
+                ? "it needs more memory than the whole budget"
+                : "the records of one event, with those that the program holds, need more memory than the budget";
+        batch.refusal = {record_failure::cause::no_room, text, 0, budget_};
+    }
+    if (needed <= budget_ && !batch.gets_all) {
+        return; // may fit, or find memory, when it is tried once more
+    }
+    const record_failure defect = decoder.defect(row);
+    if (defect.what == record_failure::cause::damaged) {
+        batch.refusal = defect;
+    }
+    if (needed > budget_ || defect.what == record_failure::cause::damaged) {
+        batch.records.emplace_back();
+        batch.failures.push_back(batch.refusal);
     }
 }
 

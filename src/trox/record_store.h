@@ -9,7 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -53,14 +53,16 @@ struct record_batch {
     std::vector<record_place> places;
     std::size_t target_bytes = 0; ///< decoding ends early once there are so many
     std::size_t grant = 0;        ///< bytes that it may take
+    bool gets_all = false;        ///< that nobody else has
     std::size_t counted = 0;      ///< bytes in the account
     std::uint64_t round = 0;      ///< when it was last asked for; the reader's thread only
 
     // Under the store's mutex until the stage is `done`, unchanged from then on.
     stage state = stage::waiting;
-    std::size_t size = 0; ///< records that it has, or will have
-    std::vector<decoded_record> records;
-    std::vector<std::string> failures; ///< per record; empty for a good one
+    std::size_t size = 0;                 ///< records that it has, or will have
+    std::vector<decoded_record> records;  ///< this and the next with memory for all places from the beginning
+    std::vector<record_failure> failures; ///< per record; none for a good one
+    record_failure refusal{};             ///< why there is no record at all
     batch_arena arena{0};
 };
 
@@ -79,23 +81,26 @@ public:
     {
         ++round_;
     }
-    /// Has record `at` of a channel's list decoded. `forward` tells where the reader goes. Throws error
-    /// (out_of_budget).
+    // What throws leaves the store able to go on.
+
+    /// Has record `at` of a channel's list decoded. `forward` tells where the reader goes. Throws error for a file that
+    /// cannot be loaded and must not be passed over.
     void request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
-    /// The requested record; null when it cannot be decoded, with the reason. Throws error (out_of_budget).
+    /// The requested record; null when it cannot be decoded, with the reason. Throws as `request`.
     std::shared_ptr<const decoded_record> wait(std::size_t channel, const std::vector<record_place>& list,
-                                               std::size_t at, std::string& reason);
-    /// Has the records behind (before) `at` decoded, as far as there is room for them.
-    void prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
+                                               std::size_t at, record_failure& failure);
+    /// Has the records behind (before) `at` decoded, as far as there is room for them and nothing fails.
+    void prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward) noexcept;
 
 private:
     using batch_pointer = std::shared_ptr<record_batch>;
+    using batch_list = std::list<batch_pointer>; // moves from list to list need no memory
 
     struct channel_state {
-        std::deque<batch_pointer> batches; ///< the one used last at the front
-        std::size_t typical_bytes = 0;     ///< of a decoded record; 0 while unknown
-        std::size_t run = 1;               ///< records of the next batch: grows while they are used in order
-        std::size_t expected = 0;          ///< the next position when they are used in order
+        batch_list batches;            ///< the one used last at the front
+        std::size_t typical_bytes = 0; ///< of a decoded record; 0 while unknown
+        std::size_t run = 1;           ///< records of the next batch: grows while they are used in order
+        std::size_t expected = 0;      ///< the next position when they are used in order
     };
 
     batch_pointer find(const channel_state& state, std::size_t at);
@@ -103,15 +108,19 @@ private:
                        std::size_t room);
     std::size_t room() const;
     std::size_t wanted_bytes(const channel_state& state) const;
-    template <class Keeps> std::vector<batch_pointer> take_out(channel_state& state, Keeps keeps);
-    void release_others();
-    void trim(channel_state& state, bool forward);
-    void enqueue(const batch_pointer& batch, bool at_once);
+    template <class Keeps> batch_list take_out(channel_state& state, Keeps keeps) noexcept;
+    void release_others() noexcept;
+    void trim(channel_state& state, bool forward) noexcept;
+    void enqueue(batch_list& one, bool at_once) noexcept;
+    void fetch_ahead(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
     bool run_one(std::unique_lock<std::mutex>& lock);
-    void run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace);
-    void decode(record_batch& batch, decode_workspace& workspace);
+    void run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace) noexcept;
+    void decode(record_batch& batch, decode_workspace& workspace) noexcept;
+    void decode_records(record_batch& batch, decode_workspace& workspace);
+    void refuse(record_batch& batch, channel_decoder& decoder, std::uint32_t row) const noexcept;
     void finish(const batch_pointer& batch);
     void decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    bool holds_more_than_the_event() const noexcept;
     void work();
 
     row_cache& rows_;
@@ -127,7 +136,7 @@ private:
     mutable std::mutex mutex_; // guards all below, and the batches
     std::condition_variable has_work_;
     std::condition_variable has_result_;
-    std::deque<batch_pointer> queue_;
+    batch_list queue_;
     std::size_t reserved_ = 0; ///< grants of batches that are not decoded yet
     bool stop_ = false;
     std::vector<std::thread> workers_;

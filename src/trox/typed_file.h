@@ -32,7 +32,8 @@ template <> struct format_of<trox_detail::generation_2024> {
 template <class Generation> struct typed_file {
     static constexpr generation format = format_of<Generation>::value;
     static file_contents contents(const std::string& path);
-    static std::shared_ptr<const file_rows> rows(const std::string& path, const std::vector<std::string>& channels);
+    static std::shared_ptr<const file_rows> rows(const std::string& path, const file_identity& identity,
+                                                 const std::vector<std::string>& channels);
 };
 
 } // namespace trox::detail

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +33,10 @@ pipe_ends make_pipe()
 {
     for (const auto& [name, value] : options.environment) {
         ::setenv(name.c_str(), value.c_str(), 1);
+    }
+    if (options.largest_file != 0) {
+        const rlimit limit{options.largest_file, options.largest_file};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
     }
     std::string program = TROX_PROGRAM;
     std::vector<std::string> words = arguments;

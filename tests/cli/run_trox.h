@@ -26,6 +26,7 @@ struct run_options {
     std::string directory = TROX_TEST_DATA_DIR;                     ///< where it starts
     std::vector<std::pair<std::string, std::string>> environment{}; ///< added to that of the test
     unsigned user = 0;                                              ///< whom it runs as; 0: as the test does
+    std::size_t largest_file = 0; ///< bytes; 0: no limit. A file that is larger fails as one on a full disk does
 };
 
 program_result run_trox(const std::vector<std::string>& arguments, const run_options& options = {});

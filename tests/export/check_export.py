@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Exports the sample runs, and compares what other readers find in the files with what the sample files must hold.
+"""Exports the sample runs with the command line, and compares what other readers find in the files with what the sample
+files must hold.
 
-    check_export.py EXPORT_SAMPLES TEST_DATA legacy|2010|2024 npz|h5|ndjson|csv|wide|png
+    check_export.py TROX TEST_DATA legacy|2010|2024 npz|h5|ndjson|csv|wide|png
 """
 import csv
 import hashlib
@@ -463,30 +464,32 @@ def main():
     program, data, generation, kind = sys.argv[1:]
     expected = Expected(data, generation)
     with tempfile.TemporaryDirectory() as directory:
-        def export(name, layout, channels):
-            subprocess.run([program, f"{directory}/{name}", layout, channels, *expected.files], check=True,
-                           stdout=subprocess.DEVNULL)
+        def export(name, channels, *options):
+            selected = [word for channel in channels for word in ("--channel", channel)]
+            done = subprocess.run([program, "export", *expected.files, *selected, "-o", f"{directory}/{name}",
+                                   "--verify", *options], check=True, capture_output=True, text=True)
+            require(", verified" in done.stderr and done.stdout == "", "not verified", done.stderr, done.stdout)
             return f"{directory}/{name}"
 
-        everything = ",".join(expected.channels)
+        everything = expected.channels
         if kind == "png":
             for channel in [name for name in expected.channels if name.endswith(("/IMG", "/IMGX"))]:
-                export("picture.png", "rows", channel)
+                export("picture.png", [channel])
                 compare_pictures(directory, expected, channel)
                 for name in os.listdir(directory):
                     os.unlink(f"{directory}/{name}")
         elif kind == "csv":
-            compare_csv(read_csv(export("run.csv", "rows", everything)), expected)
+            compare_csv(read_csv(export("run.csv", everything)), expected)
         elif kind == "wide":
             slow = [name for name in expected.channels if name.endswith(("/I.RBV", "/PRESS", "/RACK.17"))]
-            compare_wide(read_csv(export("run.csv", "wide", ",".join(slow))), expected, slow)
+            compare_wide(read_csv(export("run.csv", slow, "--wide")), expected, slow)
         elif kind == "h5":
-            file = Hdf5(export("run.h5", "rows", everything))
+            file = Hdf5(export("run.h5", everything))
             compare_all(file, expected)
             compare_attributes(file, expected)
         else:
             reader = {"npz": Npz, "ndjson": Ndjson}[kind]
-            compare_all(reader(export(f"run.{kind}", "rows", everything)), expected)
+            compare_all(reader(export(f"run.{kind}", everything)), expected)
         if kind != "png":
             require(len(os.listdir(directory)) == 1, "left behind", os.listdir(directory))
     print(f"{generation} {kind}: as expected")

@@ -135,9 +135,10 @@ std::string write_large(const std::string& path, std::size_t large)
 
 TEST_F(budgets, that_one_event_passes_refuse_it_and_deliver_the_others)
 {
-    const auto data = trox::data_set::open_files({write_large(directory_.file("a.raw"), 3 * mib)});
+    const std::string path = write_large(directory_.file("a.raw"), 3 * mib);
+    const auto data = trox::data_set::open_files({path});
     for (const unsigned threads : {1U, 2U, 5U}) {
-        trox::event_reader reader(data, {}, {mib, threads, true});
+        trox::event_reader reader(data, {}, {mib, threads, false});
         numbers found;
         for (int i = 0; i < 4; ++i) {
             found.push_back(number_of(reader.next()).value_or(0));
@@ -145,6 +146,11 @@ TEST_F(budgets, that_one_event_passes_refuse_it_and_deliver_the_others)
         for (int attempt = 0; attempt < 2; ++attempt) {
             const trox::error failure = error_of([&] { reader.next(); });
             EXPECT_EQ(failure.why(), fault::out_of_budget) << failure.what();
+            EXPECT_EQ(failure.where().file, path);
+            EXPECT_EQ(failure.where().channel, "T/A");
+            EXPECT_EQ(failure.where().event, 5U);
+            EXPECT_GT(failure.where().offset, 0U);
+            EXPECT_EQ(failure.reason(), "it needs more memory than the whole budget of 1048576 bytes");
             EXPECT_EQ(number_of(reader.current()), 4U);
         }
         found.push_back(number_of(reader.at_number(6)).value_or(0));
@@ -157,6 +163,120 @@ TEST_F(budgets, that_one_event_passes_refuse_it_and_deliver_the_others)
     }
     trox::event_reader enough(data, {}, {4 * mib, 2, true});
     EXPECT_EQ(numbers_of(enough).size(), 10U);
+}
+
+TEST_F(budgets, that_one_record_passes_leave_it_out_when_bad_records_are_skipped)
+{
+    const std::string path = write_large(directory_.file("a.raw"), 3 * mib);
+    for (const unsigned threads : {1U, 2U, 5U}) {
+        trox::event_reader reader(trox::data_set::open_files({path}), {}, {mib, threads, true});
+        EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 3, 4, 6, 7, 8, 9, 10}));
+        EXPECT_EQ(number_of(reader.at_number(6)), 6U);
+        EXPECT_EQ(number_of(reader.previous()), 4U);
+        const trox::reading_report& report = reader.report();
+        ASSERT_EQ(report.skipped_records.size(), 1U);
+        EXPECT_EQ(report.skipped_records[0].where.file, path);
+        EXPECT_EQ(report.skipped_records[0].where.event, 5U);
+        EXPECT_EQ(report.skipped_records[0].reason, "it needs more memory than the whole budget of 1048576 bytes");
+    }
+}
+
+/// T/A in events 1 to 5, and T/B, whose record of event 3 announces `announced` bytes and is no stream.
+std::string write_damaged_length(const std::string& path, std::size_t announced)
+{
+    const auto format = tw::generation::v2010;
+    tw::file_writer file(path, format);
+    const auto a = file.add_channel("T/A");
+    const auto b = file.add_channel("T/B", tw::storage::zlib);
+    for (std::uint64_t number = 1; number <= 5; ++number) {
+        const auto samples = tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(64, 1.0F));
+        file.begin_event({number, stamp_of(tenth(number))});
+        file.begin_server_block({"SVR"});
+        file.add_record(a, samples);
+        if (number == 3) {
+            const tw::stored_record::zip_head head{trox_zip_zlib, static_cast<std::uint32_t>(announced), {}};
+            const std::vector<unsigned char> garbage(announced / 1000, 0x55);
+            file.add_record(b, tw::stored_record{TROX_BLOCK_1CHAN_2010, garbage, 0, head, {}});
+        } else {
+            file.add_record(b, samples);
+        }
+        file.end_event();
+    }
+    file.finish();
+    return path;
+}
+
+TEST_F(budgets, do_not_end_reading_at_a_damaged_length)
+{
+    // Above the budget, and a little below it: the other records of the event take some of it.
+    int file = 0;
+    for (const std::size_t announced : {3 * mib, mib - 2 * kib}) {
+        const std::string path = write_damaged_length(directory_.file(std::to_string(++file)), announced);
+        const auto data = trox::data_set::open_files({path});
+        for (const unsigned threads : {1U, 3U}) {
+            SCOPED_TRACE(std::to_string(announced) + " bytes, " + std::to_string(threads) + " threads");
+            trox::event_reader reader(data, {}, {mib, threads, true});
+            EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 3, 4, 5}));
+            const trox::reading_report& report = reader.report();
+            EXPECT_EQ(report.channels[1].skipped, 1U);
+            ASSERT_EQ(report.skipped_records.size(), 1U);
+            EXPECT_EQ(report.skipped_records[0].where.event, 3U);
+            EXPECT_EQ(report.skipped_records[0].reason, "its compressed data are damaged");
+
+            trox::event_reader unforgiving(data, {}, {mib, threads, false});
+            const trox::error failure = error_of([&] { numbers_of(unforgiving); });
+            EXPECT_EQ(failure.why(), fault::damaged_record);
+            EXPECT_EQ(failure.where().file, path);
+            EXPECT_EQ(failure.where().channel, "T/B");
+            EXPECT_EQ(failure.where().event, 3U);
+            EXPECT_EQ(number_of(unforgiving.at_number(4)), 4U);
+        }
+    }
+}
+
+/// Two channels; events have records of 100 000 bytes each, event 2 two of `large` bytes.
+TEST_F(budgets, that_records_pass_only_together_leave_one_out_unless_the_program_can_help)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("a.raw");
+    {
+        tw::file_writer file(path, format);
+        const auto a = file.add_channel("T/A", tw::storage::zlib);
+        const auto b = file.add_channel("T/B", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 4; ++number) {
+            const std::size_t samples = number == 2 ? 150000 : 25000;
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            for (const auto channel : {a, b}) {
+                file.add_record(channel,
+                                tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(samples, 1.0F)));
+            }
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {mib, threads, true});
+        auto held = reader.next();
+        const trox::error failure = error_of([&] { reader.next(); });
+        EXPECT_EQ(failure.why(), fault::out_of_budget);
+        EXPECT_EQ(failure.where().file, path);
+        EXPECT_EQ(failure.where().event, 2U);
+        held.reset();
+        auto event = reader.next();
+        ASSERT_TRUE(event);
+        EXPECT_EQ(event->number(), 2U);
+        EXPECT_TRUE((*event)[0]);
+        EXPECT_FALSE((*event)[1]);
+        event.reset();
+        EXPECT_EQ(number_of(reader.next()), 3U);
+        ASSERT_EQ(reader.report().skipped_records.size(), 1U);
+        EXPECT_EQ(reader.report().skipped_records[0].where.channel, "T/B");
+        EXPECT_EQ(reader.report().skipped_records[0].reason,
+                  "the records of one event, with those that the program holds, need more memory than the budget of "
+                  "1048576 bytes");
+    }
 }
 
 TEST_F(budgets, count_what_a_program_holds)

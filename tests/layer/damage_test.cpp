@@ -9,6 +9,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace
 {
@@ -203,6 +205,23 @@ INSTANTIATE_TEST_SUITE_P(generations, damaged_records, testing::ValuesIn(all_for
 
 // --- files ----------------------------------------------------------------------------------------------
 
+/// Changes what the dictionary of a file of generation 2010 says of a channel with few records.
+void set_count(std::vector<unsigned char>& bytes, const std::string& channel, unsigned char count)
+{
+    using entry = trox_chan_dictionary_entry_2010;
+    constexpr std::size_t to_count = offsetof(entry, count) - offsetof(entry, chan_name) + sizeof(entry::count) - 1;
+    for (auto at = bytes.begin(); at != bytes.end(); ++at) {
+        at = std::search(at, bytes.end(), channel.begin(), channel.end());
+        ASSERT_NE(at, bytes.end()) << "no entry";
+        const auto position = static_cast<std::size_t>(at - bytes.begin()) + to_count;
+        // Sub-heads have the name as well, with something else there.
+        if (position < bytes.size() && bytes[position] == 4 && bytes[position - 1] == 0) {
+            bytes[position] = count;
+            return;
+        }
+    }
+}
+
 class bad_files : public testing::Test
 {
 protected:
@@ -305,6 +324,157 @@ TEST_F(bad_files, that_are_cut_after_opening_are_reported_while_the_others_are_r
     EXPECT_EQ(error_of([&] { numbers_of(unforgiving); }).where().file, cut);
 }
 
+TEST_F(bad_files, that_are_replaced_after_opening_are_reported_while_the_others_are_read)
+{
+    const std::string replaced = good("b.raw", {3, 4, 5, 6});
+    const std::string other = small_file(directory_.file("other.raw")).machine(3, tenth(3), {{"T/B", 1.0F}}).finish();
+    const auto data = trox::data_set::open_files({good("a.raw", {1, 2}), replaced, good("c.raw", {7, 8})}, {true, 1});
+    trox::event_reader reading(data, {});
+    EXPECT_EQ(number_of(reading.at_number(6)), 6U); // its rows are known
+    EXPECT_EQ(number_of(reading.at_number(1)), 1U); // and given up for those of another file
+    std::filesystem::remove(replaced);
+    std::filesystem::rename(other, replaced); // without the channel, and with fewer rows
+    EXPECT_FALSE(reading.at_number(5));
+    EXPECT_EQ(number_of(reading.at_number(7)), 7U);
+    ASSERT_EQ(reading.report().skipped_files.size(), 1U);
+    EXPECT_EQ(reading.report().skipped_files[0].reason, "was changed since it was opened");
+
+    trox::event_reader later(data, {});
+    EXPECT_EQ(numbers_of(later), (numbers{1, 2, 7, 8}));
+    const auto stamps = data.stamps({0});
+    EXPECT_EQ(stamps[0].records.size(), 4U);
+    ASSERT_EQ(stamps[0].skipped.size(), 1U);
+    EXPECT_EQ(stamps[0].skipped[0].where.file, replaced);
+    EXPECT_EQ(stamps[0].skipped[0].reason, "was changed since it was opened");
+    trox::event_reader unforgiving(data, {}, strict);
+    const trox::error failure = error_of([&] { numbers_of(unforgiving); });
+    EXPECT_EQ(failure.why(), fault::bad_file);
+    EXPECT_EQ(failure.where().file, replaced);
+}
+
+TEST_F(bad_files, that_are_written_anew_with_fewer_records_give_gaps_and_no_fault)
+{
+    const std::string path = good("b.raw", {3, 4, 5, 6});
+    const auto data = trox::data_set::open_files({good("a.raw", {1, 2}), path}, {true, 1});
+    trox::event_reader reader(data, {});
+    EXPECT_EQ(number_of(reader.at_number(6)), 6U);
+    EXPECT_EQ(number_of(reader.at_number(1)), 1U);
+    // In place, of the same size and with the same time of change: only the dictionary tells.
+    const auto time = std::filesystem::last_write_time(path);
+    auto bytes = bytes_of(path);
+    set_count(bytes, "T/A", 1);
+    {
+        std::ofstream file(path, std::ios::binary | std::ios::in);
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+    std::filesystem::last_write_time(path, time);
+    EXPECT_EQ(number_of(reader.at_number(3)), 3U);
+    for (const std::uint64_t number : {5U, 6U}) {
+        EXPECT_FALSE(reader.at_number(number));
+    }
+    EXPECT_EQ(number_of(reader.at_number(1)), 1U);
+}
+
+TEST_F(bad_files, are_passed_over_by_an_inspection)
+{
+    const std::string gone = good("a.raw", {1, 2});
+    const std::string there = good("b.raw", {3, 4});
+    const auto data = trox::data_set::open_files({gone, there});
+    const auto whole = data.inspect(0);
+    EXPECT_TRUE(whole.skipped_files.empty());
+    std::filesystem::remove(gone);
+    const trox::channel_details details = data.inspect(0);
+    EXPECT_EQ(details.kind, trox::channel_kind::single_values);
+    EXPECT_EQ(details.stored_bytes, whole.stored_bytes / 2);
+    ASSERT_EQ(details.skipped_files.size(), 1U);
+    EXPECT_EQ(details.skipped_files[0].path, gone);
+    EXPECT_THAT(details.skipped_files[0].reason, HasSubstr("No such file"));
+
+    for (const trox::error& failure : {error_of([&] { data.inspect(1); }), error_of([&] { data.stamps({0, 1}); })}) {
+        EXPECT_EQ(failure.why(), fault::wrong_use);
+        EXPECT_EQ(failure.reason(), "there is no channel 1, of 1 counted from 0");
+    }
+}
+
+/// Runs 7 and 8 of one stream, of three events each; the catalogue file of run 8 is cut.
+class damaged_catalogues : public testing::Test
+{
+protected:
+    damaged_catalogues()
+    {
+        for (const int run : {7, 8}) {
+            tw::run_settings settings;
+            settings.data_directory = place_.catalogue;
+            settings.catalogue_directory = place_.catalogue;
+            settings.run = {"linac", "main", run};
+            settings.format = tw::generation::v2010;
+            tw::run_writer writer(settings);
+            const auto channel = writer.add_channel("T/A");
+            for (int i = 1; i <= 3; ++i) {
+                const auto number = static_cast<std::uint64_t>(run * 100 + i);
+                writer.begin_event({number, stamp_of(tenth(number))});
+                writer.begin_server_block({"SVR"});
+                writer.add_record(channel, tw::spectrum_payload(settings.format, TROX_BLOCK_1CHAN_2010, {1.0F}));
+                writer.end_event();
+            }
+            writer.finish();
+        }
+        for (const auto& entry : std::filesystem::directory_iterator(place_.catalogue)) {
+            const std::string path = entry.path();
+            damaged_ = path.find("run8") != std::string::npos && entry.path().extension() == ".xml" ? path : damaged_;
+        }
+        std::filesystem::resize_file(damaged_, 20);
+    }
+
+    trox_test::temp_directory directory_;
+    trox::run_place place_{directory_.file(""), {directory_.file("")}, {}, {}};
+    std::string damaged_;
+};
+
+TEST_F(damaged_catalogues, are_named_beside_the_runs_that_are_found)
+{
+    std::vector<trox::skipped_file> damaged;
+    const auto runs = trox::find_runs(place_, {}, &damaged);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs[0].number, 7);
+    ASSERT_EQ(damaged.size(), 1U);
+    EXPECT_EQ(damaged[0].path, damaged_);
+    EXPECT_THAT(damaged[0].reason, HasSubstr("the catalogue file cannot be read: "));
+    const auto damaged_among = [&](const trox::run_query& query, const trox::run_place& place) {
+        std::vector<trox::skipped_file> found;
+        trox::find_runs(place, query, &found);
+        return found.size();
+    };
+    EXPECT_EQ(damaged_among({7, 7, {}, {}}, place_), 0U);
+    EXPECT_EQ(damaged_among({8, 8, {}, {}}, place_), 1U);
+    EXPECT_EQ(damaged_among({{}, {}, tenth(0), tenth(750)}, place_), 0U);
+    EXPECT_EQ(damaged_among({{}, {}, tenth(750), tenth(900)}, place_), 1U);
+    trox::run_place other = place_;
+    other.stream = "other";
+    EXPECT_EQ(damaged_among({}, other), 0U);
+}
+
+TEST_F(damaged_catalogues, are_skipped_files_of_a_period_and_refuse_their_run)
+{
+    const auto data = trox::data_set::open_period(place_, tenth(0), tenth(900));
+    EXPECT_EQ(data.files().size(), 1U);
+    ASSERT_EQ(data.skipped_files().size(), 1U);
+    EXPECT_EQ(data.skipped_files()[0].path, damaged_);
+    trox::event_reader reader(data, {});
+    EXPECT_EQ(numbers_of(reader), (numbers{701, 702, 703}));
+    EXPECT_EQ(reader.report().skipped_files.size(), 1U);
+
+    for (const trox::error& failure : {error_of([&] {
+                                           trox::data_set::open_period(place_, tenth(0), tenth(900), {false, 64});
+                                       }),
+                                       error_of([&] { trox::data_set::open_period(place_, tenth(750), tenth(900)); }),
+                                       error_of([&] { trox::data_set::open_run(place_, 8); })}) {
+        EXPECT_EQ(failure.why(), fault::bad_file);
+        EXPECT_EQ(failure.where().file, damaged_);
+    }
+    EXPECT_EQ(trox::data_set::open_run(place_, 7).files().size(), 1U);
+}
+
 TEST_F(bad_files, that_are_cut_while_they_are_read_give_gaps_and_no_fault)
 {
     // Large enough that not all of it is read ahead.
@@ -324,6 +494,58 @@ TEST_F(bad_files, that_are_cut_while_they_are_read_give_gaps_and_no_fault)
     const trox::reading_report& report = reader.report();
     EXPECT_EQ(report.events, delivered);
     EXPECT_GT(report.skipped_records.size() + report.skipped_files.size(), 0U);
+    for (const trox::skipped_record& record : report.skipped_records) {
+        EXPECT_EQ(record.reason, "its file was cut while it was read");
+    }
+}
+
+/// Leaves the process so many descriptors more than it has.
+class descriptor_limit
+{
+public:
+    explicit descriptor_limit(rlim_t more)
+    {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        const int next = ::dup(0); // the lowest one that is free
+        ::close(next);
+        const rlimit limit{static_cast<rlim_t>(next) + more, before_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    descriptor_limit(const descriptor_limit&) = delete;
+    descriptor_limit& operator=(const descriptor_limit&) = delete;
+    ~descriptor_limit()
+    {
+        ::setrlimit(RLIMIT_NOFILE, &before_);
+    }
+
+private:
+    rlimit before_{};
+};
+
+TEST_F(bad_files, are_not_those_for_which_the_process_has_no_descriptor)
+{
+    std::vector<std::string> paths;
+    numbers all;
+    for (std::uint64_t i = 0; i < 20; ++i) {
+        paths.push_back(good("f" + std::to_string(i) + ".raw", {i + 1}));
+        all.push_back(i + 1);
+    }
+    const auto data = trox::data_set::open_files(paths);
+    trox::event_reader reader(data, {}, {std::size_t{1} << 20, 1, true});
+    {
+        const descriptor_limit limit(8); // fewer than the reader would keep
+        EXPECT_EQ(numbers_of(reader), all);
+    }
+    trox::event_reader later(data, {}, {std::size_t{1} << 20, 1, true});
+    {
+        const descriptor_limit limit(0);
+        const trox::error failure = error_of([&] { later.next(); });
+        EXPECT_EQ(failure.why(), fault::input_output);
+        EXPECT_EQ(failure.reason(), "Too many open files");
+    }
+    EXPECT_EQ(numbers_of(later), all); // not remembered
+    EXPECT_TRUE(reader.report().skipped_files.empty());
+    EXPECT_TRUE(later.report().skipped_files.empty());
 }
 
 TEST_F(bad_files, whose_descriptors_run_out_are_still_read_one_by_one)

@@ -1,6 +1,7 @@
-// trox_layer_memory DIRECTORY: writes a file of 2.5 GiB of decoded data (small when compressed) and 100 small files,
-// reads them with a budget of 256 MiB, and fails when the memory that this program occupies, mapped files aside, passes
-// the budget. Exit code 0 when it does not, 1 when it does or when data are wrong, 2 on wrong use.
+// trox_layer_memory DIRECTORY: writes a file of 2.5 GiB of decoded data (small when compressed), one of large records
+// that are not compressed, and 100 small files, reads them with a budget of 256 MiB, and fails when the memory that
+// this program occupies, mapped files aside, passes the budget. Exit code 0 when it does not, 1 when it does or when
+// data are wrong, 2 on wrong use.
 #include "trox/trox.h"
 #include "trox_writer.h"
 
@@ -35,6 +36,10 @@ constexpr int small_files = 100;
 constexpr int small_events = 20;
 constexpr std::size_t small_bytes = 64 * kib;
 static_assert(large_events * (image_bytes + traces * trace_bytes) == 2560 * mib);
+
+constexpr int plain_events = 32;
+constexpr std::size_t plain_bytes = 16 * mib;
+constexpr unsigned plain_threads = 16;
 
 constexpr auto format = tw::generation::v2024;
 
@@ -102,6 +107,17 @@ void write_files(const std::string& directory)
         large.end_event();
     }
     large.finish();
+    tw::file_writer plain(directory + "/plain.raw", format, options);
+    const auto plain_channel = plain.add_channel("T/PLAIN");
+    const auto payload =
+        tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(plain_bytes / sizeof(float), 1.5F));
+    for (int event = 0; event < plain_events; ++event) {
+        plain.begin_event({static_cast<std::uint64_t>(event + 1), time_of(event)});
+        plain.begin_server_block({"SVR"});
+        plain.add_record(plain_channel, payload);
+        plain.end_event();
+    }
+    plain.finish();
     const compressed_trace small_trace(small_bytes);
     for (int file = 0; file < small_files; ++file) {
         tw::file_writer small(small_path(directory, file), format, options);
@@ -183,9 +199,9 @@ private:
 // --- reading --------------------------------------------------------------------------------------------
 
 /// Decoded bytes of all events; every record must hold the written samples.
-std::size_t read_all(const std::vector<std::string>& paths)
+std::size_t read_all(const std::vector<std::string>& paths, unsigned threads)
 {
-    trox::event_reader reader(trox::data_set::open_files(paths), {}, {budget, 0, false});
+    trox::event_reader reader(trox::data_set::open_files(paths), {}, {budget, threads, false});
     std::size_t bytes = 0;
     for (const trox::event& event : reader) {
         for (const trox::record& record : event.records()) {
@@ -199,10 +215,11 @@ std::size_t read_all(const std::vector<std::string>& paths)
     return bytes;
 }
 
-bool is_within_budget(const char* what, const std::vector<std::string>& paths, std::size_t expected)
+bool is_within_budget(const char* what, const std::vector<std::string>& paths, std::size_t expected,
+                      unsigned threads = 0)
 {
     const memory_watch watch;
-    const std::size_t bytes = read_all(paths);
+    const std::size_t bytes = read_all(paths, threads);
     const std::size_t most = watch.most();
     const std::size_t high_water = status_bytes("VmHWM") - status_bytes("RssFile") - status_bytes("RssShmem");
     std::printf("%s: %zu MiB decoded; most memory seen %zu MiB, high-water mark less files %zu MiB, budget %zu MiB\n",
@@ -218,7 +235,10 @@ bool read_within_budget(const std::string& directory)
     }
     const bool many = is_within_budget("100 small files", small, small_files * small_events * small_bytes);
     const bool one = is_within_budget("one file of 2.5 GiB", {directory + "/large.raw"}, 2560 * mib);
-    return many && one;
+    const bool plain = is_within_budget("records of 16 MiB, not compressed, 16 threads", {directory + "/plain.raw"},
+                                        plain_events * plain_bytes, plain_threads);
+    std::remove((directory + "/plain.raw").c_str());
+    return many && one && plain;
 }
 
 } // namespace

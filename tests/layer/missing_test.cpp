@@ -47,6 +47,40 @@ protected:
     std::optional<trox::data_set> data_;
 };
 
+TEST_F(missing_channels, have_empty_records_that_answer_nothing)
+{
+    trox::event_reader reader(*data_, selection(on_missing::keep, {"T/A", "T/B"}));
+    const auto event = reader.at_number(1);
+    ASSERT_TRUE(event);
+    ASSERT_TRUE((*event)[0]);
+    for (const trox::record& empty : {(*event)[1], trox::record()}) {
+        ASSERT_FALSE(empty);
+        EXPECT_EQ(empty.kind(), trox::channel_kind::unknown);
+        EXPECT_EQ(empty.event_number(), 0U);
+        EXPECT_EQ(empty.time(), trox::time_point{});
+        EXPECT_EQ(empty.event_type(), 0);
+        EXPECT_EQ(empty.server(), "");
+        EXPECT_EQ(empty.server_status(), 0U);
+        EXPECT_EQ(empty.errors(), 0U);
+        EXPECT_EQ(empty.stored_name(), "");
+        EXPECT_EQ(empty.block_type(), 0);
+        EXPECT_TRUE(empty.payload().empty());
+        EXPECT_EQ(empty.file(), "");
+        EXPECT_EQ(empty.offset(), 0U);
+        EXPECT_EQ(empty.members(), 0U);
+        EXPECT_FALSE(empty.trace());
+        EXPECT_FALSE(empty.trace(1, {3, 4, 2}));
+        EXPECT_FALSE(empty.region_of_interest());
+        EXPECT_FALSE(empty.image());
+        EXPECT_FALSE(empty.values());
+        EXPECT_FALSE(empty.slow());
+        EXPECT_FALSE(empty.control());
+        EXPECT_FALSE(empty.number());
+        EXPECT_FALSE(empty.is_updated());
+        EXPECT_NO_THROW(empty.format());
+    }
+}
+
 TEST_F(missing_channels, are_kept_as_gaps)
 {
     trox::event_reader reader(*data_, selection(on_missing::keep, {"T/A", "T/B", "T/SLOW"}));
@@ -91,6 +125,7 @@ TEST_F(missing_channels, fail_with_their_name_and_event)
     trox::event_reader reader(*data_, selection(on_missing::fail, {"T/A", "T/B"}));
     const trox::error failure = error_of([&] { reader.first(); });
     EXPECT_EQ(failure.why(), trox::fault::missing_channel);
+    EXPECT_EQ(failure.where().file, directory_.file("a.raw"));
     EXPECT_EQ(failure.where().channel, "T/B");
     EXPECT_EQ(failure.where().event, 1U);
     // Nothing moved, and whole events can be read.

@@ -3,8 +3,10 @@
 #include "small_file.h"
 #include "temp_directory.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 
 namespace
 {
@@ -46,6 +48,28 @@ protected:
     trox_test::temp_directory directory_;
     std::optional<trox::data_set> data_;
 };
+
+static_assert(std::random_access_iterator<trox::sample_view::iterator>);
+
+TEST(sample_views, are_gone_through_in_both_directions_and_by_leaps)
+{
+    const float samples[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+    const trox::sample_view every_third(samples, 4, 3);
+    EXPECT_EQ((std::vector<float>(every_third.begin(), every_third.end())), (std::vector<float>{0, 3, 6, 9}));
+    auto it = every_third.end();
+    EXPECT_EQ(*--it, 9.0F);
+    EXPECT_EQ(*it--, 9.0F);
+    EXPECT_EQ(*it, 6.0F);
+    EXPECT_EQ(*(it - 2), 0.0F);
+    EXPECT_EQ(*(1 + it), 9.0F);
+    EXPECT_EQ((it -= 1)[2], 9.0F);
+    EXPECT_EQ(every_third.end() - it, 3);
+    EXPECT_TRUE(it > every_third.begin() && it >= every_third.begin() && it <= it && every_third.begin() < it);
+    EXPECT_EQ(std::lower_bound(every_third.begin(), every_third.end(), 5.0F) - every_third.begin(), 2);
+    std::vector<float> descending(std::make_reverse_iterator(every_third.end()),
+                                  std::make_reverse_iterator(every_third.begin()));
+    EXPECT_EQ(descending, (std::vector<float>{9, 6, 3, 0}));
+}
 
 TEST_F(channel_selection, tells_names_globs_and_expressions_by_their_text)
 {
@@ -93,6 +117,49 @@ TEST_F(channel_selection, by_glob_matches_the_whole_name)
     EXPECT_EQ(matched("*").size(), 6U);
     EXPECT_EQ(matched({{"", syntax::glob}}), names{});
     EXPECT_EQ(matched("LINAC*ADC"), names{});
+}
+
+TEST_F(channel_selection, by_glob_goes_back_to_its_last_star)
+{
+    small_file file(directory_.file("b.raw"));
+    file.machine(1, tenth(1), {{"aab", 1.0F}, {"abab", 1.0F}, {"ababa", 1.0F}, {"a-b", 1.0F}});
+    data_ = trox::data_set::open_files({file.finish()});
+    EXPECT_EQ(matched("*ab"), (names{"aab", "abab"}));
+    EXPECT_EQ(matched("*ab*a"), (names{"ababa"}));
+    EXPECT_EQ(matched("**a*b**"), (names{"aab", "abab", "ababa", "a-b"}));
+    EXPECT_EQ(matched("a[a-]b"), (names{"aab", "a-b"})); // a "-" at the end is no range
+    EXPECT_EQ(matched("a[^b]b"), (names{"aab", "a-b"}));
+    EXPECT_EQ(matched("*b?"), (names{"ababa"}));
+}
+
+TEST_F(channel_selection, by_a_name_with_the_characters_of_a_glob_goes_before_what_the_glob_matches)
+{
+    small_file file(directory_.file("b.raw"));
+    file.machine(1, tenth(1), {{"T/A1", 1.0F}, {"T/A[1]", 1.0F}, {"T/A[", 1.0F}});
+    data_ = trox::data_set::open_files({file.finish()});
+    EXPECT_EQ(matched("T/A[1]"), (names{"T/A[1]"}));
+    EXPECT_EQ(matched("T/A["), (names{"T/A["}));
+    EXPECT_EQ(matched("T/A[12]"), (names{"T/A1"}));
+}
+
+TEST_F(channel_selection, by_any_pattern_comes_to_an_end)
+{
+    small_file file(directory_.file("b.raw"));
+    file.machine(1, tenth(1), {{std::string(200, 'a'), 1.0F}});
+    data_ = trox::data_set::open_files({file.finish()});
+    std::string stars;
+    for (int i = 0; i < 50; ++i) {
+        stars += "*a";
+    }
+    EXPECT_EQ(matched(stars + "*b"), names{});
+    EXPECT_EQ(matched("re:(a*)*(a*)*b"), names{});
+    EXPECT_EQ(matched("re:(a|aa|a*)+c"), names{});
+    EXPECT_EQ(matched("re:(.*)*(.*)*(.*)*$.").size(), 0U);
+    EXPECT_EQ(matched("re:(a*)*(a*)*").size(), 1U);
+    EXPECT_EQ(error_of([&] { matched("re:(a?){16000}"); }).why(), fault::wrong_use);
+    EXPECT_EQ(error_of([&] { matched("re:(a)\\1"); }).why(), fault::wrong_use); // back-references need trying
+    EXPECT_EQ(error_of([&] { matched("re:" + std::string(1001, 'a')); }).why(), fault::wrong_use);
+    EXPECT_THAT(error_of([&] { matched("re:(a)\\1"); }).what(), HasSubstr("is no pattern"));
 }
 
 TEST_F(channel_selection, by_expression_matches_the_whole_name)

@@ -405,7 +405,7 @@ TEST_P(typed_values, are_foretold_by_an_inspection)
     EXPECT_EQ(inspected("LINAC.CTRL/FB/ORBIT/SETTINGS").kind, channel_kind::name_value);
     EXPECT_EQ(inspected("LINAC.MAG/QUAD/Q5.BC2/I.RBV").kind, channel_kind::slow);
     EXPECT_EQ(inspected("LINAC.ENV/TEMP/RACK.17").kind, channel_kind::slow);
-    EXPECT_THROW(data_.inspect(data_.channels().size()), std::out_of_range);
+    EXPECT_THROW(data_.inspect(data_.channels().size()), trox::error);
 }
 
 TEST_P(typed_values, lie_in_files_whose_contents_are_known)

@@ -12,6 +12,7 @@
 #include <expat.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <map>
 #include <png.h>
 #include <sstream>
@@ -351,6 +352,102 @@ TEST(DrawingAsPng, HasTheColourOfTheCurve)
     const auto ink = std::count_if(png.pixels.begin(), png.pixels.end(),
                                    [](tp::color pixel) { return is_same(pixel, tp::curve_color(0)); });
     EXPECT_GT(ink, 50);
+}
+
+TEST(DrawingAsSvg, NamesCurvesOutsideTheFrameAndDashesThemWhenColoursRepeat)
+{
+    const temp_directory directory;
+    written_data file(directory.file("a.raw"));
+    std::vector<written_data::channel_record> records;
+    for (int i = 0; i < 10; ++i) {
+        records.push_back({"LONG/NAME/OF/CHANNEL/" + std::to_string(i), trace({0, 5, static_cast<float>(i)})});
+    }
+    file.add(records);
+    const std::string svg = tp::draw(tp::make_drawing(file.open(), {}).what, tp::file_kind::svg);
+    const svg_parts parts = parse(svg);
+    double highest = 1e9; // of the curves
+    for (const auto& curve : parts.curves) {
+        for (const tp::point& corner : curve) {
+            highest = std::min(highest, corner.y);
+        }
+    }
+    std::size_t named = 0;
+    for (const auto& text : parts.texts) {
+        if (text.words.starts_with("LONG/NAME/")) {
+            ++named;
+            EXPECT_LT(text.y, highest);
+        }
+    }
+    EXPECT_EQ(named, 10U);
+    std::size_t dashed = 0;
+    for (std::size_t at = svg.find("stroke-dasharray"); at != std::string::npos;
+         at = svg.find("stroke-dasharray", at + 1)) {
+        ++dashed;
+    }
+    EXPECT_EQ(dashed, 4U); // two curves and their names
+}
+
+TEST(DrawingAsSvg, ShortensLongNamesAndKeepsTheirLettersReadable)
+{
+    const temp_directory directory;
+    written_data file(directory.file("a.raw"));
+    const std::string name = "BEGIN/" + std::string(200, 'X') + "/END";
+    file.add({{name, trace({1, 2, 3})}});
+    const std::string svg = tp::draw(tp::make_drawing(file.open(), {}).what, tp::file_kind::svg);
+    std::size_t shortened = 0;
+    for (const auto& text : parse(svg).texts) {
+        if (text.words.starts_with("BEGIN/")) {
+            ++shortened;
+            EXPECT_THAT(text.words, testing::HasSubstr("…"));
+            EXPECT_TRUE(text.words.ends_with("/END") || text.words.ends_with("/END, event 1000, "
+                                                                             "2020-01-01T00:00:00.000000Z"))
+                << text.words;
+        }
+    }
+    EXPECT_EQ(shortened, 2U); // title and axis
+    for (std::size_t at = svg.find("font-size=\""); at != std::string::npos; at = svg.find("font-size=\"", at + 1)) {
+        EXPECT_GE(std::stod(svg.substr(at + 11)), 10);
+    }
+}
+
+TEST(DrawingOfAHistory, DrawsSlowValuesAsStepsAndOthersAsLines)
+{
+    const temp_directory directory;
+    written_data file(directory.file("a.raw"));
+    for (int i = 0; i < 3; ++i) {
+        file.add({{"FAST", trace({static_cast<float>(i)})}});
+        file.add({{"SLOW", trox_test::tw::update_payload(trox_test::tw::generation::v2010, "SLOW",
+                                                         static_cast<float>(i), file.time())}},
+                 TROX_EV_UPD);
+    }
+    const auto made = tp::make_drawing(file.open(), {});
+    const auto& curves = std::get<tp::figure>(made.what).panels.at(0).curves;
+    ASSERT_EQ(curves.size(), 2U);
+    for (const auto& curve : curves) {
+        EXPECT_EQ(curve.form, curve.label == "SLOW" ? tp::curve_form::steps : tp::curve_form::lines) << curve.label;
+    }
+}
+
+TEST(Drawing, HasNoControlCharactersInItsWords)
+{
+    const temp_directory directory;
+    written_data file(directory.file("a.raw"));
+    file.add({{"A1[31m2", trace({1, 2})}});
+    file.finish();
+    trox_test::replace_bytes(directory.file("a.raw"), "A1[31m2", "A\x1b[31m\x07");
+    const auto made = tp::make_drawing(trox::data_set::open_files({directory.file("a.raw")}), {});
+    EXPECT_EQ(std::get<tp::figure>(made.what).title, "A\xEF\xBF\xBD[31m\xEF\xBF\xBD");
+    EXPECT_EQ(std::get<tp::figure>(made.what).panels.at(0).label, "A\xEF\xBF\xBD[31m\xEF\xBF\xBD");
+}
+
+TEST(Drawing, CountsValuesThatAreNoFiniteNumbers)
+{
+    const temp_directory directory;
+    written_data file(directory.file("a.raw"));
+    file.add({{"A", trace({1, std::numeric_limits<float>::quiet_NaN(), 2, std::numeric_limits<float>::infinity()})}});
+    const auto made = tp::make_drawing(file.open(), {});
+    EXPECT_EQ(made.left_out, 2U);
+    EXPECT_EQ(made.points, 2U);
 }
 
 TEST(DrawingAsSvg, EscapesNames)

@@ -1,6 +1,9 @@
 // Drawings in the terminal that can be told by counting.
 #include "plot/terminal.h"
 
+#include "base/utf8.h"
+
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -77,6 +80,64 @@ TEST(TerminalPlot, ColoursCurvesAndNamesThem)
     EXPECT_NE(text.find("\x1b[38;2;0;114;178mramp\x1b[0m"), std::string::npos);
     EXPECT_NE(text.find("\x1b[38;2;213;94;0mother\x1b[0m"), std::string::npos);
     EXPECT_EQ(tp::draw_in_terminal(figure, {60, 12, tp::cell_style::braille, false}).find('\x1b'), std::string::npos);
+}
+
+TEST(TerminalPlot, NamesCurvesBehindTheirSigns)
+{
+    tp::figure figure = ramp();
+    figure.panels[0].curves.push_back({"other", tp::curve_form::lines, {{0, 3}, {36, 3}}});
+    const auto lines = lines_of(tp::draw_in_terminal(figure, {41, 12, tp::cell_style::ascii, false}));
+    EXPECT_EQ(lines[1], "value [V]  * ramp  + other");
+    EXPECT_EQ(lines[2].back(), '*');
+    EXPECT_EQ(lines[7].back(), '+') << lines[7];
+    EXPECT_EQ(lines.size(), 12U);
+}
+
+TEST(TerminalPlot, GivesCurvesThatLookTheSamePanelsOfTheirOwn)
+{
+    tp::figure figure = ramp();
+    figure.panels[0].label = "[V]";
+    figure.panels[0].curves.push_back({"other", tp::curve_form::lines, {{0, 3}, {36, 3}}});
+    const auto lines = lines_of(tp::draw_in_terminal(figure, {41, 24, tp::cell_style::braille, false}));
+    EXPECT_EQ(lines[1], "ramp [V]");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "other [V]"), 1);
+    EXPECT_LE(lines.size(), 24U);
+    // There is no room for twelve: signs tell them apart, and names take as many lines as they need.
+    for (int i = 0; i < 10; ++i) {
+        figure.panels[0].curves.push_back({"curve " + std::to_string(i), tp::curve_form::lines, {{0, 3}, {36, 3}}});
+    }
+    const std::string text = tp::draw_in_terminal(figure, {41, 24, tp::cell_style::braille, false});
+    for (const char* name : {"* ramp", "+ other", "x curve 0", "~ curve 7", "* curve 8"}) {
+        EXPECT_NE(text.find(name), std::string::npos) << name;
+    }
+    for (const std::string& line : lines_of(text)) {
+        EXPECT_LE(trox_base::character_count(line), 41U);
+    }
+}
+
+TEST(TerminalPlot, ShortensTheNameAndNeverTheEvent)
+{
+    tp::figure figure = ramp();
+    figure.title = "A/VERY/LONG/" + std::string(60, 'x') + "/NAME";
+    figure.when = "event 123456789012, 2012-06-14T09:30:00Z";
+    const auto lines = lines_of(tp::draw_in_terminal(figure, {41, 12, tp::cell_style::ascii, false}));
+    EXPECT_EQ(lines[0], "A/VERY/LONG/xxxxxxxx~xxxxxxxxxxxxxxx/NAME");
+    EXPECT_EQ(lines[1], figure.when);
+    EXPECT_EQ(lines.size(), 12U);
+}
+
+TEST(TerminalPlot, HasTwoLabelsAtEveryAxisOfValues)
+{
+    tp::figure figure = ramp();
+    figure.panels.push_back(figure.panels[0]);
+    figure.panels.push_back(figure.panels[0]);
+    figure.panels[1].curves[0].points = {{0, 0.31}, {36, 0.42}};
+    figure.panels[2].curves[0].points = {{0, 7.7}, {36, 9.2}};
+    std::size_t labels = 0;
+    for (const auto& line : lines_of(tp::draw_in_terminal(figure, {60, 24, tp::cell_style::braille, false}))) {
+        labels += line.find("┤") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GE(labels, 6U);
 }
 
 TEST(TerminalPlot, ShowsAnImageInShades)

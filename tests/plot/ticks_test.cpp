@@ -1,5 +1,7 @@
 #include "plot/ticks.h"
 
+#include <cstdlib>
+#include <ctime>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,10 +36,51 @@ TEST(NumberScale, PutsAPowerOfTenBesideTheAxis)
 {
     const auto large = tp::number_scale({0, 4e7}, 5);
     EXPECT_THAT(labels(large), ElementsAre("0", "1", "2", "3", "4"));
-    EXPECT_EQ(large.suffix, "10^7");
+    EXPECT_EQ(large.suffix, "× 10^7");
     EXPECT_EQ(large.ticks[2].value, 2e7);
-    EXPECT_EQ(tp::number_scale({0, 5e-5}, 5).suffix, "10^-5");
+    EXPECT_EQ(tp::number_scale({0, 5e-5}, 5).suffix, "× 10^-5");
     EXPECT_EQ(tp::number_scale({0, 99999}, 5).suffix, "");
+}
+
+TEST(NumberScale, HasTwoTicksAtLeast)
+{
+    for (double low = -3; low < 3; low += 0.0731) {
+        for (double size = 0.01; size < 1000; size *= 1.37) {
+            EXPECT_GE(tp::number_scale({low, low + size}, 2).ticks.size(), 2U) << low << " " << size;
+        }
+    }
+}
+
+TEST(LabelOfAScale, HasThePowerOfTenBehindTheUnitAndTheDayInBrackets)
+{
+    EXPECT_EQ(tp::label_with("p [mbar]", tp::number_scale({0, 5e-7}, 5)), "p [mbar] × 10^-7");
+    EXPECT_EQ(tp::label_with("", tp::number_scale({0, 5e-7}, 5)), "× 10^-7");
+    EXPECT_EQ(tp::label_with("p [mbar]", tp::number_scale({0, 5}, 5)), "p [mbar]");
+    EXPECT_EQ(tp::label_with("time", tp::time_scale({noon_2012, noon_2012 + second}, 4)), "time (2012-06-14 UTC)");
+}
+
+TEST(TimeScale, FollowsTheTimeZoneOfTheProcessAndOtherWords)
+{
+    const char* const before = std::getenv("TZ");
+    const std::string kept = before == nullptr ? "" : before;
+    ::setenv("TZ", "<+0530>-5:30", 1);
+    ::tzset();
+    tp::time_words words;
+    words.is_local = true;
+    words.zone = "there";
+    const auto hours = tp::time_scale({noon_2012, noon_2012 + 4 * 3600 * second}, 4, words);
+    EXPECT_THAT(labels(hours), ElementsAre("18:00", "19:00", "20:00", "21:00"));
+    EXPECT_EQ(hours.ticks[0].value, noon_2012 + 1800 * second);
+    EXPECT_EQ(hours.suffix, "2012-06-14 there");
+    words.show = [](double time) { return std::to_string(static_cast<long long>(time / second)); };
+    EXPECT_THAT(labels(tp::time_scale({noon_2012, noon_2012 + 2 * second}, 2, words)),
+                ElementsAre("1339675200", "1339675201", "1339675202"));
+    if (before == nullptr) {
+        ::unsetenv("TZ");
+    } else {
+        ::setenv("TZ", kept.c_str(), 1);
+    }
+    ::tzset();
 }
 
 TEST(NumberScale, EndsWhereStepsMakeNoDifference)

@@ -7,6 +7,8 @@ namespace
 {
 
 thread_local long allocations_left = 0; // until one fails; 0 when none does
+thread_local bool is_spared = false;    // from failing elsewhere
+std::atomic<long> left_elsewhere{0};    // until one fails; 0 or less when none does
 
 } // namespace
 
@@ -30,12 +32,32 @@ bool failing_allocation::has_failed() const
     return allocations_left == 0;
 }
 
+failing_allocation_elsewhere::failing_allocation_elsewhere(long n)
+{
+    is_spared = true;
+    left_elsewhere = n;
+}
+
+failing_allocation_elsewhere::~failing_allocation_elsewhere()
+{
+    left_elsewhere = 0;
+    is_spared = false;
+}
+
+bool failing_allocation_elsewhere::has_failed() const
+{
+    return left_elsewhere <= 0;
+}
+
 } // namespace trox_test
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++trox_test::allocations;
     if (allocations_left > 0 && --allocations_left == 0) {
+        return nullptr;
+    }
+    if (left_elsewhere > 0 && !is_spared && --left_elsewhere == 0) {
         return nullptr;
     }
     return std::malloc(size != 0 ? size : 1);

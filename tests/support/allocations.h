@@ -10,6 +10,19 @@ namespace trox_test
 /// Number of allocations so far, of all threads.
 extern std::atomic<long> allocations;
 
+/// Makes the n-th allocation of all other threads together fail, counted from 1, as long as it lives. One at a time.
+class failing_allocation_elsewhere
+{
+public:
+    explicit failing_allocation_elsewhere(long n);
+    failing_allocation_elsewhere(const failing_allocation_elsewhere&) = delete;
+    failing_allocation_elsewhere& operator=(const failing_allocation_elsewhere&) = delete;
+    ~failing_allocation_elsewhere();
+
+    /// Whether there were so many.
+    bool has_failed() const;
+};
+
 /// Makes the n-th allocation of the calling thread fail, counted from 1, as long as it lives. One at a time.
 class failing_allocation
 {

@@ -6,7 +6,9 @@
 #include "trox_writer.h"
 
 #include <cstdint>
+#include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -62,6 +64,18 @@ private:
     tw::file_writer file_;
     std::uint64_t events_ = 0;
 };
+
+/// Puts other bytes, as many, in place of all that are equal: what the writer refuses to write.
+inline void replace_bytes(const std::string& path, const std::string& from, const std::string& to)
+{
+    std::stringstream read;
+    read << std::ifstream(path, std::ios::binary).rdbuf();
+    std::string bytes = read.str();
+    for (std::size_t at = bytes.find(from); at != std::string::npos; at = bytes.find(from, at)) {
+        bytes.replace(at, from.size(), to);
+    }
+    std::ofstream(path, std::ios::binary) << bytes;
+}
 
 inline tw::payload trace(const std::vector<float>& values, const tw::spectrum_head& head = {})
 {

@@ -1,5 +1,6 @@
 #include "context.h"
 
+#include "base/target_file.h"
 #include "text.h"
 
 #include <algorithm>
@@ -63,6 +64,21 @@ output& context::binary_out()
         throw wrong_use("the result is binary, and not written to a terminal", "name a file with -o, or use a pipe");
     }
     return *out_;
+}
+
+void context::keep_inputs(const std::vector<std::string>& paths) const
+{
+    const std::string& target = options_.output_file;
+    if (target.empty() || trox_base::takes_bytes_as_they_come(target)) {
+        return;
+    }
+    const auto same = std::find_if(paths.begin(), paths.end(), [&](const std::string& path) {
+        return path == target || trox_base::is_same_file(path, target);
+    });
+    if (same != paths.end()) {
+        throw wrong_use("-o " + target + " would replace " + *same + ", which this command works on",
+                        "name another file");
+    }
 }
 
 bool context::wants_colors()

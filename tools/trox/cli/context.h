@@ -42,6 +42,9 @@ public:
     output& out();
     /// The same for bytes that are no text. Throws wrong_use for a terminal.
     output& binary_out();
+    /// Files that the verb reads, or writes by itself. Throws wrong_use when the file of -o is one of them, which
+    /// would be replaced.
+    void keep_inputs(const std::vector<std::string>& paths) const;
     /// Whether results on that output are to have colours.
     bool wants_colors();
     /// A report of one table, and one of any sections, in the format that was asked for. `schema_version` counts

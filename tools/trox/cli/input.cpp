@@ -18,16 +18,35 @@ namespace
 constexpr const char* input_group = "Input";
 constexpr const char* selection_group = "Selection";
 
-std::vector<std::string> data_files_in(const std::string& directory)
+/// Files of that ending; `failed` tells of a directory that cannot be read.
+std::vector<std::string> files_in(const std::string& directory, const char* ending, std::error_code& failed)
 {
     std::vector<std::string> files;
-    std::error_code failed;
     for (std::filesystem::directory_iterator at(directory, failed), end; !failed && at != end; at.increment(failed)) {
         std::error_code ignored;
-        if (at->path().extension() == ".raw" && at->is_regular_file(ignored)) {
+        if (at->path().extension() == ending && at->is_regular_file(ignored)) {
             files.push_back(at->path().string());
         }
     }
+    return files;
+}
+
+std::vector<std::string> paths_of(const trox::data_set& data)
+{
+    std::vector<std::string> paths;
+    for (const auto& file : data.files()) {
+        paths.push_back(file.path);
+    }
+    for (const auto& file : data.skipped_files()) {
+        paths.push_back(file.path);
+    }
+    return paths;
+}
+
+std::vector<std::string> data_files_in(const std::string& directory)
+{
+    std::error_code failed;
+    std::vector<std::string> files = files_in(directory, ".raw", failed);
     if (failed) {
         throw failure(directory + ": cannot be read: " + failed.message());
     }
@@ -106,7 +125,7 @@ void place_options::declare(CLI::App& app)
     app.add_option("--stream", place_.stream, "Runs of this stream only")->type_name("NAME")->group(input_group);
 }
 
-trox::run_place place_options::place() const
+trox::run_place place_options::place(const context& context) const
 {
     if (place_.catalogue.empty()) {
         throw wrong_use("--catalogue is missing", "the directory of the run catalogue");
@@ -115,6 +134,8 @@ trox::run_place place_options::place() const
     if (where.data.empty()) {
         where.data.push_back(where.catalogue);
     }
+    std::error_code ignored; // whoever reads the catalogue tells of that
+    context.keep_inputs(files_in(where.catalogue, ".xml", ignored));
     return where;
 }
 
@@ -194,15 +215,17 @@ trox::data_set data_source::open(context& context) const
     }
     const auto open = [&]() {
         if (!sorted.files.empty()) {
-            return trox::data_set::open_files(expand_directories(sorted.files));
+            const auto files = expand_directories(sorted.files);
+            context.keep_inputs(files);
+            return trox::data_set::open_files(files);
         }
         if (run_) {
-            return trox::data_set::open_run(where_.place(), *run_);
+            return trox::data_set::open_run(where_.place(context), *run_);
         }
         if (where_.is_given() && (begin_ || end_)) {
             constexpr trox::time_point earliest{std::chrono::seconds(0)};
             constexpr trox::time_point latest{std::chrono::seconds(253402300799)}; // end of the year 9999
-            return trox::data_set::open_period(where_.place(), begin_.value_or(earliest), end_.value_or(latest));
+            return trox::data_set::open_period(where_.place(context), begin_.value_or(earliest), end_.value_or(latest));
         }
         if (!sorted.channels.empty() && channels_.empty()) {
             throw wrong_use("no file is named: \"" + sorted.channels.front() + "\" is none",
@@ -212,15 +235,18 @@ trox::data_set data_source::open(context& context) const
                         "a file, a directory, --run N --catalogue DIR, or --from TIME --to TIME --catalogue DIR");
     };
     trox::data_set data = open();
+    context.keep_inputs(paths_of(data));
     context.tell_losses(data.skipped_files());
     return data;
 }
 
-std::vector<std::string> data_source::files() const
+std::vector<std::string> data_source::files(const context& context) const
 {
     const sorted_arguments sorted = sort_arguments();
     if (!sorted.files.empty() && !run_) {
-        return expand_directories(sorted.files);
+        const auto files = expand_directories(sorted.files);
+        context.keep_inputs(files);
+        return files;
     }
     if (!run_) {
         throw wrong_use("nothing to read is named", "a file, a directory, or --run N --catalogue DIR");
@@ -229,12 +255,13 @@ std::vector<std::string> data_source::files() const
     query.first = run_;
     query.last = run_;
     std::vector<std::string> paths;
-    for (const auto& found : trox::find_runs(where_.place(), query)) {
+    for (const auto& found : trox::find_runs(where_.place(context), query)) {
         paths.insert(paths.end(), found.files.begin(), found.files.end());
     }
     if (paths.empty()) {
         throw failure("there is no run " + std::to_string(*run_) + " in the catalogue");
     }
+    context.keep_inputs(paths);
     return paths;
 }
 

@@ -25,9 +25,9 @@ public:
     {
         return !place_.catalogue.empty();
     }
-    /// Data files are looked for in the catalogue's directory when no --data was given. Throws wrong_use without a
-    /// catalogue.
-    trox::run_place place() const;
+    /// Data files are looked for in the catalogue's directory when no --data was given. The context keeps the
+    /// catalogue's files from being replaced. Throws wrong_use without a catalogue, and as context::keep_inputs.
+    trox::run_place place(const context& context) const;
 
 private:
     trox::run_place place_;
@@ -51,10 +51,11 @@ public:
     /// --from-event and --to-event.
     void declare_event_range(CLI::App& app);
 
-    /// Opens what was given, and tells the context of files that were passed over. Throws failure, trox::error.
+    /// Opens what was given, and tells the context of files that were passed over; none of them can be the output.
+    /// Throws failure, trox::error.
     trox::data_set open(context& context) const;
     /// The same as paths and runs, for verbs that want no data set: the files in reading order. Throws as `open`.
-    std::vector<std::string> files() const;
+    std::vector<std::string> files(const context& context) const;
     /// Whether files are named, rather than a run or a period.
     bool has_files() const;
 

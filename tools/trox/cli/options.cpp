@@ -123,17 +123,25 @@ void common_options::declare_rendering(CLI::App& app)
         "--json", [this](std::int64_t) { format = output_format::json; }, "The same as --format json");
     json->excludes(chosen);
     declare_color(app);
-    CLI::Option* const zoned = app.add_option("--tz", zone,
-                                              "Time zone in which tables and CSV show times: UTC (the default), local, "
-                                              "or a name like Europe/Berlin. Times in JSON are UTC always")
-                                   ->type_name("ZONE");
-    CLI::Option* const timed = app.add_option("--time-format", time_format,
-                                              "How tables and CSV show times: iso (the default), epoch (seconds since "
-                                              "1970), or a pattern of strftime, with %f for microseconds")
-                                   ->type_name("FORMAT");
-    for (CLI::Option* const option : {chosen, json, zoned, timed}) {
+    declare_times(app, "tables and CSV show times", ". Times in JSON are UTC always");
+    for (CLI::Option* const option : {chosen, json}) {
         option->group(rendering_group);
     }
+}
+
+void common_options::declare_times(CLI::App& app, const std::string& where, const std::string& remark)
+{
+    CLI::Option* const zoned = app.add_option("--tz", zone,
+                                              "Time zone in which " + where +
+                                                  ": UTC (the default), local, or a name like Europe/Berlin" + remark)
+                                   ->type_name("ZONE");
+    CLI::Option* const timed = app.add_option("--time-format", time_format,
+                                              "How " + where +
+                                                  ": iso (the default), epoch (seconds since 1970), or a pattern of "
+                                                  "strftime, with %f for microseconds")
+                                   ->type_name("FORMAT");
+    zoned->group(rendering_group);
+    timed->group(rendering_group);
 }
 
 void common_options::declare_color(CLI::App& app)

@@ -36,6 +36,8 @@ struct common_options {
 
     /// --format, --json, --color, --tz, --time-format: for verbs that list or show something.
     void declare_rendering(CLI::App& app);
+    /// --tz and --time-format alone. `where`: "titles show times" and the like; `remark`: the end of the sentence.
+    void declare_times(CLI::App& app, const std::string& where, const std::string& remark = {});
     /// --long: for verbs whose tables leave columns out.
     void declare_long(CLI::App& app);
     /// --color alone.

@@ -1,5 +1,6 @@
 #include "output.h"
 
+#include "base/target_file.h"
 #include "errors.h"
 
 #include <algorithm>
@@ -68,25 +69,6 @@ std::string words_of(int error)
     return std::strerror(error);
 }
 
-/// The file that a chain of links leads to, so that the link stays.
-std::string resolve_links(const std::string& path)
-{
-    std::error_code ignored;
-    if (!std::filesystem::is_symlink(path, ignored)) {
-        return path;
-    }
-    const auto target = std::filesystem::weakly_canonical(path, ignored);
-    return ignored ? path : target.string();
-}
-
-/// A terminal, pipe or device takes bytes as they come: there is nothing to put in place.
-bool takes_bytes_as_they_come(const std::string& path)
-{
-    struct stat status {
-    };
-    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
-}
-
 mode_t permissions_of_new_files()
 {
     const mode_t mask = ::umask(0);
@@ -110,9 +92,10 @@ void install_signal_handlers()
         }
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // writing beyond the limit is an error then, as on a full disk
 }
 
-atomic_file::atomic_file(const std::string& path) : path_(resolve_links(path))
+atomic_file::atomic_file(const std::string& path) : path_(trox_base::resolve_links(path))
 {
     std::error_code ignored;
     if (path_.empty() || std::filesystem::is_directory(path_, ignored)) {
@@ -152,7 +135,7 @@ output::output(const std::string& path) : name_(path.empty() ? "standard output"
 {
     if (path.empty()) {
         descriptor_ = STDOUT_FILENO;
-    } else if (takes_bytes_as_they_come(path)) {
+    } else if (trox_base::takes_bytes_as_they_come(path)) {
         owned_descriptor_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
         if (owned_descriptor_ < 0) {
             throw failure(path + ": cannot be written: " + words_of(errno));

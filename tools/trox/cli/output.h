@@ -40,7 +40,7 @@ private:
 };
 
 /// Lets SIGINT, SIGTERM and SIGHUP remove what atomic files have not put in place before they end the program, and
-/// SIGPIPE do nothing.
+/// SIGPIPE and SIGXFSZ do nothing, so that writing fails in place of the program.
 void install_signal_handlers();
 
 /// A stream of bytes. One thread at a time.

@@ -1,5 +1,6 @@
 #include "atomic_file.h"
 
+#include "base/target_file.h"
 #include "trox/error.h"
 
 #include <cerrno>
@@ -50,7 +51,25 @@ int make_directory(const char* name)
     return ::mkdir(name, owner_only);
 }
 
+[[noreturn]] void refuse(const std::string& reason, const std::string& file)
+{
+    throw trox::error(trox::fault::input_output, "cannot be written: " + reason, {file, {}, {}, {}});
+}
+
 } // namespace
+
+std::string replaceable(const std::string& target)
+{
+    std::string place = trox_base::resolve_links(target);
+    std::error_code ignored;
+    if (fs::is_directory(place, ignored)) {
+        refuse(std::generic_category().message(EISDIR), target);
+    }
+    if (trox_base::takes_bytes_as_they_come(place)) {
+        refuse("it is a device or a pipe, in whose place no file is put", target);
+    }
+    return place;
+}
 
 void throw_system_error(const std::string& what, const std::string& file)
 {
@@ -59,7 +78,8 @@ void throw_system_error(const std::string& what, const std::string& file)
                       {file, {}, {}, {}});
 }
 
-atomic_file::atomic_file(std::string target) : target_(std::move(target)), temporary_(unused_name(target_, make_file))
+atomic_file::atomic_file(std::string target)
+    : target_(replaceable(std::move(target))), temporary_(unused_name(target_, make_file))
 {
 }
 

@@ -15,6 +15,10 @@ namespace trox_export
 /// Throws error (input_output) with the words of errno.
 [[noreturn]] void throw_system_error(const std::string& what, const std::string& file);
 
+/// Where a file of that name is to be put: links stay, and lead to it. Throws error (input_output) for a directory, and
+/// for devices and pipes.
+std::string replaceable(const std::string& target);
+
 /// The name of an empty file beside the target, which replaces the target when it is whole. Removed when it does not.
 class atomic_file
 {

@@ -1,5 +1,7 @@
 #include "columns.h"
 
+#include "base/utf8.h"
+
 #include <algorithm>
 
 namespace trox_export
@@ -27,8 +29,8 @@ column column_list::make(std::size_t channel, const row& what) const
         return std::any_of(present.begin(), present.end(),
                            [&](std::size_t index) { return columns_[index].name == name; });
     };
-    // A member without a name still has values.
-    std::string name = what.name.empty() ? "VALUE" : std::string(what.name);
+    // A member without a name still has values; "." would be a path that leads nowhere.
+    std::string name = what.name.empty() || what.name == "." ? "VALUE" : trox_base::valid_utf8(what.name);
     std::replace(name.begin(), name.end(), '/', ':'); // would be a level of its own
     while (is_taken(name)) {
         name += std::string(".") + name_of(what.type);

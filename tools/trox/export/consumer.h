@@ -13,9 +13,9 @@
 namespace trox_export
 {
 
-/// A selected channel, as the dictionaries and descriptions tell of it.
+/// A selected channel, as the dictionaries and descriptions tell of it; all in UTF-8.
 struct channel_head {
-    std::string name{};
+    std::string name{}; ///< no other channel has it
     std::string kind{};
     std::string unit{};
     std::string description{};

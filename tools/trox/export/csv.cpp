@@ -1,5 +1,6 @@
 #include "csv.h"
 
+#include "base/utf8.h"
 #include "csv_input.h"
 #include "text.h"
 
@@ -27,6 +28,11 @@ struct csv_values {
     std::size_t first = 0;
     std::size_t count = 0;
 };
+
+trox::time_point time_at(const row& from)
+{
+    return trox::time_point(trox::microseconds(element_at<std::int64_t>(from, 0)));
+}
 
 std::string text_of(const csv_values& values)
 {
@@ -88,14 +94,17 @@ std::string shape_text(const row& values, const row* axis)
 template <class Line> class csv_lines
 {
 public:
-    csv_lines(const event_head& event, const channel_head& channel, const std::vector<row>& rows, const Line& line)
+    csv_lines(const event_head& event, const channel_head& channel, const std::vector<row>& rows, const time_text& show,
+              const Line& line)
         : rows_(rows), line_(line),
-          axis_(find_row(rows, "axis")), fields_{std::to_string(event.number), trox::to_text(event.time), channel.name,
-                                                 "", channel.unit}
+          axis_(find_row(rows, "axis")), fields_{std::to_string(event.number), show(event.time), channel.name, "",
+                                                 channel.unit}
     {
         for (const char* name : {"present", "record_time", "errors"}) {
             const row* const found = find_row(rows, name);
-            fields_.push_back(found == nullptr ? "" : text_of({found, 0, 1}));
+            fields_.push_back(found == nullptr               ? ""
+                              : found->type == element::time ? show(time_at(*found))
+                                                             : text_of({found, 0, 1}));
         }
         fields_.emplace_back(); // shape
         for (std::size_t i = 0; i < 3; ++i) {
@@ -131,7 +140,7 @@ private:
     {
         constexpr std::size_t member_field = 3;
         constexpr std::size_t shape_field = 8;
-        fields_[member_field] = member;
+        fields_[member_field] = trox_base::valid_utf8(member);
         fields_[shape_field] = std::move(shape);
         line_(fields_, values);
     }
@@ -145,8 +154,8 @@ private:
 class csv_writer final : public event_consumer
 {
 public:
-    csv_writer(std::vector<channel_head> channels, text_output output)
-        : channels_(std::move(channels)), output_(std::move(output))
+    csv_writer(std::vector<channel_head> channels, time_text show, text_output output)
+        : channels_(std::move(channels)), show_(std::move(show)), output_(std::move(output))
     {
         for (const char* name : csv_row_fields) {
             text_ += (text_.empty() ? "" : ",") + std::string(name);
@@ -169,7 +178,7 @@ public:
             append_csv_field(text_, text_of(values));
             text_ += '\n';
         };
-        csv_lines(event_, channels_[channel], rows, write).make();
+        csv_lines(event_, channels_[channel], rows, show_, write).make();
     }
     void end_event() override
     {
@@ -182,6 +191,7 @@ public:
 
 private:
     std::vector<channel_head> channels_;
+    time_text show_;
     text_output output_;
     event_head event_;
     std::string text_;
@@ -195,8 +205,8 @@ private:
 class csv_checker final : public event_consumer
 {
 public:
-    csv_checker(std::vector<channel_head> channels, const std::string& path)
-        : channels_(std::move(channels)), input_(path)
+    csv_checker(std::vector<channel_head> channels, time_text show, const std::string& path)
+        : channels_(std::move(channels)), show_(std::move(show)), input_(path)
     {
         if (!input_.next(read_) ||
             !std::equal(read_.begin(), read_.end(), std::begin(csv_row_fields), std::end(csv_row_fields))) {
@@ -215,7 +225,7 @@ public:
                 throw_difference(event_, channels_[channel].name);
             }
         };
-        csv_lines(event_, channels_[channel], rows, compare).make();
+        csv_lines(event_, channels_[channel], rows, show_, compare).make();
     }
     void end_event() override {}
     void finish() override
@@ -227,6 +237,7 @@ public:
 
 private:
     std::vector<channel_head> channels_;
+    time_text show_;
     csv_input input_;
     event_head event_;
     std::vector<std::string> read_;
@@ -236,16 +247,20 @@ private:
 
 std::string name_of_field(const channel_head& channel, const wide_field& field)
 {
-    return field.member.empty() ? channel.name : channel.name + ":" + field.member;
+    return field.member.empty() ? channel.name : channel.name + ":" + trox_base::valid_utf8(field.member);
 }
 
 /// Fields of a wide table by channel.
 class wide_table
 {
 public:
-    wide_table(std::vector<channel_head> channels, std::vector<wide_field> fields)
-        : channels_(std::move(channels)), fields_(std::move(fields))
+    wide_table(std::vector<channel_head> channels, std::vector<wide_field> fields, time_text show)
+        : channels_(std::move(channels)), fields_(std::move(fields)), show_(std::move(show))
     {
+    }
+    std::string show(trox::time_point time) const
+    {
+        return show_(time);
     }
     std::vector<std::string> heading() const
     {
@@ -293,12 +308,14 @@ private:
     }
     [[noreturn]] void refuse(std::size_t channel, const std::string& reason) const
     {
-        throw trox::error(trox::fault::wrong_use, reason + ": a wide table has no place for it, rows have",
+        throw trox::error(trox::fault::wrong_use,
+                          reason + ", and a wide table has one field for it; a table of rows holds it",
                           {{}, channels_[channel].name, {}, {}});
     }
 
     std::vector<channel_head> channels_;
     std::vector<wide_field> fields_;
+    time_text show_;
 };
 
 class wide_csv_writer final : public event_consumer
@@ -315,7 +332,8 @@ public:
     }
     void begin_event(const event_head& event) override
     {
-        line_ = std::to_string(event.number) + "," + trox::to_text(event.time);
+        line_ = std::to_string(event.number) + ",";
+        append_csv_field(line_, table_.show(event.time));
     }
     void take(std::size_t channel, const trox::record&, const std::vector<row>& rows) override
     {
@@ -353,7 +371,7 @@ public:
     {
         event_ = event;
         if (!input_.next(read_) || read_.size() != table_.heading().size() ||
-            read_[0] != std::to_string(event.number) || read_[1] != trox::to_text(event.time)) {
+            read_[0] != std::to_string(event.number) || read_[1] != table_.show(event.time)) {
             throw difference("the line of event " + std::to_string(event.number) + " is another one");
         }
     }
@@ -383,26 +401,30 @@ private:
 
 } // namespace
 
-std::unique_ptr<event_consumer> make_csv_writer(std::vector<channel_head> channels, text_output output)
+std::unique_ptr<event_consumer> make_csv_writer(std::vector<channel_head> channels, time_text show, text_output output)
 {
-    return std::make_unique<csv_writer>(std::move(channels), std::move(output));
+    return std::make_unique<csv_writer>(std::move(channels), std::move(show), std::move(output));
 }
 
-std::unique_ptr<event_consumer> make_csv_checker(std::vector<channel_head> channels, const std::string& path)
+std::unique_ptr<event_consumer> make_csv_checker(std::vector<channel_head> channels, time_text show,
+                                                 const std::string& path)
 {
-    return std::make_unique<csv_checker>(std::move(channels), path);
+    return std::make_unique<csv_checker>(std::move(channels), std::move(show), path);
 }
 
 std::unique_ptr<event_consumer> make_wide_csv_writer(std::vector<channel_head> channels, std::vector<wide_field> fields,
-                                                     text_output output)
+                                                     time_text show, text_output output)
 {
-    return std::make_unique<wide_csv_writer>(wide_table(std::move(channels), std::move(fields)), std::move(output));
+    return std::make_unique<wide_csv_writer>(wide_table(std::move(channels), std::move(fields), std::move(show)),
+                                             std::move(output));
 }
 
 std::unique_ptr<event_consumer> make_wide_csv_checker(std::vector<channel_head> channels,
-                                                      std::vector<wide_field> fields, const std::string& path)
+                                                      std::vector<wide_field> fields, time_text show,
+                                                      const std::string& path)
 {
-    return std::make_unique<wide_csv_checker>(wide_table(std::move(channels), std::move(fields)), path);
+    return std::make_unique<wide_csv_checker>(wide_table(std::move(channels), std::move(fields), std::move(show)),
+                                              path);
 }
 
 } // namespace trox_export

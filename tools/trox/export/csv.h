@@ -12,6 +12,7 @@
 #include "consumer.h"
 #include "text_output.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,8 +24,12 @@ inline constexpr const char* csv_row_fields[] = {
     "event", "time",  "channel",   "member",          "unit",  "present", "record_time", "errors",
     "shape", "start", "increment", "group_increment", "values"};
 
-std::unique_ptr<event_consumer> make_csv_writer(std::vector<channel_head> channels, text_output output);
-std::unique_ptr<event_consumer> make_csv_checker(std::vector<channel_head> channels, const std::string& path);
+/// How times are written.
+using time_text = std::function<std::string(trox::time_point)>;
+
+std::unique_ptr<event_consumer> make_csv_writer(std::vector<channel_head> channels, time_text show, text_output output);
+std::unique_ptr<event_consumer> make_csv_checker(std::vector<channel_head> channels, time_text show,
+                                                 const std::string& path);
 
 /// A field of a wide table: a channel, and the member, or none for all that it has.
 struct wide_field {
@@ -33,9 +38,10 @@ struct wide_field {
 };
 /// Throws error (wrong_use) at a record with anything but one value a field.
 std::unique_ptr<event_consumer> make_wide_csv_writer(std::vector<channel_head> channels, std::vector<wide_field> fields,
-                                                     text_output output);
+                                                     time_text show, text_output output);
 std::unique_ptr<event_consumer> make_wide_csv_checker(std::vector<channel_head> channels,
-                                                      std::vector<wide_field> fields, const std::string& path);
+                                                      std::vector<wide_field> fields, time_text show,
+                                                      const std::string& path);
 
 } // namespace trox_export
 

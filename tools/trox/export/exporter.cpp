@@ -1,6 +1,7 @@
 #include "exporter.h"
 
 #include "atomic_file.h"
+#include "base/utf8.h"
 #include "csv.h"
 #include "hdf5.h"
 #include "ndjson.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace trox_export
@@ -54,11 +56,18 @@ private:
 
 std::vector<channel_head> heads_of(const trox::data_set& data, const std::vector<std::size_t>& channels)
 {
+    using trox_base::valid_utf8;
     std::vector<channel_head> heads;
+    std::set<std::string> names;
     for (const std::size_t channel : channels) {
         const trox::channel_info& info = data.channels()[channel];
-        heads.push_back({info.name, trox::name_of(data.inspect(channel).kind), info.unit, info.description,
-                         info.property, info.server, info.subsystem});
+        std::string name = valid_utf8(info.name);
+        for (int copy = 2; !names.insert(name).second; ++copy) { // bytes that are no UTF-8 all look the same
+            name = valid_utf8(info.name) + " (" + std::to_string(copy) + ")";
+        }
+        heads.push_back({name, trox::name_of(data.inspect(channel).kind), valid_utf8(info.unit),
+                         valid_utf8(info.description), valid_utf8(info.property), valid_utf8(info.server),
+                         valid_utf8(info.subsystem)});
     }
     return heads;
 }
@@ -89,8 +98,9 @@ std::vector<wide_field> wide_fields(const trox::data_set& data, const std::vecto
         case trox::channel_kind::region_of_interest:
         case trox::channel_kind::name_value:
             throw trox::error(trox::fault::wrong_use,
-                              std::string("a wide table has no place for a channel of kind ") +
-                                  trox::name_of(details.kind) + ", rows have",
+                              std::string("is of kind ") + trox::name_of(details.kind) +
+                                  ", and a wide table has room for single values only; a table "
+                                  "of rows holds every kind",
                               {{}, data.channels()[channels[i]].name, {}, {}});
         }
     }
@@ -171,14 +181,27 @@ private:
         if (how_.format == file_format::npz) {
             scratch.emplace(how_.target);
         }
-        write([&](trox::event_reader& events) {
-            return file_writer(events, file.temporary(), scratch ? scratch->path().string() : std::string());
-        });
+        try {
+            write([&](trox::event_reader& events) {
+                return file_writer(events, file.temporary(), scratch ? scratch->path().string() : std::string());
+            });
+        } catch (const trox::error& reason) {
+            // Nobody knows the names beside the target.
+            trox::place where = reason.where();
+            const auto is_below = [&](const std::string& path) {
+                return !path.empty() && where.file.starts_with(path);
+            };
+            where.file = is_below(file.temporary()) || is_below(scratch ? scratch->path().string() : std::string())
+                             ? how_.target
+                             : where.file;
+            throw trox::error(reason.why(), reason.reason(), where);
+        }
         scratch.reset();
         if (how_.verify) {
             verify([&](trox::event_reader& events) { return file_checker(events, file.temporary()); });
         }
         if (!result_.difference) {
+            check();
             file.commit();
             result_.files = {how_.target};
             result_.file_count = 1;
@@ -195,11 +218,31 @@ private:
             verify([&](trox::event_reader&) { return make_png_checker(heads_, setting); });
         }
         if (!result_.difference) {
-            placed_files placed = place_png_series(setting.directory, how_.target);
+            check();
+            placed_files placed = place_png_series(setting.directory, how_.target, inputs());
             result_.files = std::move(placed.first);
             result_.file_count = placed.count;
         }
         return std::move(result_);
+    }
+
+    std::vector<std::string> inputs() const
+    {
+        std::vector<std::string> paths;
+        for (const trox::file_info& file : data_.files()) {
+            paths.push_back(file.path);
+        }
+        return paths;
+    }
+    time_text show_time() const
+    {
+        return how_.show_time ? how_.show_time : [](trox::time_point time) { return trox::to_text(time); };
+    }
+    void check() const
+    {
+        if (how_.check) {
+            how_.check();
+        }
     }
 
     using maker = std::function<std::unique_ptr<event_consumer>(trox::event_reader&)>;
@@ -210,8 +253,8 @@ private:
             return make_ndjson_writer(heads_, std::move(output));
         }
         return how_.csv == csv_layout::wide
-                   ? make_wide_csv_writer(heads_, wide_fields(data_, events.channels()), std::move(output))
-                   : make_csv_writer(heads_, std::move(output));
+                   ? make_wide_csv_writer(heads_, wide_fields(data_, events.channels()), show_time(), std::move(output))
+                   : make_csv_writer(heads_, show_time(), std::move(output));
     }
     std::unique_ptr<event_consumer> file_writer(trox::event_reader& events, const std::string& path,
                                                 const std::string& scratch) const
@@ -222,7 +265,7 @@ private:
             return text_writer(events, text_output::to_file(path));
         case file_format::npz:
             return make_table_writer(heads_.size(),
-                                     make_npz_target(heads_, {path, scratch, how_.compression, budget_}));
+                                     make_npz_target(heads_, {path, scratch, how_.compression, budget_, how_.check}));
         case file_format::hdf5:
             return make_table_writer(heads_.size(), make_hdf5_target(heads_, {path, how_.compression, budget_}));
         case file_format::png:
@@ -235,8 +278,8 @@ private:
         switch (how_.format) {
         case file_format::csv:
             return how_.csv == csv_layout::wide
-                       ? make_wide_csv_checker(heads_, wide_fields(data_, events.channels()), path)
-                       : make_csv_checker(heads_, path);
+                       ? make_wide_csv_checker(heads_, wide_fields(data_, events.channels()), show_time(), path)
+                       : make_csv_checker(heads_, show_time(), path);
         case file_format::ndjson:
             return make_ndjson_checker(heads_, path);
         case file_format::npz:
@@ -289,6 +332,7 @@ private:
                 see(channel, record, rows);
             }
             consumer.end_event();
+            check();
             if (how_.progress) {
                 how_.progress(++done);
             }

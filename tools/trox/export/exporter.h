@@ -51,8 +51,12 @@ struct options {
     /// Takes the text of CSV or NDJSON in place of a file, in pieces of any size. Cannot be verified.
     std::function<void(std::string_view)> write{};
     csv_layout csv = csv_layout::rows;
-    int compression = 4; ///< of npz and HDF5: 0 none, 1 fast to 9 small
+    std::function<std::string(trox::time_point)> show_time{}; ///< of CSV; none: ISO 8601 in UTC
+    int compression = 4;                                      ///< of npz and HDF5: 0 none, 1 fast to 9 small
     bool verify = false; ///< read the file back, and compare every value with a second reading of the data
+    /// Called often, also while an archive is put together, and before files are put in place: what it throws ends the
+    /// export, and targets are as before.
+    std::function<void()> check{};
     /// Called after every event with their number so far: of writing, then from 0 again of verifying.
     std::function<void(std::uint64_t)> progress{};
 };

@@ -2,8 +2,8 @@
 //
 // Attributes of a channel's group: name, kind, unit, description, property, server, subsystem; of channels with samples
 // axis_start, axis_increment, axis_group_increment and axis_groups as the first record has them (the dataset "axis" has
-// them of every event). A name that another channel's group or dataset has already, or that is no path, becomes
-// "channel_<position in the selection>"; the attribute `name` has it all the same.
+// them of every event). A name that is no path, that another channel has already, or that lies below another channel's
+// (whose datasets are there) becomes "channel_<position in the selection>"; the attribute `name` has it all the same.
 #ifndef TROX_EXPORT_HDF5_H
 #define TROX_EXPORT_HDF5_H
 

@@ -3,6 +3,7 @@
 #include "base/utf8.h"
 #include "trox/error.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace trox_export
@@ -33,11 +34,18 @@ void throw_hdf5_error(const char* doing)
 {
     std::string reason;
     H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, take_reason, &reason);
+    // Where the operating system refused, its words are in the middle of much that nobody wants to know.
+    constexpr std::string_view before = "error message = '";
+    if (const std::size_t begin = reason.find(before); begin != std::string::npos) {
+        reason.erase(0, begin + before.size());
+        reason.erase(std::min(reason.find('\''), reason.size()));
+    }
     throw trox::error(trox::fault::input_output, std::string("HDF5: ") + doing + ": " + reason);
 }
 
-void silence_hdf5()
+void prepare_hdf5()
 {
+    H5dont_atexit(); // fails the second time, and may
     H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
 }
 

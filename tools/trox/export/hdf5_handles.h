@@ -66,8 +66,10 @@ template <class T> T hdf5_checked(T answer, const char* doing)
     return answer;
 }
 
-/// From now on the library writes no messages of its own.
-void silence_hdf5();
+/// To be called before anything else of the library, as often as one likes. It writes no messages of its own then, and
+/// does nothing when the program ends: it would end in a crash after files that could not be written. Files that are
+/// closed are whole without.
+void prepare_hdf5();
 
 /// Strings of any length in UTF-8.
 hdf5_type hdf5_text_type();

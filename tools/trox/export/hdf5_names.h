@@ -2,8 +2,10 @@
 #ifndef TROX_EXPORT_HDF5_NAMES_H
 #define TROX_EXPORT_HDF5_NAMES_H
 
-#include <cstddef>
+#include "consumer.h"
+
 #include <string>
+#include <vector>
 
 namespace trox_export
 {
@@ -11,11 +13,9 @@ namespace trox_export
 inline constexpr const char* hdf5_format_name = "events of a data-acquisition system";
 inline constexpr int hdf5_format_version = 1;
 
-/// Of a channel whose own name cannot be used.
-inline std::string hdf5_spare_group_name(std::size_t channel)
-{
-    return "channel_" + std::to_string(channel);
-}
+/// Paths of the channels' groups, each another one, and none below another's: there are that one's datasets. A channel
+/// whose own name cannot be used has "channel_<position>".
+std::vector<std::string> hdf5_group_paths(const std::vector<channel_head>& channels);
 
 } // namespace trox_export
 

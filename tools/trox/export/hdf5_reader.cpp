@@ -1,6 +1,5 @@
 #include "hdf5.h"
 
-#include "base/utf8.h"
 #include "hdf5_handles.h"
 #include "hdf5_names.h"
 #include "trox/error.h"
@@ -151,9 +150,9 @@ class hdf5_source final : public table_source
 {
 public:
     hdf5_source(std::vector<channel_head> channels, const std::string& path)
-        : channels_(std::move(channels)), groups_(channels_.size())
+        : channels_(std::move(channels)), paths_(hdf5_group_paths(channels_)), groups_(channels_.size())
     {
-        silence_hdf5();
+        prepare_hdf5();
         file_ = hdf5_file(hdf5_checked(H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT), "opening the file"));
     }
     std::unique_ptr<column_source> open_column(const column& what) override
@@ -177,17 +176,16 @@ public:
 private:
     hdf5_group open_group(std::size_t channel) const
     {
-        const std::string name = trox_base::valid_utf8(channels_[channel].name);
-        for (const std::string& path : {channels_[channel].name, hdf5_spare_group_name(channel)}) {
-            hdf5_group group(H5Gopen2(file_.get(), path.c_str(), H5P_DEFAULT));
-            if (group && text_attribute(group.get(), "name") == name) {
-                return group;
-            }
+        const std::string& name = channels_[channel].name;
+        hdf5_group group(H5Gopen2(file_.get(), paths_[channel].c_str(), H5P_DEFAULT));
+        if (!group || text_attribute(group.get(), "name") != name) {
+            throw difference("there is no group of " + name);
         }
-        throw difference("there is no group of " + name);
+        return group;
     }
 
     std::vector<channel_head> channels_;
+    std::vector<std::string> paths_;
     hdf5_file file_;
     std::vector<hdf5_group> groups_;
 };

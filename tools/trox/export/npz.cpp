@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <zip.h>
 
 namespace trox_export
@@ -67,7 +68,12 @@ public:
             write(buffer_.data(), buffer_.size());
         }
         buffer_.clear();
-        buffer_.shrink_to_fit();
+    }
+    /// The file is there then, also without a row.
+    void finish()
+    {
+        write(buffer_.data(), buffer_.size());
+        buffer_ = {};
     }
     const std::string& path() const noexcept
     {
@@ -215,7 +221,8 @@ private:
 /// What libzip calls for the bytes of a member. No exception may pass through it.
 struct member_state {
     npy_stream stream;
-    std::string* failure;
+    const std::function<void()>* check;
+    std::exception_ptr* failure;
     zip_error_t error{};
 };
 
@@ -226,6 +233,9 @@ zip_int64_t answer(member_state& state, void* data, zip_uint64_t length, zip_sou
         state.stream.open();
         return 0;
     case ZIP_SOURCE_READ:
+        if (*state.check) {
+            (*state.check)();
+        }
         return static_cast<zip_int64_t>(state.stream.read(static_cast<char*>(data), length));
     case ZIP_SOURCE_CLOSE:
         state.stream.close();
@@ -256,8 +266,8 @@ zip_int64_t member_source(void* user, void* data, zip_uint64_t length, zip_sourc
     }
     try {
         return answer(*state, data, length, command);
-    } catch (const std::exception& reason) {
-        *state->failure = reason.what();
+    } catch (...) {
+        *state->failure = std::current_exception();
         zip_error_set(&state->error, ZIP_ER_READ, 0);
         return -1;
     }
@@ -301,16 +311,19 @@ public:
     }
     void finish(std::uint64_t events) override
     {
-        std::string failure;
+        std::exception_ptr failure;
         archive_handle archive = open_archive(setting_.path, ZIP_CREATE | ZIP_TRUNCATE);
         for (const auto& [name, rows] : members_) {
-            rows->flush();
+            rows->finish();
             npy_array array = rows->array();
             array.rows = events;
-            add_member(archive.get(), name, {npy_stream(rows->path(), array), &failure});
+            add_member(archive.get(), name, {npy_stream(rows->path(), array), &setting_.check, &failure});
         }
         if (zip_close(archive.get()) != 0) {
-            throw_zip_error(failure.empty() ? zip_strerror(archive.get()) : failure, setting_.path);
+            if (failure) {
+                std::rethrow_exception(failure);
+            }
+            throw_zip_error(zip_strerror(archive.get()), setting_.path);
         }
         static_cast<void>(archive.release());
     }

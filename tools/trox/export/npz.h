@@ -4,6 +4,7 @@
 
 #include "table.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,8 @@ struct npz_setting {
     std::string scratch{};        ///< directory for the rows of each column, until all are there
     int compression = 0;          ///< 0 to 9
     std::size_t budget = 1 << 20; ///< bytes of rows not yet written, all columns together
+    /// Called often while the archive is put together; what it throws comes out of `finish`.
+    std::function<void()> check{};
 };
 
 std::unique_ptr<table_target> make_npz_target(std::vector<channel_head> channels, npz_setting setting);

@@ -4,8 +4,10 @@
 
 #include "trox/error.h"
 
+#include <algorithm>
 #include <csetjmp>
 #include <png.h>
+#include <utility>
 
 namespace trox_export
 {
@@ -114,6 +116,10 @@ std::vector<png_text> texts_of(png_texts& texts)
         text.key = key.data();
         text.text = value.data();
         text.text_length = value.size();
+        if (std::any_of(value.begin(), value.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80U; })) {
+            text.compression = PNG_ITXT_COMPRESSION_NONE; // the kind in UTF-8
+            text.itxt_length = std::exchange(text.text_length, 0);
+        }
         result.push_back(text);
     }
     return result;

@@ -1,12 +1,18 @@
 #include "png_series.h"
 
+#include "atomic_file.h"
+#include "base/target_file.h"
 #include "png_codec.h"
 
 #include "trox/error.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
+#include <set>
+#include <unistd.h>
 
 namespace trox_export
 {
@@ -31,8 +37,14 @@ public:
     picture_names(const std::vector<channel_head>& channels, const std::string& target)
         : stem_(fs::path(target).stem().string()), ending_(fs::path(target).extension().string())
     {
+        std::set<std::string> taken;
         for (const channel_head& channel : channels) {
-            parts_.push_back(channels.size() == 1 ? "" : "-" + safe_name(channel.name));
+            const std::string name = safe_name(channel.name);
+            std::string part = name;
+            for (int copy = 2; !taken.insert(part).second; ++copy) { // "A/B" beside "A.B"
+                part = name + "_" + std::to_string(copy);
+            }
+            parts_.push_back(channels.size() == 1 ? "" : "-" + part);
         }
     }
     /// `copy`: 1 for the first with this number.
@@ -93,7 +105,7 @@ public:
             path = directory / names_.make(channel, event_.number, ++copy);
         }
         write_png(path.string(), {image->width, image->height, image->bytes_per_pixel, image->pixels.data()},
-                  {{"Title", safe_name(channels_[channel].name)},
+                  {{"Title", channels_[channel].name},
                    {"Event", std::to_string(event_.number)},
                    {"Creation Time", trox::to_text(record.time())}},
                   setting_.compression);
@@ -169,6 +181,96 @@ private:
     event_head event_;
 };
 
+// --- putting pictures in place ------------------------------------------------------------------------------
+
+struct picture_move {
+    fs::path from;
+    fs::path to;
+};
+
+/// Links stay; what is no file, or is read, is not replaced.
+void check_target(picture_move& move, const std::vector<std::string>& inputs)
+{
+    move.to = replaceable(move.to.string());
+    for (const std::string& input : inputs) {
+        if (trox_base::is_same_file(input, move.to.string())) {
+            throw trox::error(trox::fault::wrong_use, "is a file that is read, and would be replaced",
+                              {move.to.string(), {}, {}, {}});
+        }
+    }
+}
+
+/// Brings all files of the file system to the disk: one call for as many pictures as there are.
+void store_files(const std::string& directory)
+{
+    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool is_stored = descriptor >= 0 && ::syncfs(descriptor) == 0;
+    const int number = errno;
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+    if (!is_stored) {
+        errno = number;
+        throw_system_error("cannot be written", directory);
+    }
+}
+
+/// Puts pictures in place, all of them or none.
+class series_placement
+{
+public:
+    /// `replaced`: a new directory for files that were there before.
+    explicit series_placement(fs::path replaced) : replaced_(std::move(replaced))
+    {
+        fs::create_directory(replaced_);
+    }
+    series_placement(const series_placement&) = delete;
+    series_placement& operator=(const series_placement&) = delete;
+    ~series_placement()
+    {
+        std::error_code ignored;
+        for (std::size_t i = done_.size(); i > 0; --i) {
+            const fs::path before = old_name(i - 1);
+            if (fs::exists(before, ignored)) {
+                fs::rename(before, done_[i - 1], ignored);
+            } else {
+                fs::remove(done_[i - 1], ignored);
+            }
+        }
+    }
+    void put(const picture_move& move)
+    {
+        const fs::path before = old_name(done_.size());
+        done_.push_back(move.to);
+        std::error_code failed;
+        if (fs::exists(move.to)) {
+            fs::create_hard_link(move.to, before, failed); // so that there is no moment without a file
+            if (failed) {
+                fs::rename(move.to, before, failed);
+            }
+        }
+        if (!failed) {
+            fs::rename(move.from, move.to, failed);
+        }
+        if (failed) {
+            throw trox::error(trox::fault::input_output, "cannot be put in place: " + failed.message(),
+                              {move.to.string(), {}, {}, {}});
+        }
+    }
+    void keep()
+    {
+        done_.clear();
+    }
+
+private:
+    fs::path old_name(std::size_t index) const
+    {
+        return replaced_ / std::to_string(index);
+    }
+    fs::path replaced_;
+    std::vector<fs::path> done_;
+};
+
 } // namespace
 
 std::unique_ptr<event_consumer> make_png_writer(std::vector<channel_head> channels, png_setting setting)
@@ -181,30 +283,38 @@ std::unique_ptr<event_consumer> make_png_checker(std::vector<channel_head> chann
     return std::make_unique<png_series_checker>(std::move(channels), std::move(setting));
 }
 
-placed_files place_png_series(const std::string& directory, const std::string& target)
+placed_files place_png_series(const std::string& directory, const std::string& target,
+                              const std::vector<std::string>& inputs)
 {
     const fs::path checked = fs::path(directory) / "checked";
     const fs::path from = fs::exists(checked) ? checked : fs::path(directory);
-    const auto count = static_cast<std::uint64_t>(std::distance(fs::directory_iterator(from), {}));
-    if (count == 0) {
+    std::vector<picture_move> moves;
+    for (const auto& entry : fs::directory_iterator(from)) {
+        moves.push_back({entry.path(), fs::path(target).parent_path() / entry.path().filename()});
+    }
+    if (moves.empty()) {
         throw trox::error(trox::fault::not_found, "no event has an image");
     }
-    placed_files placed;
-    placed.count = count;
-    constexpr std::size_t most_named = 1000;
-    for (const auto& entry : fs::directory_iterator(from)) {
-        const fs::path place = count == 1 ? fs::path(target) : fs::path(target).parent_path() / entry.path().filename();
-        std::error_code failed;
-        fs::rename(entry.path(), place, failed);
-        if (failed) {
-            throw trox::error(trox::fault::input_output, "cannot be put in place: " + failed.message(),
-                              {place.string(), {}, {}, {}});
-        }
-        if (placed.first.size() < most_named) {
-            placed.first.push_back(place.string());
-        }
+    if (moves.size() == 1) {
+        moves[0].to = target;
     }
-    std::sort(placed.first.begin(), placed.first.end());
+    std::sort(moves.begin(), moves.end(), [](const auto& a, const auto& b) { return a.to < b.to; });
+    store_files(directory);
+    for (picture_move& move : moves) {
+        check_target(move, inputs);
+    }
+    series_placement placement(fs::path(directory) / "replaced");
+    for (const picture_move& move : moves) {
+        placement.put(move);
+    }
+    placement.keep();
+
+    placed_files placed;
+    placed.count = moves.size();
+    constexpr std::size_t most_named = 1000;
+    for (std::size_t i = 0; i < std::min(moves.size(), most_named); ++i) {
+        placed.first.push_back(moves[i].to.string());
+    }
     return placed;
 }
 

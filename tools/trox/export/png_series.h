@@ -27,9 +27,11 @@ struct placed_files {
     std::vector<std::string> first{}; ///< the first 1000, by name
     std::uint64_t count = 0;
 };
-/// Moves the pictures beside the target; a single one becomes the target. Throws error (input_output), (not_found) when
-/// there is none.
-placed_files place_png_series(const std::string& directory, const std::string& target);
+/// Moves the pictures beside the target; a single one becomes the target. All are moved, once they are on the disk, or
+/// none is: places that are no files, and `inputs`, are refused before. Throws error (input_output), (wrong_use) for an
+/// input, (not_found) when there is no picture.
+placed_files place_png_series(const std::string& directory, const std::string& target,
+                              const std::vector<std::string>& inputs);
 
 } // namespace trox_export
 

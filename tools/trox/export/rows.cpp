@@ -1,5 +1,7 @@
 #include "rows.h"
 
+#include "base/utf8.h"
+
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -72,6 +74,18 @@ std::byte* row_maker::keep(std::size_t bytes)
         place.resize(bytes);
     }
     return place.data();
+}
+
+/// The text, or one in UTF-8 that lives until the next record.
+std::string_view row_maker::valid(std::string_view text)
+{
+    if (trox_base::is_utf8(text)) {
+        return text;
+    }
+    if (name_count_ == names_.size()) {
+        names_.emplace_back();
+    }
+    return names_[name_count_++] = trox_base::valid_utf8(text);
 }
 
 template <class T> void row_maker::add_scalar(std::string_view name, element type, const T& value, role use)
@@ -176,12 +190,12 @@ void row_maker::add_values(const trox::name_value_list& list)
     std::byte* place = keep(count * sizeof(float));
     for (std::size_t i = 0; i < count; ++i) {
         std::memcpy(place + i * sizeof(float), &list.entries[i].value, sizeof(float));
-        texts_.push_back(list.entries[i].name);
+        texts_.push_back(valid(list.entries[i].name));
     }
     rows_.push_back({"name", element::text, layout::vector, role::side, {1, count}, nullptr, texts_.data()});
     rows_.push_back({"value", element::f32, layout::vector, role::value, {1, count}, place, nullptr});
     add_scalar("id", element::i32, list.id);
-    comment_ = list.comment;
+    comment_ = valid(list.comment);
     rows_.push_back({"comment", element::text, layout::scalar, role::side, {1, 1}, nullptr, &comment_});
 }
 
@@ -192,7 +206,7 @@ void row_maker::add_control(const trox::record& record, const trox::control_valu
     add_scalar("set_time", element::time, control.time.time_since_epoch().count());
     if (control.text) {
         add_scalar("length", element::u32, static_cast<std::uint32_t>(control.text->size()));
-        text_ = *control.text;
+        text_ = valid(*control.text);
         rows_.push_back({"text", element::text, layout::scalar, role::value, {1, 1}, nullptr, &text_});
     } else if (!control.integers.empty()) {
         add_scalar("length", element::u32, static_cast<std::uint32_t>(control.integers.size()));

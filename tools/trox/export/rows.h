@@ -53,7 +53,7 @@ struct row {
     role use = role::side;
     std::array<std::size_t, 2> shape{1, 1}; ///< lines and elements of each; a scalar has one of both, a vector one line
     const std::byte* data = nullptr;        ///< elements in host order, at any address; null for text
-    const std::string_view* texts = nullptr;
+    const std::string_view* texts = nullptr; ///< in UTF-8; names are as the data have them
 
     std::size_t count() const noexcept
     {
@@ -98,6 +98,7 @@ private:
     void add_payload(const trox::record& record);
     void add_kind(const trox::record& record);
     std::byte* keep(std::size_t bytes);
+    std::string_view valid(std::string_view text);
 
     std::vector<row> rows_;
     std::deque<std::vector<std::byte>> kept_; // what rows point at and the record does not hold
@@ -105,7 +106,7 @@ private:
     std::vector<std::string_view> texts_;
     std::string_view comment_;
     std::string_view text_;
-    std::deque<std::string> names_; // of statistics
+    std::deque<std::string> names_; // of statistics, and texts that were no UTF-8
     std::size_t name_count_ = 0;
 };
 

@@ -39,6 +39,9 @@ public:
     table_writer(std::size_t channels, std::unique_ptr<table_target> target)
         : channels_(channels), columns_(channels + 1), target_(std::move(target))
     {
+        for (const row& row : event_rows_.of({})) { // there without an event, too
+            static_cast<void>(index_of(channels_, row));
+        }
     }
     void begin_event(const event_head& event) override
     {
@@ -62,11 +65,14 @@ public:
     }
 
 private:
+    std::size_t index_of(std::size_t channel, const row& row)
+    {
+        return columns_.find(channel, row,
+                             [this](const column& fresh) { sinks_.push_back(target_->make_column(fresh)); });
+    }
     void put(std::size_t channel, const row& row)
     {
-        const std::size_t index =
-            columns_.find(channel, row, [this](const column& fresh) { sinks_.push_back(target_->make_column(fresh)); });
-        sinks_[index]->put(events_, row);
+        sinks_[index_of(channel, row)]->put(events_, row);
     }
 
     std::size_t channels_;
@@ -122,6 +128,9 @@ public:
     table_checker(std::vector<channel_head> channels, std::unique_ptr<table_source> source)
         : channels_(std::move(channels)), columns_(channels_.size() + 1), source_(std::move(source))
     {
+        for (const row& row : event_rows_.of({})) {
+            static_cast<void>(index_of(channels_.size(), row));
+        }
     }
     void begin_event(const event_head& event) override
     {
@@ -174,12 +183,16 @@ private:
         }
         ++rows_read_[index];
     }
-    void compare(std::size_t channel, const row& row)
+    std::size_t index_of(std::size_t channel, const row& row)
     {
-        const std::size_t index = columns_.find(channel, row, [this](const column& fresh) {
+        return columns_.find(channel, row, [this](const column& fresh) {
             sources_.push_back(source_->open_column(fresh));
             rows_read_.push_back(0);
         });
+    }
+    void compare(std::size_t channel, const row& row)
+    {
+        const std::size_t index = index_of(channel, row);
         while (rows_read_[index] < events_) {
             compare_missing(index);
         }

@@ -32,6 +32,7 @@ struct stroke {
     color ink = black;
     double width = 1;
     const char* kind = "frame";
+    std::vector<double> dashes{}; ///< lengths of line and gap in turn; none: without gaps
 };
 
 struct colored_image {

@@ -9,14 +9,14 @@ namespace trox_plot
 
 color curve_color(std::size_t i) noexcept
 {
-    constexpr std::array<color, 8> colors{{{0, 114, 178},
-                                           {213, 94, 0},
-                                           {0, 158, 115},
-                                           {204, 121, 167},
-                                           {86, 180, 233},
-                                           {230, 159, 0},
-                                           {90, 90, 90},
-                                           {160, 150, 0}}};
+    constexpr std::array<color, curve_colors> colors{{{0, 114, 178},
+                                                      {213, 94, 0},
+                                                      {0, 158, 115},
+                                                      {204, 121, 167},
+                                                      {86, 180, 233},
+                                                      {230, 159, 0},
+                                                      {90, 90, 90},
+                                                      {160, 150, 0}}};
     return colors[i % colors.size()];
 }
 

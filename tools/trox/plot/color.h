@@ -18,7 +18,8 @@ inline constexpr color black{0, 0, 0};
 inline constexpr color white{255, 255, 255};
 inline constexpr color grey{208, 208, 208};
 
-/// Of curve `i`: colours that can be told apart by everybody; they repeat after eight.
+/// Of curve `i`: colours that can be told apart by everybody; they repeat after so many.
+inline constexpr std::size_t curve_colors = 8;
 color curve_color(std::size_t i) noexcept;
 /// Of a value from 0 (dark) to 1 (bright), growing evenly in brightness.
 color value_color(double value) noexcept;

@@ -33,6 +33,12 @@ std::string color_numbers(color ink)
 
 } // namespace
 
+char curve_sign(std::size_t i) noexcept
+{
+    constexpr std::array signs{'*', '+', 'x', 'o', '#', '%', '@', '&', '=', '~'};
+    return signs[i % signs.size()];
+}
+
 std::string letter_color(color ink)
 {
     return "\x1b[38;2;" + color_numbers(ink);
@@ -75,8 +81,9 @@ void dot_grid::line(long x0, long y0, long x1, long y1, std::size_t curve)
     }
 }
 
-std::string dot_grid::symbol(std::uint8_t dots) const
+std::string dot_grid::symbol(std::size_t cell) const
 {
+    const std::uint8_t dots = dots_[cell];
     if (dots == 0) {
         return " ";
     }
@@ -96,7 +103,7 @@ std::string dot_grid::symbol(std::uint8_t dots) const
         return quarters[dots & 15U];
     }
     case cell_style::ascii:
-        return "*";
+        return std::string(1, curve_sign(curves_[cell]));
     }
     return " ";
 }
@@ -111,7 +118,7 @@ std::string dot_grid::row(std::size_t y, const terminal& where) const
             chosen = curves_[cell];
             text += letter_color(curve_color(chosen));
         }
-        text += symbol(dots_[cell]);
+        text += symbol(cell);
     }
     return where.has_colors && chosen != curves_.size() ? text + plain_color : text;
 }

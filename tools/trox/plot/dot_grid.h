@@ -35,7 +35,7 @@ public:
 
 private:
     void set(long x, long y, std::size_t curve);
-    std::string symbol(std::uint8_t dots) const;
+    std::string symbol(std::size_t cell) const;
 
     std::size_t width_;
     std::size_t height_;
@@ -45,6 +45,9 @@ private:
     std::vector<std::uint8_t> dots_;
     std::vector<std::size_t> curves_;
 };
+
+/// What curve `i` is made of in cells of one character; they repeat after ten.
+char curve_sign(std::size_t i) noexcept;
 
 /// Sequences that choose the colour of letters and of what is behind them, and that end both.
 std::string letter_color(color ink);

@@ -3,6 +3,7 @@
 #include "reduce.h"
 #include "ticks.h"
 
+#include "base/utf8.h"
 #include "trox/error.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace
 
 constexpr double tick_size = 12; // of letters
 constexpr double label_size = 13;
+constexpr double smallest_label = 10;
 constexpr double title_size = 15;
 constexpr double line_height = 17;
 constexpr double margin = 14;
@@ -33,11 +35,11 @@ struct mapping {
 };
 
 /// As many ticks as have room, labels side by side.
-scale fitting_scale(axis_kind kind, range axis, double pixels)
+scale fitting_scale(axis_kind kind, range axis, double pixels, const time_words& words = {})
 {
     constexpr double space = 24;
     for (std::size_t most = 12; most > 2; --most) {
-        scale found = scale_of(kind, axis, most);
+        scale found = scale_of(kind, axis, most, words);
         double widest = 0;
         for (const tick& tick : found.ticks) {
             widest = std::max(widest, text_width(tick.label, tick_size));
@@ -46,20 +48,40 @@ scale fitting_scale(axis_kind kind, range axis, double pixels)
             return found;
         }
     }
-    return scale_of(kind, axis, 2);
+    return scale_of(kind, axis, 2, words);
 }
 
-std::string label_with(const std::string& label, const std::string& suffix)
+/// The text, or as much of its beginning and its end as has room.
+std::string fitted_words(const std::string& words, double size, double pixels)
 {
-    return suffix.empty() ? label : label.empty() ? suffix : label + " (" + suffix + ")";
+    std::string kept = words;
+    for (std::size_t most = trox_base::character_count(words); most > 3 && text_width(kept, size) > pixels; --most) {
+        kept = trox_base::shortened(words, most - 1);
+    }
+    return kept;
 }
 
-/// A text that must not be wider than some pixels.
+/// The unit in a panel's label.
+std::string unit_of(const std::string& label)
+{
+    return label.ends_with("]") ? label.substr(label.rfind('[')) : "";
+}
+
+/// A text that must not be wider than some pixels: somewhat smaller, and then shorter.
 void fitting_text(canvas& to, point place, const std::string& words, double size, anchor where, double pixels)
 {
-    constexpr double smallest = 6;
     const double width = text_width(words, size);
-    to.text(place, words, width > pixels ? std::max(size * pixels / width, smallest) : size, where);
+    const double chosen = width > pixels ? std::max(size * pixels / width, smallest_label) : size;
+    to.text(place, fitted_words(words, chosen, pixels), chosen, where);
+}
+
+/// A title, whose name is shortened where there is no room, but never what stands behind it.
+void draw_title(canvas& to, point place, const std::string& title, const std::string& when, double pixels)
+{
+    const std::string behind = title.empty() || when.empty() ? when : ", " + when;
+    const double room = pixels - text_width(behind, title_size);
+    fitting_text(to, place, (room > 0 ? fitted_words(title, title_size, room) : title) + behind, title_size,
+                 anchor::middle, pixels);
 }
 
 void draw_frame(canvas& to, const box& area)
@@ -79,7 +101,7 @@ void draw_x_axis(canvas& to, const box& area, const mapping& x, const scale& mar
         to.text({at, below + tick_length + tick_size + 1}, tick.label, tick_size, anchor::middle);
     }
     fitting_text(to, {area.x + area.width / 2, below + tick_length + tick_size + line_height + 4},
-                 label_with(label, marks.suffix), label_size, anchor::middle, area.width);
+                 label_with(label, marks), label_size, anchor::middle, area.width);
 }
 
 void draw_y_axis(canvas& to, const box& area, const mapping& y, const scale& marks, const std::string& label)
@@ -90,11 +112,21 @@ void draw_y_axis(canvas& to, const box& area, const mapping& y, const scale& mar
         constexpr double to_middle = 0.36;
         to.text({area.x - tick_length - 3, at + to_middle * tick_size}, tick.label, tick_size, anchor::end);
     }
-    fitting_text(to, {margin + label_size - 2, area.y + area.height / 2}, label_with(label, marks.suffix), label_size,
+    fitting_text(to, {margin + label_size - 2, area.y + area.height / 2}, label_with(label, marks), label_size,
                  anchor::upwards, area.height);
 }
 
-void draw_curve(canvas& to, const series& curve, const mapping& x, const mapping& y, color ink)
+/// Colours repeat, and lines are dashed then.
+stroke stroke_of(std::size_t curve, double width, const char* kind)
+{
+    constexpr double dash = 7;
+    constexpr double dot = 2;
+    constexpr double gap = 3;
+    const std::vector<std::vector<double>> kinds{{}, {dash, gap}, {dot, gap}, {dash, gap, dot, gap}};
+    return {curve_color(curve), width, kind, kinds[curve / curve_colors % kinds.size()]};
+}
+
+void draw_curve(canvas& to, const series& curve, const mapping& x, const mapping& y, std::size_t index)
 {
     const auto column = [&x](double value) { return std::lround(std::floor(x(value))); };
     constexpr std::size_t most_dots = 100;
@@ -109,7 +141,7 @@ void draw_curve(canvas& to, const series& curve, const mapping& x, const mapping
         if (corners.size() == 1) {
             single.push_back(corners[0]);
         } else {
-            to.line(corners, {ink, 1.4, "curve"});
+            to.line(corners, stroke_of(index, 1.4, "curve"));
         }
     }
     // Few points are shown as such; and what has no neighbour would not be seen.
@@ -122,40 +154,73 @@ void draw_curve(canvas& to, const series& curve, const mapping& x, const mapping
         }
     }
     if (!single.empty()) {
-        to.dots(single, {ink, 2.2, "curve"});
+        to.dots(single, {curve_color(index), 2.2, "curve", {}});
     }
 }
 
-void draw_legend(canvas& to, const box& area, const panel& what)
+/// The names of a panel's curves, above it: where no curve is.
+class legend
 {
-    constexpr std::size_t most = 10;
-    constexpr double sample = 22;
-    const std::size_t shown = std::min(what.curves.size(), most);
-    if (what.curves.size() < 2) {
-        return;
-    }
-    std::vector<std::string> words;
-    for (std::size_t i = 0; i < shown; ++i) {
-        words.push_back(what.curves[i].label);
-    }
-    if (shown < what.curves.size()) {
-        words.push_back("and " + std::to_string(what.curves.size() - shown) + " more");
-    }
-    double widest = 0;
-    for (const std::string& label : words) {
-        widest = std::max(widest, text_width(label, tick_size));
-    }
-    const double width = widest + sample + 14;
-    const double left = area.x + area.width - width - 8;
-    to.rectangle({left, area.y + 6, width, line_height * static_cast<double>(words.size()) + 6}, {247, 247, 247});
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        const double middle = area.y + 9 + line_height * (static_cast<double>(i) + 0.5);
-        if (i < shown) {
-            to.line({{left + 5, middle}, {left + sample, middle}}, {curve_color(i), 2.5, "legend"});
+public:
+    /// Takes at most `most_lines` lines, the last of which tells how many are left out.
+    legend(const panel& what, double width, std::size_t most_lines)
+    {
+        for (std::size_t i = 0; i < what.curves.size(); ++i) {
+            const std::string words = fitted_words(what.curves[i].label, tick_size, width - sample);
+            const double room = sample + text_width(words, tick_size) + gap;
+            if (lines_.empty() || used_ + room > width + gap) {
+                if (lines_.size() == most_lines) {
+                    left_out_ = what.curves.size() - i;
+                    break;
+                }
+                lines_.emplace_back();
+                used_ = 0;
+            }
+            lines_.back().push_back({i, used_, words});
+            used_ += room;
         }
-        to.text({left + sample + 6, middle + 4}, words[i], tick_size, anchor::begin);
+        if (left_out_ != 0) { // in the last line of all
+            left_out_ += lines_.back().size();
+            lines_.back().clear();
+        }
     }
-}
+    legend() = default;
+    bool is_there() const
+    {
+        return !lines_.empty();
+    }
+    double height() const
+    {
+        return line_height * static_cast<double>(lines_.size());
+    }
+    void draw(canvas& to, double left, double top) const
+    {
+        for (std::size_t line = 0; line < lines_.size(); ++line) {
+            const double middle = top + line_height * (static_cast<double>(line) + 0.4);
+            for (const entry& one : lines_[line]) {
+                const double begin = left + one.begin;
+                to.line({{begin, middle}, {begin + sample - 5, middle}}, stroke_of(one.curve, 2.5, "legend"));
+                to.text({begin + sample, middle + 4}, one.words, tick_size, anchor::begin);
+            }
+            if (left_out_ != 0 && line + 1 == lines_.size()) {
+                to.text({left, middle + 4}, "and " + std::to_string(left_out_) + " more", tick_size, anchor::begin);
+            }
+        }
+    }
+
+private:
+    struct entry {
+        std::size_t curve;
+        double begin;
+        std::string words;
+    };
+    static constexpr double sample = 27;
+    static constexpr double gap = 16;
+
+    std::vector<std::vector<entry>> lines_;
+    double used_ = 0;
+    std::size_t left_out_ = 0;
+};
 
 double widest_label(const scale& marks)
 {
@@ -167,7 +232,7 @@ double widest_label(const scale& marks)
 }
 
 void draw_panel(canvas& to, const box& area, const panel& what, const mapping& x, const scale& x_marks,
-                const mapping& y, const scale& y_marks)
+                const mapping& y, const scale& y_marks, const std::string& label)
 {
     const double below = area.y + area.height;
     for (const tick& tick : x_marks.ticks) {
@@ -176,12 +241,11 @@ void draw_panel(canvas& to, const box& area, const panel& what, const mapping& x
     for (const tick& tick : y_marks.ticks) {
         to.line({{area.x, y(tick.value)}, {area.x + area.width, y(tick.value)}}, {grey, 0.6, "grid"});
     }
-    draw_y_axis(to, area, y, y_marks, what.label);
+    draw_y_axis(to, area, y, y_marks, label);
     for (std::size_t i = 0; i < what.curves.size(); ++i) {
-        draw_curve(to, what.curves[i], x, y, curve_color(i));
+        draw_curve(to, what.curves[i], x, y, i);
     }
     draw_frame(to, area);
-    draw_legend(to, area, what);
 }
 
 void draw_figure(canvas& to, const figure& what, const extent& size)
@@ -189,9 +253,19 @@ void draw_figure(canvas& to, const figure& what, const extent& size)
     constexpr double panel_gap = 12;
     constexpr double pixels_per_tick = 42;
     const auto panels = static_cast<double>(std::max<std::size_t>(what.panels.size(), 1));
-    const double top = margin + (what.title.empty() ? 0 : title_size + 8);
+    const double top = margin + (what.title.empty() && what.when.empty() ? 0 : title_size + 8);
     const double bottom = tick_length + tick_size + line_height + margin + 6;
-    const double height = (size.height - top - bottom - panel_gap * (panels - 1)) / panels;
+    const double room = (size.height - top - bottom - panel_gap * (panels - 1)) / panels;
+    constexpr double legend_part = 0.4;                // of a panel's room, at most
+    const double about = size.width - 2 * margin - 80; // the labels of the values are not known yet
+    std::vector<legend> legends;
+    double height = room;
+    for (const panel& panel : what.panels) {
+        const auto most = static_cast<std::size_t>(std::max(legend_part * room / line_height, 1.0));
+        const bool is_wanted = panel.curves.size() > 1 || text_width(panel.label, smallest_label) > room - line_height;
+        legends.push_back(is_wanted ? legend(panel, about, most) : legend());
+        height -= legends.back().height() / panels;
+    }
 
     std::vector<range> y_ranges;
     std::vector<scale> y_marks;
@@ -205,14 +279,19 @@ void draw_figure(canvas& to, const figure& what, const extent& size)
     const double left = margin + label_size + 10 + widest + tick_length;
     const double width = size.width - left - margin - 10;
     const mapping x{x_range(what), left, left + width};
-    const scale x_marks = fitting_scale(what.axis, x.from, width);
+    const scale x_marks = fitting_scale(what.axis, x.from, width, what.times);
 
-    fitting_text(to, {left + width / 2, margin + title_size - 3}, what.title, title_size, anchor::middle, width);
+    draw_title(to, {left + width / 2, margin + title_size - 3}, what.title, what.when, width);
     box area{left, top, width, height};
+    double below = top;
     for (std::size_t i = 0; i < what.panels.size(); ++i) {
-        area.y = top + static_cast<double>(i) * (height + panel_gap);
+        legends[i].draw(to, left, below);
+        area.y = below + legends[i].height();
+        below = area.y + height + panel_gap;
         const mapping y{y_ranges[i], area.y + area.height, area.y};
-        draw_panel(to, area, what.panels[i], x, x_marks, y, y_marks[i]);
+        const std::string& label = what.panels[i].label;
+        const bool is_named_above = legends[i].is_there() && what.panels[i].curves.size() == 1;
+        draw_panel(to, area, what.panels[i], x, x_marks, y, y_marks[i], is_named_above ? unit_of(label) : label);
     }
     draw_x_axis(to, area, x, x_marks, what.label);
 }
@@ -246,7 +325,7 @@ void draw_color_bar(canvas& to, const box& area, const value_range& values, cons
         to.line({{right, at}, {right + tick_length, at}}, {black, 1, "tick"});
         to.text({right + tick_length + 3, at + 4}, tick.label, tick_size, anchor::begin);
     }
-    to.text({area.x + area.width / 2, area.y - 6}, label_with(label, marks.suffix), tick_size, anchor::middle);
+    to.text({area.x + area.width / 2, area.y - 6}, label_with(label, marks), tick_size, anchor::middle);
 }
 
 void draw_picture(canvas& to, const picture& what, const extent& size)
@@ -264,8 +343,7 @@ void draw_picture(canvas& to, const picture& what, const extent& size)
     const double zoom = std::min(width / static_cast<double>(what.width), height / static_cast<double>(what.height));
     const box area{left, top, zoom * static_cast<double>(what.width), zoom * static_cast<double>(what.height)};
 
-    fitting_text(to, {size.width / 2, margin + title_size - 3}, what.title, title_size, anchor::middle,
-                 size.width - 2 * margin);
+    draw_title(to, {size.width / 2, margin + title_size - 3}, what.title, what.when, size.width - 2 * margin);
     const value_range values = values_of(what);
     to.image(area, colored(shrunk(what, static_cast<std::size_t>(std::ceil(area.width)),
                                   static_cast<std::size_t>(std::ceil(area.height))),
@@ -278,9 +356,13 @@ void draw_picture(canvas& to, const picture& what, const extent& size)
     draw_color_bar(to, {area.x + area.width + 24, area.y, bar_width, area.height}, values, what.label);
 }
 
-const std::string& title_of(const drawing& what)
+std::string title_of(const drawing& what)
 {
-    return std::visit([](const auto& kind) -> const std::string& { return kind.title; }, what);
+    return std::visit(
+        [](const auto& kind) {
+            return kind.title.empty() || kind.when.empty() ? kind.title + kind.when : kind.title + ", " + kind.when;
+        },
+        what);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -36,20 +37,30 @@ struct panel {
 
 enum class axis_kind {
     numbers,
-    time ///< microseconds since 1970 in UTC
+    time ///< microseconds since 1970
+};
+
+/// How times are shown.
+struct time_words {
+    bool is_local = false;                     ///< in the time zone of the process; else UTC
+    std::string zone = "UTC";                  ///< stands behind days
+    std::function<std::string(double)> show{}; ///< for every tick; none: what its step needs, and the day beside
 };
 
 /// Panels one below the other, with an axis in common.
 struct figure {
     std::string title{};
+    std::string when{};  ///< event and time, behind or below the title
     std::string label{}; ///< of the common axis; for times the day is added
     axis_kind axis = axis_kind::numbers;
+    time_words times{};
     std::vector<panel> panels{};
 };
 
 /// An image, line by line from above.
 struct picture {
     std::string title{};
+    std::string when{};
     std::string label{}; ///< of the values, with unit
     std::size_t width = 0;
     std::size_t height = 0;

@@ -47,11 +47,31 @@ public:
     drawing_maker(const trox::data_set& data, const trox::selection& what, const trox::reading_options& reading,
                   const request& how)
         : data_(data), how_(how), events_(data, what, reading), curves_(events_.channels().size()),
-          is_member_met_(how.members.size())
+          is_member_met_(how.members.size()), forms_(curves_.size(), curve_form::lines)
     {
     }
 
     plotted make()
+    {
+        try {
+            make_subject();
+        } catch (const trox::error& error) {
+            if (error.why() != trox::fault::not_found || events_.report().skipped_records.empty()) {
+                throw;
+            }
+            result_.nothing = error.what();
+        }
+        result_.report = events_.report();
+        for (const channel_curves& channel : curves_) {
+            for (const auto& [member, points] : channel.all()) {
+                result_.left_out += points.left_out();
+            }
+        }
+        return std::move(result_);
+    }
+
+private:
+    void make_subject()
     {
         switch (subject_of_channels()) {
         case subject::automatic:
@@ -65,11 +85,13 @@ public:
             make_image();
             break;
         }
-        result_.report = events_.report();
-        return std::move(result_);
     }
 
-private:
+    std::string time_text(trox::time_point time) const
+    {
+        return how_.show_time ? how_.show_time(time) : trox::to_text(time);
+    }
+
     const trox::channel_info& info(std::size_t channel) const
     {
         return data_.channels()[events_.channels()[channel]];
@@ -159,9 +181,8 @@ private:
                 }
             }
         }
-        require_members();
-        figure drawn = make_figure(curve_form::lines);
-        drawn.title = title_of("event " + std::to_string(event.number()) + ", " + trox::to_text(event.time()));
+        figure drawn = make_figure();
+        drawn.when = "event " + std::to_string(event.number()) + ", " + time_text(event.time());
         drawn.label = is_by_sample ? "sample" : "position on the channel's axis";
         result_.event = event.number();
         result_.what = std::move(drawn);
@@ -188,23 +209,21 @@ private:
     void make_history()
     {
         std::uint64_t done = 0;
-        curve_form form = curve_form::steps;
         for (const trox::event& event : events_) {
             for (std::size_t channel = 0; channel < event.records().size(); ++channel) {
                 const trox::record& record = event[channel];
                 if (record && record.is_updated()) {
                     add_values(channel, record);
-                    form = record.slow() ? form : curve_form::lines;
+                    forms_[channel] = record.slow() ? curve_form::steps : curve_form::lines;
                 }
             }
             if (how_.progress) {
                 how_.progress(++done);
             }
         }
-        require_members();
-        figure drawn = make_figure(form);
-        drawn.title = title_of({});
+        figure drawn = make_figure();
         drawn.axis = axis_kind::time;
+        drawn.times = how_.times;
         drawn.label = "time";
         result_.what = std::move(drawn);
     }
@@ -255,7 +274,8 @@ private:
                    info(0).name);
         }
         picture drawn;
-        drawn.title = title_of("event " + std::to_string(event.number()) + ", " + trox::to_text(record.time()));
+        drawn.title = title();
+        drawn.when = "event " + std::to_string(event.number()) + ", " + time_text(record.time());
         drawn.label = unit_text(0);
         drawn.width = image->width;
         drawn.height = image->height;
@@ -274,32 +294,30 @@ private:
 
     std::string name_of_channel(std::size_t channel) const
     {
-        return trox_base::valid_utf8(info(channel).name);
+        return trox_base::printable(info(channel).name);
     }
     std::string unit_text(std::size_t channel) const
     {
-        return trox_base::valid_utf8(info(channel).unit);
+        return trox_base::printable(info(channel).unit);
     }
-    std::string title_of(const std::string& when) const
+    std::string title() const
     {
-        if (events_.channels().size() != 1) {
-            return when;
-        }
-        return name_of_channel(0) + (when.empty() ? "" : ", " + when);
+        return events_.channels().size() == 1 ? name_of_channel(0) : "";
     }
     std::string curve_label(std::size_t channel, const std::string& member) const
     {
         const bool is_plain = curves_[channel].all().size() == 1 && how_.members.empty();
-        const std::string clean = trox_base::valid_utf8(member);
+        const std::string clean = trox_base::printable(member);
         if (events_.channels().size() == 1) {
             return is_plain ? name_of_channel(channel) : clean;
         }
         return is_plain ? name_of_channel(channel) : name_of_channel(channel) + ":" + clean;
     }
 
-    figure make_figure(curve_form form)
+    figure make_figure()
     {
         figure drawn;
+        drawn.title = title();
         std::vector<std::string> units; // of the panels
         for (std::size_t channel = 0; channel < curves_.size(); ++channel) {
             for (const auto& [member, points] : curves_[channel].all()) {
@@ -312,13 +330,17 @@ private:
                     units.push_back(unit_text(channel));
                     drawn.panels.emplace_back();
                 }
-                drawn.panels[index].curves.push_back({curve_label(channel, member), form, points.points()});
+                drawn.panels[index].curves.push_back({curve_label(channel, member), forms_[channel], points.points()});
                 result_.points += points.count();
             }
+        }
+        if (drawn.panels.empty() && events_.report().skipped_records.empty()) {
+            require_members();
         }
         if (drawn.panels.empty()) {
             throw trox::error(trox::fault::not_found, "there are no values to draw");
         }
+        require_members();
         for (std::size_t i = 0; i < drawn.panels.size(); ++i) {
             panel& shown = drawn.panels[i];
             const std::string unit = units[i].empty() ? "" : "[" + units[i] + "]";
@@ -333,6 +355,7 @@ private:
     trox::event_reader events_;
     std::vector<channel_curves> curves_; // by channel
     std::vector<bool> is_member_met_;
+    std::vector<curve_form> forms_; // by channel
     plotted result_;
 };
 

@@ -34,20 +34,25 @@ struct request {
     std::vector<std::string> members{};   ///< names of the members (entries of name/value lists) to draw; none: all
     trox::sample_window window{};         ///< of traces
     std::optional<std::uint64_t> event{}; ///< of traces and images; none: the first one with a record
+    std::function<std::string(trox::time_point)> show_time{}; ///< in titles; none: ISO 8601 in UTC
+    time_words times{};                                       ///< on axes
     std::function<void(std::uint64_t)> progress{}; ///< called after every event of a history with their number
 };
 
 struct plotted {
     drawing what{};
-    std::uint64_t event = 0;  ///< of a trace or an image
-    std::uint64_t points = 0; ///< values that the drawing is made of, before they are reduced
+    std::uint64_t event = 0;    ///< of a trace or an image
+    std::uint64_t points = 0;   ///< values that the drawing is made of, before they are reduced
+    std::uint64_t left_out = 0; ///< values that are no finite numbers
     trox::reading_report report{};
+    /// Why nothing is drawn: records were lost (see `report`), and no others are there.
+    std::optional<std::string> nothing{};
 };
 
 /// Reads what is to be drawn. Channels of equal units share a panel. A history takes bounded memory however long it is,
 /// and keeps all extremes.
-/// Throws error: what the reader throws; (not_found) when no event has anything to draw; (wrong_use) for channels that
-/// hold something else than was asked for, and for members that no channel has.
+/// Throws error: what the reader throws; (not_found) when no event has anything to draw, and nothing was lost;
+/// (wrong_use) for channels that hold something else than was asked for, and for members that no channel has.
 plotted make_drawing(const trox::data_set& data, const trox::selection& what, const trox::reading_options& reading = {},
                      const request& how = {});
 

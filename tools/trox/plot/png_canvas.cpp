@@ -101,6 +101,7 @@ public:
     {
         choose(how.ink);
         cairo_set_line_width(context_.get(), how.width);
+        cairo_set_dash(context_.get(), how.dashes.data(), static_cast<int>(how.dashes.size()), 0);
         cairo_new_path(context_.get());
         for (const point& next : points) {
             cairo_line_to(context_.get(), next.x, next.y);

@@ -57,6 +57,7 @@ void reduced_series::interrupt() noexcept
 void reduced_series::add(double x, double y)
 {
     if (!std::isfinite(x) || !std::isfinite(y)) {
+        ++left_out_;
         interrupt();
         return;
     }

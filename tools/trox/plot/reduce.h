@@ -51,6 +51,11 @@ public:
     {
         return count_;
     }
+    /// Points that are no finite numbers.
+    std::uint64_t left_out() const noexcept
+    {
+        return left_out_;
+    }
 
 private:
     struct entry {
@@ -64,6 +69,7 @@ private:
     std::vector<entry> bins_;
     bool is_interrupted_ = false;
     std::uint64_t count_ = 0;
+    std::uint64_t left_out_ = 0;
 };
 
 /// Points of a curve without interruption that suffice where `column_of` tells the pixel column of an x: at most four a

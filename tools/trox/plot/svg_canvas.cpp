@@ -52,6 +52,15 @@ std::string escaped(const std::string& words)
     return result;
 }
 
+std::string dashes(const stroke& how)
+{
+    std::string lengths;
+    for (const double length : how.dashes) {
+        lengths += (lengths.empty() ? "" : " ") + number(length);
+    }
+    return lengths.empty() ? "" : " stroke-dasharray=\"" + lengths + "\"";
+}
+
 std::string base64(const std::string& bytes)
 {
     constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -95,8 +104,8 @@ public:
     void line(const std::vector<point>& points, const stroke& how) override
     {
         text_ += std::string("<polyline class=\"") + how.kind + "\" fill=\"none\" stroke=\"" + hex(how.ink) +
-                 "\" stroke-width=\"" + number(how.width) + "\" stroke-linejoin=\"round\" points=\"" +
-                 coordinates(points) + "\"/>\n";
+                 "\" stroke-width=\"" + number(how.width) + "\" stroke-linejoin=\"round\"" + dashes(how) +
+                 " points=\"" + coordinates(points) + "\"/>\n";
     }
     void dots(const std::vector<point>& points, const stroke& how) override
     {

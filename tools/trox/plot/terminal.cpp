@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
+#include <utility>
 
 namespace trox_plot
 {
@@ -38,7 +40,7 @@ std::string padded_left(const std::string& text, std::size_t width)
 
 std::string centred(const std::string& text, std::size_t width)
 {
-    const std::string kept = cut(text, width);
+    const std::string kept = trox_base::shortened(text, width);
     return std::string((width - trox_base::character_count(kept)) / 2, ' ') + kept;
 }
 
@@ -117,39 +119,52 @@ std::string labels_of(const figure_layout& layout)
     return text + "\n";
 }
 
-std::string legend_of(const panel& what, const terminal& where)
+/// The lines above a panel: what its values are, and the names of its curves.
+std::vector<std::string> heading_of(const panel& what, const scale& marks, const terminal& where)
 {
-    if (what.curves.size() < 2 || !where.has_colors) {
-        return cut(what.label, where.width);
-    }
-    std::string text = what.label;
-    std::size_t size = trox_base::character_count(text);
-    for (std::size_t i = 0; i < what.curves.size(); ++i) {
-        const std::string& label = what.curves[i].label;
-        size += trox_base::character_count(label) + 2;
-        if (size > where.width) {
-            break;
+    const std::string label = label_with(what.label, marks);
+    std::vector<std::string> lines{trox_base::shortened(label, where.width)};
+    std::size_t used = trox_base::character_count(lines[0]);
+    for (std::size_t i = 0; what.curves.size() > 1 && i < what.curves.size(); ++i) {
+        const bool has_sign = where.style == cell_style::ascii;
+        const std::string words = trox_base::shortened(what.curves[i].label, where.width - 4);
+        const std::size_t size = trox_base::character_count(words) + (has_sign ? 4 : 2);
+        if (used + size > where.width) {
+            lines.emplace_back();
+            used = 0;
         }
-        text += "  " + letter_color(curve_color(i)) + label + plain_color;
+        const std::string sign = has_sign ? std::string(1, curve_sign(i)) + " " : "";
+        lines.back() += used == 0 ? "" : "  ";
+        lines.back() += where.has_colors ? letter_color(curve_color(i)) + sign + words + plain_color : sign + words;
+        used += size;
     }
-    return text;
+    return lines;
 }
 
-std::string draw_panel(const panel& what, const figure_layout& layout, const terminal& where)
+/// A panel with its scale and the lines above it.
+struct titled_panel {
+    const panel* what;
+    range y;
+    scale marks;
+    std::vector<std::string> heading;
+};
+
+std::string draw_panel(const titled_panel& shown, const figure_layout& layout, const terminal& where)
 {
-    const range y = y_range(what);
-    const scale marks = number_scale(y, std::max<std::size_t>(layout.height / 3, 2));
     dot_grid grid(layout.width, layout.height, where.style);
-    for (std::size_t i = 0; i < what.curves.size(); ++i) {
-        add_curve(grid, what.curves[i], layout.x, y, i);
+    for (std::size_t i = 0; i < shown.what->curves.size(); ++i) {
+        add_curve(grid, shown.what->curves[i], layout.x, shown.y, i);
     }
     std::vector<std::string> labels(layout.height);
-    for (const tick& tick : marks.ticks) {
-        const long line = static_cast<long>(layout.height) - 1 - place_of(tick.value, y, layout.height);
+    for (const tick& tick : shown.marks.ticks) {
+        const long line = static_cast<long>(layout.height) - 1 - place_of(tick.value, shown.y, layout.height);
         labels[static_cast<std::size_t>(std::clamp(line, 0L, static_cast<long>(layout.height) - 1))] = tick.label;
     }
     const frame_signs signs = signs_of(where.style);
-    std::string text = legend_of(what, where) + (marks.suffix.empty() ? "" : " (" + marks.suffix + ")") + "\n";
+    std::string text;
+    for (const std::string& line : shown.heading) {
+        text += line + "\n";
+    }
     for (std::size_t i = 0; i < layout.height; ++i) {
         text += padded_left(labels[i], layout.left) + (labels[i].empty() ? signs.side : signs.side_tick) +
                 grid.row(i, where) + "\n";
@@ -157,42 +172,78 @@ std::string draw_panel(const panel& what, const figure_layout& layout, const ter
     return text;
 }
 
-/// Characters that the labels of the panels' values need.
-std::size_t label_width(const figure& what, std::size_t height)
+constexpr std::size_t least_lines = 3; // of a panel's inside
+
+/// Panels of one curve each.
+figure split(const figure& what)
 {
-    std::size_t width = 0;
+    figure result = what;
+    result.panels.clear();
     for (const panel& panel : what.panels) {
-        for (const tick& tick : number_scale(y_range(panel), std::max<std::size_t>(height / 3, 2)).ticks) {
-            width = std::max(width, tick.label.size());
+        for (const series& curve : panel.curves) {
+            const bool has_unit = panel.label.ends_with("]");
+            const std::string unit = has_unit ? panel.label.substr(panel.label.rfind('[')) : "";
+            const bool is_alone = panel.curves.size() == 1;
+            result.panels.push_back({is_alone ? panel.label : curve.label + (has_unit ? " " + unit : ""), {curve}});
         }
     }
-    return width;
+    return result;
+}
+
+/// Whether a panel has curves that look the same.
+bool has_equal_curves(const figure& what, const terminal& where)
+{
+    return !where.has_colors && where.style != cell_style::ascii &&
+           std::any_of(what.panels.begin(), what.panels.end(), [](const panel& one) { return one.curves.size() > 1; });
 }
 
 std::string draw_figure(const figure& what, const terminal& where)
 {
-    const std::size_t panels = std::max<std::size_t>(what.panels.size(), 1);
-    constexpr std::size_t lines_around = 3; // title, labels of the common axis, its name
-    constexpr std::size_t lines_of_panel = 2;
-    constexpr std::size_t least_lines = 3;
+    constexpr std::size_t lines_below = 2; // labels of the common axis, its name
     constexpr std::size_t label_room = 14;
-    const std::size_t used = lines_around + lines_of_panel * panels;
+    const bool has_two_titles = !what.title.empty() && !what.when.empty();
+    std::size_t used = lines_below + (has_two_titles ? 2 : 1);
+    std::vector<titled_panel> panels;
+    for (const panel& panel : what.panels) {
+        const range y = y_range(panel);
+        panels.push_back({&panel, y, {}, heading_of(panel, number_scale(y, 2), where)});
+        used += panels.back().heading.size() + 1; // the line below
+    }
     figure_layout layout;
-    layout.height = std::max((where.height > used ? where.height - used : 0) / panels, least_lines);
-    layout.left = label_width(what, layout.height) + 1;
+    layout.height = std::max((where.height > used ? where.height - used : 0) / std::max<std::size_t>(panels.size(), 1),
+                             least_lines);
+    for (titled_panel& shown : panels) {
+        shown.marks = number_scale(shown.y, std::max<std::size_t>(layout.height / 3, 2));
+        for (const tick& tick : shown.marks.ticks) {
+            layout.left = std::max(layout.left, tick.label.size());
+        }
+    }
+    ++layout.left;
     layout.width = where.width - std::min(layout.left + 1, where.width - least_width / 2);
     layout.x = x_range(what);
-    layout.x_marks = scale_of(what.axis, layout.x, std::max<std::size_t>(layout.width / label_room, 2));
+    layout.x_marks = scale_of(what.axis, layout.x, std::max<std::size_t>(layout.width / label_room, 2), what.times);
 
-    std::string text = centred(what.title, where.width) + "\n";
-    for (const panel& panel : what.panels) {
-        text += draw_panel(panel, layout, where) + floor_of(layout, signs_of(where.style));
+    std::string text = centred(what.title.empty() ? what.when : what.title, where.width) + "\n";
+    text += has_two_titles ? centred(what.when, where.width) + "\n" : "";
+    for (const titled_panel& shown : panels) {
+        text += draw_panel(shown, layout, where) + floor_of(layout, signs_of(where.style));
     }
-    const std::string& suffix = layout.x_marks.suffix;
-    const std::string label = suffix.empty()       ? what.label
-                              : what.label.empty() ? suffix
-                                                   : what.label + " (" + suffix + ")";
-    return text + labels_of(layout) + centred(label, where.width) + "\n";
+    return text + labels_of(layout) + centred(label_with(what.label, layout.x_marks), where.width) + "\n";
+}
+
+std::string draw_distinct(const figure& what, const terminal& where)
+{
+    if (!has_equal_curves(what, where)) {
+        return draw_figure(what, where);
+    }
+    const figure apart = split(what);
+    constexpr std::size_t lines_around = 4;
+    if (lines_around + apart.panels.size() * (least_lines + 2) <= where.height) {
+        return draw_figure(apart, where);
+    }
+    terminal with_signs = where;
+    with_signs.style = cell_style::ascii;
+    return draw_figure(what, with_signs);
 }
 
 // --- images ---------------------------------------------------------------------------------------------
@@ -254,7 +305,8 @@ std::string shaded_rows(const picture& shown, const value_range& values, cell_st
 
 std::string draw_picture(const picture& what, const terminal& where)
 {
-    constexpr std::size_t lines_around = 2;
+    const bool has_two_titles = !what.title.empty() && !what.when.empty();
+    const std::size_t lines_around = has_two_titles ? 3 : 2;
     const std::size_t most_lines = (where.height - lines_around) * 2;
     const double zoom = std::min(static_cast<double>(where.width) / static_cast<double>(what.width),
                                  static_cast<double>(most_lines) / static_cast<double>(what.height));
@@ -271,11 +323,31 @@ std::string draw_picture(const picture& what, const terminal& where)
         return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
     };
     label += ": " + plain(static_cast<float>(values.low)) + " (dark) to " + plain(static_cast<float>(values.high));
-    return centred(what.title, where.width) + "\n" +
+    return centred(what.title.empty() ? what.when : what.title, where.width) + "\n" +
+           (has_two_titles ? centred(what.when, where.width) + "\n" : "") +
            (where.has_colors ? colored_rows(shown, values) : shaded_rows(shown, values, where.style)) +
            cut(label + ", " + std::to_string(what.width) + " x " + std::to_string(what.height) + " pixels",
                where.width) +
            "\n";
+}
+
+/// Signs of the drawing's own words in ASCII.
+std::string with_plain_signs(std::string text)
+{
+    for (const auto& [sign, plain] : {std::pair<std::string_view, const char*>{"×", "x"}, {"…", "~"}}) {
+        for (std::size_t at = text.find(sign); at != std::string::npos; at = text.find(sign, at)) {
+            text.replace(at, sign.size(), plain);
+        }
+    }
+    return text;
+}
+
+std::string drawn(const drawing& what, const terminal& where)
+{
+    if (const auto* const curves = std::get_if<figure>(&what)) {
+        return draw_distinct(*curves, where);
+    }
+    return draw_picture(std::get<picture>(what), where);
 }
 
 } // namespace
@@ -285,10 +357,7 @@ std::string draw_in_terminal(const drawing& what, const terminal& where)
     terminal at_least = where;
     at_least.width = std::max(where.width, least_width);
     at_least.height = std::max(where.height, least_height);
-    if (const auto* const curves = std::get_if<figure>(&what)) {
-        return draw_figure(*curves, at_least);
-    }
-    return draw_picture(std::get<picture>(what), at_least);
+    return where.style == cell_style::ascii ? with_plain_signs(drawn(what, at_least)) : drawn(what, at_least);
 }
 
 } // namespace trox_plot

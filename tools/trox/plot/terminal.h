@@ -14,7 +14,7 @@ namespace trox_plot
 enum class cell_style {
     braille, ///< 2 x 4 dots
     blocks,  ///< 2 x 2 quarters
-    ascii    ///< one "*"; images in shades of " .:-=+*#%@"
+    ascii    ///< a sign for each curve; images in shades of " .:-=+*#%@"
 };
 
 struct terminal {
@@ -24,8 +24,9 @@ struct terminal {
     bool has_colors = false; ///< with escape sequences of 24-bit colours
 };
 
-/// The drawing as lines of UTF-8, each with its end. Curves are reduced to the dots of a column, images to blocks of
-/// their largest values.
+/// The drawing as lines of UTF-8, each with its end. Every curve has its name: behind its sign, in its colour, or,
+/// where there are neither, above a panel of its own (signs, where there is no room for so many panels). Curves are
+/// reduced to the dots of a column, images to blocks of their largest values.
 std::string draw_in_terminal(const drawing& what, const terminal& where);
 
 } // namespace trox_plot

@@ -70,15 +70,28 @@ int common_exponent(range axis)
     return exponent > longest || exponent < smallest ? exponent : 0;
 }
 
-std::string time_text(double microseconds, const char* pattern)
+std::string time_text(double microseconds, const char* pattern, bool is_local)
 {
     const double whole = std::floor(microseconds / second);
     const auto seconds = static_cast<std::time_t>(whole);
     std::tm parts{};
-    ::gmtime_r(&seconds, &parts);
+    if (is_local) {
+        ::localtime_r(&seconds, &parts);
+    } else {
+        ::gmtime_r(&seconds, &parts);
+    }
     std::array<char, 64> text{};
     const std::size_t size = std::strftime(text.data(), text.size(), pattern, &parts);
     return {text.data(), size};
+}
+
+/// What clocks of the time zone are ahead of UTC.
+double offset_of_zone(double microseconds)
+{
+    const auto seconds = static_cast<std::time_t>(std::floor(microseconds / second));
+    std::tm parts{};
+    ::localtime_r(&seconds, &parts);
+    return static_cast<double>(parts.tm_gmtoff) * second;
 }
 
 std::string fraction_text(double microseconds, double step)
@@ -110,48 +123,73 @@ range widened(range axis, double part)
 
 scale number_scale(range axis, std::size_t most)
 {
-    const double step = round_step((axis.high - axis.low) / static_cast<double>(std::max<std::size_t>(most, 2)));
+    constexpr std::size_t least_ticks = 2;
+    double step = 0;
+    std::vector<double> values;
+    for (std::size_t parts = std::max(most, least_ticks); values.size() < least_ticks && parts < 4 * most + 8;
+         ++parts) {
+        step = round_step((axis.high - axis.low) / static_cast<double>(parts));
+        values = multiples(axis, step);
+    }
     const int exponent = common_exponent(axis);
     const double unit = std::pow(10.0, exponent);
     const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step / unit) - 1e-9)), 0, 9);
     scale result;
-    for (const double value : multiples(axis, step)) {
+    for (const double value : values) {
         result.ticks.push_back({value, fixed_text(value / unit, decimals)});
     }
     if (exponent != 0) {
-        result.suffix = "10^" + std::to_string(exponent);
+        result.suffix = "× 10^" + std::to_string(exponent);
     }
     return result;
 }
 
-scale time_scale(range axis, std::size_t most)
+scale time_scale(range axis, std::size_t most, const time_words& words)
 {
     const double step = round_time_step((axis.high - axis.low) / static_cast<double>(std::max<std::size_t>(most, 2)));
-    const std::string first_day = time_text(axis.low, "%Y-%m-%d");
-    const bool is_one_day = first_day == time_text(axis.high, "%Y-%m-%d");
+    const auto text = [&](double value, const char* pattern) { return time_text(value, pattern, words.is_local); };
+    const std::string first_day = text(axis.low, "%Y-%m-%d");
+    const bool is_one_day = first_day == text(axis.high, "%Y-%m-%d");
+    const double ahead = words.is_local ? offset_of_zone(axis.low) : 0;
     scale result;
-    for (const double value : multiples(axis, step)) {
-        std::string label = step >= day      ? time_text(value, "%Y-%m-%d")
-                            : step >= minute ? time_text(value, is_one_day ? "%H:%M" : "%m-%d %H:%M")
-                                             : time_text(value, "%H:%M:%S");
+    for (const double shifted : multiples({axis.low + ahead, axis.high + ahead}, step)) {
+        const double value = shifted - ahead;
+        if (words.show) {
+            result.ticks.push_back({value, words.show(value)});
+            continue;
+        }
+        std::string label = step >= day      ? text(value, "%Y-%m-%d")
+                            : step >= minute ? text(value, is_one_day ? "%H:%M" : "%m-%d %H:%M")
+                                             : text(value, "%H:%M:%S");
         if (step < second) {
             label += fraction_text(value, step);
         }
         result.ticks.push_back({value, std::move(label)});
     }
-    result.suffix = is_one_day ? first_day + " UTC" : step < day ? "from " + first_day + " UTC" : "UTC";
+    if (!words.show) {
+        result.suffix = (is_one_day ? first_day + " " : step < day ? "from " + first_day + " " : "") + words.zone;
+    }
     return result;
 }
 
-scale scale_of(axis_kind kind, range axis, std::size_t most)
+scale scale_of(axis_kind kind, range axis, std::size_t most, const time_words& words)
 {
     switch (kind) {
     case axis_kind::numbers:
         return number_scale(axis, most);
     case axis_kind::time:
-        return time_scale(axis, most);
+        return time_scale(axis, most, words);
     }
     return {};
+}
+
+std::string label_with(const std::string& label, const scale& marks)
+{
+    const std::string& suffix = marks.suffix;
+    if (suffix.empty() || label.empty()) {
+        return label + suffix;
+    }
+    return suffix.starts_with("×") ? label + " " + suffix : label + " (" + suffix + ")";
 }
 
 range x_range(const figure& what)

@@ -65,7 +65,7 @@ public:
     {
         exit_code code = exit_code::done;
         std::vector<check_report> all;
-        for (const std::string& path : source_.files()) {
+        for (const std::string& path : source_.files(context)) {
             try {
                 all.push_back(check(context, path));
             } catch (const std::system_error& error) {

@@ -80,6 +80,7 @@ public:
 
     exit_code run(context& context) override
     {
+        context.keep_inputs({path_});
         try {
             if (shows_bytes_) {
                 show_bytes(context);

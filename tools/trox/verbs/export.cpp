@@ -1,6 +1,7 @@
 // trox export: events as files of other formats.
 #include "../cli/input.h"
 #include "../verbs.h"
+#include "base/target_file.h"
 #include "export/exporter.h"
 
 #include <array>
@@ -78,27 +79,37 @@ public:
         source_.declare_event_range(app);
         synchronisation_.declare(app);
         declare_format(app);
-        app.add_option("-o,--output", target_,
-                       "The file, which is replaced as a whole; CSV and NDJSON go to standard output without it")
+        app.add_option("-o,--output", common.output_file,
+                       "The file, which is replaced as a whole; CSV and NDJSON go to standard output without it, and "
+                       "into a device or pipe as they are made")
             ->type_name(file_value)
             ->group("Output");
+        common.declare_times(app, "CSV shows times");
         common.declare_work(app);
     }
 
     exit_code run(context& context) override
     {
+        target_ = context.options().output_file;
         const file_format format = chosen_format();
         const trox::data_set data = source_.open(context);
         trox::selection selected = source_.selection(data);
         synchronisation_.apply(selected);
+        const auto& options = context.options();
+        if (options.zone != "UTC" || options.time_format != "iso") {
+            if (format != file_format::csv) {
+                throw wrong_use("--tz and --time-format are for CSV; times of other formats are UTC");
+            }
+            how_.show_time = [&context](trox::time_point time) { return context.times().show(time); };
+        }
 
         how_.format = format;
         how_.target = target_;
-        if (target_.empty()) {
+        if (is_stream()) {
             how_.write = [&](std::string_view text) { context.out().write(text); };
         }
         const auto done = write(context, data, selected);
-        if (target_.empty()) {
+        if (is_stream()) {
             context.out().finish();
         }
         tell(context, done);
@@ -127,9 +138,9 @@ private:
 
     file_format chosen_format() const
     {
-        const auto format = format_ ? format_ : trox_export::format_of_name(target_);
+        auto format = format_ ? format_ : trox_export::format_of_name(target_);
         if (!format && target_.empty()) {
-            return file_format::csv;
+            format = file_format::csv;
         }
         if (!format) {
             throw wrong_use("the ending of \"" + target_ + "\" does not tell the format", "name it with --format");
@@ -138,13 +149,24 @@ private:
         if (target_.empty() && !is_text) {
             throw wrong_use("this format needs a file", "name it with -o");
         }
-        if (target_.empty() && how_.verify) {
-            throw wrong_use("what is written to standard output cannot be verified", "name a file with -o");
+        if (is_stream() && !is_text) {
+            throw wrong_use("this format needs a file, and " + target_ + " is a device or a pipe",
+                            "name another one with -o");
+        }
+        if (is_stream() && how_.verify) {
+            const std::string where = target_.empty() ? "standard output" : target_;
+            throw wrong_use("what is written to " + where + " cannot be verified", "name a file with -o");
         }
         if (how_.csv == csv_layout::wide && *format != file_format::csv) {
             throw wrong_use("--wide is for CSV");
         }
         return *format;
+    }
+
+    /// Whether text is handed on as it is made: nothing to be put in place, or to be read back.
+    bool is_stream() const
+    {
+        return target_.empty() || trox_base::takes_bytes_as_they_come(target_);
     }
 
     trox_export::result write(context& context, const trox::data_set& data, const trox::selection& selected)
@@ -155,12 +177,12 @@ private:
             is_shown ? passes * trox::event_reader(data, selected, context.reading()).count() : 0;
         auto bar = context.start_progress(how_.verify ? "exporting and verifying" : "exporting", total);
         const signal_guard guard;
-        how_.progress = [&](std::uint64_t) {
-            signal_guard::check();
-            bar.advance();
-        };
+        how_.check = &signal_guard::check;
+        how_.progress = [&](std::uint64_t) { bar.advance(); };
         try {
-            return trox_export::export_events(data, selected, context.reading(), how_);
+            auto done = trox_export::export_events(data, selected, context.reading(), how_);
+            signal_guard::check(); // one that came too late to undo anything
+            return done;
         } catch (const interrupted&) {
             std::signal(signal_received, SIG_DFL);
             ::raise(signal_received);
@@ -179,7 +201,7 @@ private:
         if (done.difference) {
             throw failure("verification failed, and nothing was put in place: " + *done.difference);
         }
-        if (!target_.empty()) {
+        if (!is_stream()) {
             const std::string what =
                 done.file_count == 1 ? done.files.front() : fmt::format("{} files", done.file_count);
             context.note(fmt::format("{}: {} events, {} records{}", what, done.events, done.records,

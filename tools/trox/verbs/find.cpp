@@ -44,7 +44,7 @@ public:
     exit_code run(context& context) override
     {
         const trox::run_query query = wanted();
-        const auto runs = trox::find_runs(where_.place(), query);
+        const auto runs = trox::find_runs(where_.place(context), query);
         report result = context.open_document();
         tell_runs(result, runs);
         const std::size_t files = tell_files(context, result, runs, query);
@@ -121,6 +121,7 @@ private:
                                                 {"last_time", column_type::time},
                                                 {"problem"}});
         for (const auto& run : runs) {
+            context.keep_inputs(run.files);
             for (const auto& path : run.files) {
                 const found_file file = look_into(path);
                 if (!is_wanted(file, query)) {

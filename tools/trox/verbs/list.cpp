@@ -207,7 +207,7 @@ private:
                                       {"files", column_type::integer},
                                       {"catalogue_file", column_type::text, column_view::exact},
                                       {"paths", column_type::list, column_view::exact}});
-        for (const auto& found : trox::find_runs(source_.where().place(), query)) {
+        for (const auto& found : trox::find_runs(source_.where().place(context), query)) {
             result.row({found.number, found.experiment, found.stream, found.start, found.stop, found.files.size(),
                         found.catalogue_file, cell::list(found.files)});
         }

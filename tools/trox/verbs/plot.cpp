@@ -3,9 +3,11 @@
 #include "../cli/input.h"
 #include "../cli/text.h"
 #include "../verbs.h"
+#include "base/target_file.h"
 #include "plot/draw.h"
 #include "plot/terminal.h"
 
+#include <cmath>
 #include <optional>
 #include <unistd.h>
 
@@ -22,6 +24,9 @@ const choices<subject> subject_words{
     {"auto", subject::automatic}, {"trace", subject::trace}, {"history", subject::history}, {"image", subject::image}};
 const choices<cell_style> style_words{
     {"braille", cell_style::braille}, {"blocks", cell_style::blocks}, {"ascii", cell_style::ascii}};
+
+const choices<std::optional<std::optional<file_kind>>> format_words{
+    {"terminal", std::optional<file_kind>()}, {"png", file_kind::png}, {"svg", file_kind::svg}};
 
 /// Reads "WIDTHxHEIGHT". Throws CLI::ValidationError.
 trox_plot::extent parse_size(const std::string& text)
@@ -46,6 +51,7 @@ public:
         declare_subject(app);
         declare_drawing(app);
         common.declare_color(app);
+        common.declare_times(app, "titles and axes show times");
         common.declare_output(app);
         common.declare_work(app);
     }
@@ -61,6 +67,13 @@ public:
         synchronisation_.apply(selected);
         const auto made = make(context, data, selected);
         context.tell_losses(made.report);
+        if (made.nothing) {
+            context.note("nothing is drawn: " + *made.nothing);
+            return exit_code::done;
+        }
+        if (made.left_out != 0) {
+            context.note(std::to_string(made.left_out) + " values are no finite numbers, and left out");
+        }
         if (kind) {
             output& out = *kind == file_kind::png ? context.binary_out() : context.out();
             out.write(trox_plot::draw(made.what, *kind, size_));
@@ -104,10 +117,10 @@ private:
     {
         constexpr const char* group = "Drawing";
         constexpr std::int64_t most_cells = 1000;
-        CLI::Option* const format = add_choice(
-            app, "--format", format_, {{"terminal", std::nullopt}, {"png", file_kind::png}, {"svg", file_kind::svg}},
-            "How it is drawn: with characters for a terminal, or as a file; otherwise "
-            "the ending of the file's name tells");
+        CLI::Option* const format =
+            add_choice(app, "--format", format_, format_words,
+                       "How it is drawn: with characters for a terminal, or as a file; otherwise "
+                       "the ending of the file's name tells");
         CLI::Option* const size = app.add_option_function<std::string>(
                                          "--size", [this](const std::string& text) { size_ = parse_size(text); },
                                          "Pixels of a PNG or SVG (900x540)")
@@ -126,13 +139,23 @@ private:
     /// None for the terminal.
     std::optional<file_kind> kind_of(const std::string& file) const
     {
-        if (format_ || file.empty()) {
-            return format_;
+        if (format_) {
+            return *format_;
+        }
+        if (file.empty()) {
+            return std::nullopt;
         }
         if (file.ends_with(".png")) {
             return file_kind::png;
         }
-        return file.ends_with(".svg") ? std::optional(file_kind::svg) : std::nullopt;
+        if (file.ends_with(".svg")) {
+            return file_kind::svg;
+        }
+        if (!file.ends_with(".txt") && !trox_base::takes_bytes_as_they_come(file)) {
+            throw wrong_use("the ending of \"" + file + "\" does not tell the format",
+                            "name it with --format, or end with .png, .svg or .txt");
+        }
+        return std::nullopt;
     }
 
     trox_plot::plotted make(context& context, const trox::data_set& data, const trox::selection& selected)
@@ -141,6 +164,15 @@ private:
         std::optional<progress> bar;
         trox_plot::request request = request_;
         request.window = window_.value_or(trox::sample_window());
+        const auto& options = context.options();
+        request.show_time = [&context](trox::time_point time) { return context.times().show(time); };
+        request.times.is_local = options.zone != "UTC";
+        request.times.zone = options.zone == "local" ? "local time" : options.zone;
+        if (options.time_format != "iso") {
+            request.times.show = [&context](double time) {
+                return context.times().show(trox::time_point(trox::microseconds(std::llround(time))));
+            };
+        }
         if (context.options().progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1) {
             request.progress = [&](std::uint64_t done) {
                 if (done == 1) {
@@ -164,7 +196,7 @@ private:
     synchronisation_options synchronisation_;
     trox_plot::request request_;
     std::optional<trox::sample_window> window_;
-    std::optional<file_kind> format_;
+    std::optional<std::optional<file_kind>> format_; ///< as --format says: none inside for the terminal
     trox_plot::extent size_;
     cell_style style_ = cell_style::braille;
     std::size_t width_ = 0;
@@ -176,7 +208,8 @@ private:
 const verb_entry plot_entry{
     "plot",
     "draw a trace, values against time, or an image",
-    "Draws channels in the terminal, or as PNG or SVG. Channels of equal units share a panel; times are UTC. Where "
+    "Draws channels in the terminal, or as PNG or SVG. Channels of equal units share a panel; times are UTC without "
+    "--tz. Where "
     "there "
     "are more values than a drawing has columns, the smallest and the largest of each column are drawn, so that no "
     "peak "

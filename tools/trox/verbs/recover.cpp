@@ -44,6 +44,7 @@ public:
 
     exit_code run(context& context) override
     {
+        context.keep_inputs({damaged_, recovered_});
         const auto result = tr::recover_file(damaged_, recovered_, options_);
         if (result.end == tr::outcome::nothing) {
             throw failure(result.failure);

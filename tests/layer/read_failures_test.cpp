@@ -1,0 +1,104 @@
+// Records on a bad part of a disk: reading tells what the system said, and goes on behind them.
+#include "small_file.h"
+#include "temp_directory.h"
+
+#include <atomic>
+#include <cerrno>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr off_t none = -1;
+std::atomic<off_t> bad_byte{none}; ///< of any file, cannot be read
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] ssize_t pread(int fd, void* to, std::size_t size, off_t at)
+{
+    using function = ssize_t (*)(int, void*, std::size_t, off_t);
+    static const auto system = reinterpret_cast<function>(::dlsym(RTLD_NEXT, "pread"));
+    const off_t bad = bad_byte;
+    if (bad != none && at <= bad && bad - at < static_cast<off_t>(size)) {
+        if (at == bad) {
+            errno = EIO;
+            return -1;
+        }
+        size = static_cast<std::size_t>(bad - at);
+    }
+    return system(fd, to, size, at);
+}
+
+namespace
+{
+
+using namespace layer_test;
+namespace tw = trox::writer;
+using numbers = std::vector<std::uint64_t>;
+
+class read_failures : public testing::TestWithParam<tw::storage>
+{
+protected:
+    /// T/A in events 1 to 5; `bad_` lies in the payload of event 3.
+    read_failures()
+    {
+        const auto format = tw::generation::v2010;
+        {
+            tw::file_writer file(path_, format);
+            const auto channel = file.add_channel("T/A", GetParam());
+            for (std::uint64_t number = 1; number <= 5; ++number) {
+                file.begin_event({number, stamp_of(tenth(number))});
+                file.begin_server_block({"SVR"});
+                file.add_record(channel, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010,
+                                                              std::vector<float>(500, static_cast<float>(number))));
+                file.end_event();
+            }
+            file.finish();
+        }
+        data_ = trox::data_set::open_files({path_});
+        trox::event_reader reader(*data_, {});
+        offset_ = reader.at_number(3).value()[0].offset();
+    }
+    ~read_failures() override
+    {
+        bad_byte = none;
+    }
+
+    trox_test::temp_directory directory_;
+    std::string path_ = directory_.file("a.raw");
+    std::optional<trox::data_set> data_;
+    std::uint64_t offset_ = 0;
+};
+
+TEST_P(read_failures, leave_out_the_record_with_what_the_system_said)
+{
+    trox::event_reader reader(*data_, {}, {std::size_t{1} << 20, 1, true});
+    bad_byte = static_cast<off_t>(offset_ + sizeof(trox_serv_block_subhead_2010) + 20);
+    EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 4, 5}));
+    ASSERT_EQ(reader.report().skipped_records.size(), 1U);
+    EXPECT_EQ(reader.report().skipped_records[0].where.event, 3U);
+    EXPECT_EQ(reader.report().skipped_records[0].where.offset, offset_);
+    EXPECT_EQ(reader.report().skipped_records[0].reason, "it cannot be read: Input/output error");
+}
+
+TEST_P(read_failures, are_thrown_as_such_when_reading_strictly)
+{
+    trox::event_reader reader(*data_, {}, {std::size_t{1} << 20, 1, false});
+    bad_byte = static_cast<off_t>(offset_ + sizeof(trox_serv_block_subhead_2010) + 20);
+    const trox::error failure = error_of([&] { numbers_of(reader); });
+    EXPECT_EQ(failure.why(), trox::fault::input_output);
+    EXPECT_EQ(failure.where().event, 3U);
+    EXPECT_EQ(failure.where().file, path_);
+    EXPECT_EQ(number_of(reader.current()), 2U);
+    bad_byte = none;
+    EXPECT_EQ(number_of(reader.at_number(4)), 4U);
+}
+
+INSTANTIATE_TEST_SUITE_P(storage, read_failures, testing::Values(tw::storage::plain, tw::storage::zlib),
+                         [](const auto& tested) {
+                             return std::string(tested.param == tw::storage::plain ? "plain" : "zlib");
+                         });
+
+} // namespace

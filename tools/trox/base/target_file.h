@@ -1,0 +1,22 @@
+// Where a file that replaces another one really goes, and what must not be replaced.
+#ifndef TROX_BASE_TARGET_FILE_H
+#define TROX_BASE_TARGET_FILE_H
+
+#include <string>
+
+namespace trox_base
+{
+
+/// The name that a chain of links leads to, there or not, so that the links stay. A chain without end stays as it is.
+std::string resolve_links(const std::string& path);
+
+/// Whether there is a terminal, pipe, socket or device of that name: it takes bytes as they come, and nothing may be
+/// put in its place.
+bool takes_bytes_as_they_come(const std::string& path);
+
+/// Whether both names lead to one existing file.
+bool is_same_file(const std::string& a, const std::string& b);
+
+} // namespace trox_base
+
+#endif
