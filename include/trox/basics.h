@@ -241,6 +241,10 @@ enum class compression { none, zlib, lzo };
 /// "none", "zlib" or "lzo".
 const char* name_of(compression stored) noexcept;
 
+/// Insertions, removals, replacements and swaps of neighbours that lead from one text to the other, capital letters
+/// aside.
+std::size_t edit_distance(std::string_view a, std::string_view b);
+
 } // namespace trox
 
 #pragma GCC visibility pop

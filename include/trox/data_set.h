@@ -8,6 +8,7 @@
 #include "error.h"
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -85,6 +86,7 @@ struct file_info {
     std::uint64_t size = 0;                ///< bytes
     std::size_t channels = 0;              ///< in its dictionary
     std::vector<event_type_info> events{}; ///< by type, in the order of the event index
+    std::string problem{};                 ///< what is damaged although the data can be read; empty: nothing
 };
 
 /// What the dictionaries and the descriptions tell of a channel.
@@ -131,10 +133,19 @@ struct channel_stamps {
     std::vector<skipped_record> skipped{}; ///< whose event cannot be told
 };
 
+/// Called by work on many files behind each of them, with the number of files so far and of all.
+using file_progress = std::function<void(std::size_t, std::size_t)>;
+
 /// How files are opened.
 struct open_options {
+    enum class file_order {
+        given,  ///< as they come
+        by_time ///< by their first event; files without events, and equal times, as the names tell
+    };
     bool skip_bad_files = true;       ///< pass over files that cannot be loaded; else throw
     std::size_t most_open_files = 64; ///< descriptors and tables that each reader keeps at once, at least 1
+    file_order order = file_order::given;
+    file_progress progress{};
 };
 
 /// Files of one or several generations in reading order. Opening reads tables only. A data set is a handle: copies
@@ -142,8 +153,8 @@ struct open_options {
 class data_set
 {
 public:
-    /// The given files, in the given order. Throws error (not_found, bad_file, input_output); with `skip_bad_files`
-    /// only when none could be opened.
+    /// The given files, in the given order unless the options ask for another. Throws error (not_found, bad_file,
+    /// input_output); with `skip_bad_files` only when none could be opened.
     static data_set open_files(const std::vector<std::string>& paths, const open_options& options = {});
     /// The files of a run, or of all runs in a period [begin, end). A run of the period whose catalogue file cannot be
     /// read is a skipped file, or thrown like one.
@@ -165,7 +176,8 @@ public:
     /// The events of all records of some channels, by the tables alone: nothing is decoded. One element per channel. A
     /// file that cannot be loaded any more is noted among the skipped records of each of its channels. Throws error
     /// (wrong_use) for a channel that is not there.
-    std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels) const;
+    std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels,
+                                       const file_progress& progress = {}) const;
     /// First and last time of all events; none without events.
     std::optional<time_point> first_time() const noexcept;
     std::optional<time_point> last_time() const noexcept;

@@ -87,6 +87,7 @@ struct reading_options {
     /// Take records that cannot be decoded for missing ones, and those that can never fit the budget; else throw
     /// (damaged_record, input_output, out_of_budget).
     bool skip_bad_records = true;
+    file_progress progress{}; ///< while events are looked for in the tables
 };
 
 /// What reading met. Counts are of the events delivered so far by stepping in any direction; a range-for pass begins

@@ -3,11 +3,14 @@
 #include "event.h"
 #include "trox/error.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <ctime>
+#include <numeric>
+#include <vector>
 
 namespace trox
 {
@@ -243,6 +246,30 @@ const char* name_of(compression stored) noexcept
         return "lzo";
     }
     return "unknown";
+}
+
+std::size_t edit_distance(std::string_view a, std::string_view b)
+{
+    const auto same = [](char x, char y) {
+        return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+    };
+    std::vector<std::size_t> before(b.size() + 1);
+    std::vector<std::size_t> last(b.size() + 1);
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(last.begin(), last.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t replaced = last[j - 1] + (same(a[i - 1], b[j - 1]) ? 0 : 1);
+            row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
+            if (i > 1 && j > 1 && same(a[i - 1], b[j - 2]) && same(a[i - 2], b[j - 1])) {
+                row[j] = std::min(row[j], before[j - 2] + 1);
+            }
+        }
+        before.swap(last);
+        last.swap(row);
+    }
+    return last[b.size()];
 }
 
 } // namespace trox

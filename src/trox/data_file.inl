@@ -164,13 +164,15 @@ template <class G> std::vector<event_type_info> event_types_of(const loaded_file
     return types;
 }
 
-template <class G> std::vector<channel_info> descriptions_of(const loaded_file<G>& file)
+/// The data can be read without: what fails becomes the `problem`.
+template <class G> std::vector<channel_info> descriptions_of(const loaded_file<G>& file, std::string& problem)
 {
     std::vector<channel_info> result;
     typename G::xml_descr_header* table = nullptr;
     if (channel_traits<G>::read_descriptions(static_cast<std::size_t>(file.length), file.ref_tbl.get(), file.fd,
                                              &table) != TROX_EVUTL_OK) {
-        return result; // the data can be read without
+        problem = "the channel descriptions cannot be read";
+        return result;
     }
     const trox_detail::malloc_ptr<typename G::xml_descr_header> owner(table);
     std::vector<chan_descr_2010*> list;
@@ -185,6 +187,8 @@ template <class G> std::vector<channel_info> descriptions_of(const loaded_file<G
             info.subsystem = text_in(descr->subsystem);
             result.push_back(std::move(info));
         }
+    } else {
+        problem = "the text of the channel descriptions is damaged";
     }
     for (const chan_descr_2010* descr : list) {
         delete descr;
@@ -208,7 +212,7 @@ template <class G> file_contents typed_file<G>::contents(const std::string& path
                                      static_cast<std::uint32_t>(std::max(entry->count, 0))});
     }
     result.info.channels = result.dictionary.size();
-    result.descriptions = descriptions_of(file);
+    result.descriptions = descriptions_of(file, result.info.problem);
     return result;
 }
 

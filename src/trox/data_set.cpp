@@ -10,7 +10,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <limits>
-#include <numeric>
 #include <sys/stat.h>
 
 namespace trox
@@ -312,37 +311,6 @@ std::optional<std::size_t> data_set::find(std::string_view name) const
 
 // --- names that are meant ------------------------------------------------------------------------------
 
-namespace
-{
-
-/// Insertions, removals, replacements and swaps of neighbours that lead from one text to the other, capital letters
-/// aside.
-std::size_t edit_distance(std::string_view a, std::string_view b)
-{
-    const auto same = [](char x, char y) {
-        return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-    };
-    std::vector<std::size_t> before(b.size() + 1);
-    std::vector<std::size_t> last(b.size() + 1);
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(last.begin(), last.end(), std::size_t{0});
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t replaced = last[j - 1] + (same(a[i - 1], b[j - 1]) ? 0 : 1);
-            row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
-            if (i > 1 && j > 1 && same(a[i - 1], b[j - 2]) && same(a[i - 2], b[j - 1])) {
-                row[j] = std::min(row[j], before[j - 2] + 1);
-            }
-        }
-        before.swap(last);
-        last.swap(row);
-    }
-    return last[b.size()];
-}
-
-} // namespace
-
 std::vector<std::string> data_set::similar_names(std::string_view name, std::size_t most) const
 {
     std::vector<std::pair<std::size_t, std::string>> candidates;
@@ -423,7 +391,8 @@ channel_details data_set::inspect(std::size_t channel) const
     return details;
 }
 
-std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& channels) const
+std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& channels,
+                                             const file_progress& progress) const
 {
     for (const std::size_t channel : channels) {
         files_->expect_channel(channel);
@@ -458,6 +427,9 @@ std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& cha
             for (std::size_t i = 0; i < present.size(); ++i) {
                 result[present[i]].skipped.push_back({{info.path, names[i], {}, {}}, failure.reason()});
             }
+        }
+        if (progress) {
+            progress(file + 1, files().size());
         }
     }
     return result;

@@ -70,7 +70,7 @@ std::vector<bool> number_checks(const data_set& data)
 
 event_source::event_source(const data_set& data, const selection& what, const reading_options& options)
     : data_(data), what_(checked(what)), skips_(options.skip_bad_records), channels_(chosen_channels(data, what)),
-      rows_(data.internals(), channels_),
+      rows_(data.internals(), channels_), progress_(options.progress),
       index_(channels_.size(), number_checks(data), what_,
              {[this](std::size_t file, std::size_t channel) { return stretches(file, channel); },
               [this](std::size_t file, std::size_t channel) { return has(file, channel); }}),
@@ -131,6 +131,10 @@ void event_source::take_out_timeless(channel_column& column, const file_rows& ro
 /// A channel's records in a file. Times go on where numbers begin anew: by time they are not divided.
 std::vector<channel_column> event_source::stretches(std::size_t file, std::size_t channel)
 {
+    if (progress_ && file >= files_seen_) {
+        files_seen_ = file + 1;
+        progress_(files_seen_, data_.files().size());
+    }
     if (!has(file, channel)) {
         return {};
     }

@@ -81,6 +81,8 @@ private:
     std::vector<bool> is_slow_; ///< channels that only slow events carry
     row_cache rows_;
     std::unordered_map<std::size_t, std::vector<restart_point>> restarts_; ///< by file, those that were looked for
+    file_progress progress_;
+    std::size_t files_seen_ = 0;
     event_index index_;
     record_store store_;
     std::optional<std::size_t> position_;

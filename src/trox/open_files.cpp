@@ -1,10 +1,49 @@
 #include "trox/open_files.h"
 
+#include "event_util.h"
+
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace trox::detail
 {
+namespace
+{
+
+/// When a file begins: its first event that is no slow one, else its first; none without a time.
+std::optional<time_point> begin_of(const file_info& file)
+{
+    std::optional<time_point> fast;
+    std::optional<time_point> slow;
+    for (const event_type_info& type : file.events) {
+        if (type.count > 0 && type.first_time > time_point{}) {
+            std::optional<time_point>& first = is_slow_event(type.type) ? slow : fast;
+            first = first ? std::min(*first, type.first_time) : type.first_time;
+        }
+    }
+    return fast ? fast : slow;
+}
+
+/// Files in the order of their names, put into the order of their events. One without a time stays behind the file
+/// that its name puts it behind.
+void sort_by_time(std::vector<file_contents>& files)
+{
+    std::vector<std::pair<time_point, std::size_t>> order;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const time_point before = order.empty() ? time_point{} : order.back().first;
+        order.emplace_back(begin_of(files[i].info).value_or(before), i);
+    }
+    std::sort(order.begin(), order.end());
+    std::vector<file_contents> sorted;
+    sorted.reserve(files.size());
+    for (const auto& [time, index] : order) {
+        sorted.push_back(std::move(files[index]));
+    }
+    files = std::move(sorted);
+}
+
+} // namespace
 
 open_files::open_files(const std::vector<std::string>& paths, const open_options& options,
                        std::vector<skipped_file> skipped)
@@ -16,15 +55,29 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
     if (paths.empty()) {
         throw error(fault::not_found, "no data files");
     }
-    for (const std::string& path : paths) {
+    std::vector<std::string> ordered = paths;
+    if (options.order == open_options::file_order::by_time) {
+        sort_files(ordered);
+    }
+    std::vector<file_contents> files;
+    for (std::size_t i = 0; i < ordered.size(); ++i) {
         try {
-            add(read_contents(path));
+            files.push_back(read_contents(ordered[i]));
         } catch (const error& failure) {
             if (!options.skip_bad_files || paths.size() == 1) {
                 throw;
             }
-            skipped_.push_back({path, failure.reason()});
+            skipped_.push_back({ordered[i], failure.reason()});
         }
+        if (options.progress) {
+            options.progress(i + 1, ordered.size());
+        }
+    }
+    if (options.order == open_options::file_order::by_time) {
+        sort_by_time(files);
+    }
+    for (file_contents& file : files) {
+        add(std::move(file));
     }
     if (files_.empty()) {
         const skipped_file& first = skipped_[skipped_.size() - paths.size()];

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sys/stat.h>
 
 namespace
 {
@@ -157,6 +158,42 @@ TEST(dump_use, refuses_what_makes_no_sense)
     EXPECT_NE(missing.err.find("did you mean " + charge), std::string::npos) << missing.err;
     EXPECT_EQ(run_trox({"dump", TROX_TEST_DATA_DIR "/data_2010"}).code, 1);
     EXPECT_EQ(run_trox({"doctor"}).code, 2);
+}
+
+TEST(dump_use, refuses_selections_that_would_have_no_effect)
+{
+    for (const std::vector<std::string>& options : {std::vector<std::string>{"--hex", "--at", "0", "--item", "trailer"},
+                                                    {"--hex", "--at", "0", "-c", charge},
+                                                    {"--hex", "--item", "trailer", "--rows", "1"},
+                                                    {"--hex", "--item", "trailer", "--event", "388120125"},
+                                                    {"--items", "--rows", "1"},
+                                                    {"--items", "--event", "388120125"}}) {
+        std::vector<std::string> arguments{"dump", sample};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const auto result = run_trox(arguments);
+        EXPECT_EQ(result.code, 2) << testing::PrintToString(options);
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(dump_use, tells_of_events_and_positions_that_the_file_has_not_got)
+{
+    const auto event = run_trox({"dump", sample, "--event", "99999"});
+    EXPECT_EQ(event.code, 1);
+    EXPECT_NE(event.err.find("has no event 99999"), std::string::npos) << event.err;
+    EXPECT_EQ(run_trox({"dump", sample, "--event", "388120125"}).code, 0);
+    EXPECT_EQ(run_trox({"dump", sample, "--hex", "--at", "225784"}).code, 0); // the last byte
+    const auto position = run_trox({"dump", sample, "--hex", "--at", "225785"});
+    EXPECT_EQ(position.code, 1);
+    EXPECT_NE(position.err.find("ends at 0x371f9"), std::string::npos) << position.err;
+}
+
+TEST(inspecting, refuses_a_pipe_that_nobody_writes_to)
+{
+    const trox_test::temp_directory directory;
+    ASSERT_EQ(::mkfifo(directory.file("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(run_trox({"doctor", directory.file("pipe")}).code, 1);
+    EXPECT_EQ(run_trox({"dump", directory.file("pipe")}).code, 1);
 }
 
 TEST(dump_use, survives_a_reader_that_goes_away)

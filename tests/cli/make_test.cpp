@@ -131,4 +131,24 @@ TEST(make, refuses_what_makes_no_sense)
     EXPECT_EQ(run_trox({"make", "/proc/none/run"}).code, 1);
 }
 
+TEST(make_run_size, beyond_what_positions_of_32_bits_reach_is_refused_before_anything_is_written)
+{
+    const trox_test::temp_directory directory;
+    for (const std::string generation : {"legacy", "2010"}) {
+        const auto result = run_trox({"make", directory.file("run"), "--generation", generation, "--size", "1000000T"});
+        EXPECT_EQ(result.code, 2);
+        EXPECT_THAT(result.err, HasSubstr("--generation 2024"));
+        EXPECT_FALSE(std::filesystem::exists(directory.file("run")));
+    }
+}
+
+TEST(make_run_size, that_is_too_small_for_one_event_a_file_is_told)
+{
+    const trox_test::temp_directory directory;
+    const auto result = run_trox({"make", directory.file("run"), "--size", "10K"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_THAT(result.err, HasSubstr("where 10240 were asked for"));
+    EXPECT_EQ(run_trox({"make", directory.file("other"), "--size", "2M"}).err, "");
+}
+
 } // namespace

@@ -74,6 +74,25 @@ TEST_F(reports, tables_are_aligned_with_numbers_on_the_right)
                                                            "X            12345         nan  -\n");
 }
 
+TEST_F(reports, csv_is_utf8_and_moves_no_cursor_on_a_terminal)
+{
+    const auto fill = [](report& result) {
+        result.begin_table({"channels"}, {{"name"}, {"texts", column_type::list}});
+        result.row({"\xB0"
+                    "C\033[31m\n\xC2\x9B",
+                    cell::list(std::vector<std::string>{"\xFF", "b"})});
+        result.end_table();
+    };
+    EXPECT_EQ(rendered(make_csv_table_renderer, fill), "name,texts\r\n\"\xEF\xBF\xBD"
+                                                       "C\033[31m\n\xC2\x9B\",\xEF\xBF\xBD b\r\n");
+    setting_.is_terminal = true;
+    const std::string shown = "\xEF\xBF\xBD"
+                              "C\xEF\xBF\xBD[31m \xEF\xBF\xBD";
+    EXPECT_EQ(rendered(make_csv_table_renderer, fill), "name,texts\r\n" + shown + ",\xEF\xBF\xBD b\r\n");
+    EXPECT_EQ(rendered(make_csv_values_renderer, fill),
+              "section,row,field,value\r\nchannels,1,name," + shown + "\r\nchannels,1,texts,\xEF\xBF\xBD b\r\n");
+}
+
 TEST_F(reports, tables_show_all_columns_when_asked_to)
 {
     setting_.detail = column_view::exact;

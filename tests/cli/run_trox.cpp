@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <stdexcept>
@@ -45,6 +46,14 @@ pipe_ends make_pipe()
         pointers.push_back(word.data());
     }
     pointers.push_back(nullptr);
+    if (!options.out_file.empty()) {
+        ::dup2(::open(options.out_file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
+    }
+    constexpr unsigned seconds = 120;
+    ::alarm(seconds);
+    for (const int descriptor : options.closed) {
+        ::close(descriptor);
+    }
     const bool is_ready = ::chdir(options.directory.c_str()) == 0 && (options.user == 0 || ::setuid(options.user) == 0);
     if (is_ready) {
         ::execv(program.c_str(), pointers.data());

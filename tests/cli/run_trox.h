@@ -27,8 +27,11 @@ struct run_options {
     std::vector<std::pair<std::string, std::string>> environment{}; ///< added to that of the test
     unsigned user = 0;                                              ///< whom it runs as; 0: as the test does
     std::size_t largest_file = 0; ///< bytes; 0: no limit. A file that is larger fails as one on a full disk does
+    std::vector<int> closed{};    ///< descriptors that are not open
+    std::string out_file{};       ///< where standard output goes instead
 };
 
+/// A program that does not end within two minutes is ended by a signal.
 program_result run_trox(const std::vector<std::string>& arguments, const run_options& options = {});
 
 /// The same with standard output and standard error on a terminal of `columns` columns; `out` is what it shows.

@@ -66,6 +66,8 @@ TEST_F(text, similar_words_are_those_that_may_have_been_meant)
     const std::vector<std::string> words{"info", "list", "find", "show", "completion"};
     EXPECT_THAT(similar_words("lst", words), ElementsAre("list"));
     EXPECT_THAT(similar_words("compl", words), ElementsAre("completion"));
+    EXPECT_THAT(similar_words("ilst", words), ElementsAre("list")); // neighbours swapped
+    EXPECT_THAT(similar_words("LIST", words), ElementsAre("list"));
     EXPECT_THAT(similar_words("frobnicate", words), ElementsAre());
     EXPECT_EQ(did_you_mean({"a", "b", "c"}), "did you mean a, b or c?");
     EXPECT_EQ(did_you_mean({"a"}), "did you mean a?");
@@ -128,6 +130,7 @@ TEST_F(text, json_texts_are_escaped)
                          "C"),
               "\"\xEF\xBF\xBD"
               "C\"");
+    EXPECT_EQ(json_value("\xC2\x9B\xC2\xA0"), "\"\\u009b\xC2\xA0\""); // a control sequence in one character
     EXPECT_EQ(json_value(cell::list(std::vector<int>{1, 2})), "[1, 2]");
     EXPECT_EQ(json_value(cell::list(std::vector<std::string>{})), "[]");
     EXPECT_EQ(json_value(trox::time_point(std::chrono::microseconds(1339666200250123))),

@@ -50,11 +50,30 @@ TEST_F(times, have_the_format_that_is_asked_for)
     EXPECT_EQ(time_display("Europe/Berlin", "%d.%m. %H:%M").show(summer), "14.06. 11:30");
     EXPECT_EQ(time_display("UTC", "100%% %Y").show(summer), "100% 2012");
     EXPECT_EQ(time_display("UTC", "%%f").show(summer), "%f");
+    EXPECT_EQ(time_display("UTC", "%-d.%m %_5Y|%Ey").show(summer), "14.06  2012|12");
+}
+
+TEST_F(times, in_seconds_do_not_depend_on_the_zone)
+{
+    ::setenv("TZ", "Asia/Tokyo", 1);
+    ::tzset();
+    for (const char* const zone : {"UTC", "local", "Europe/Berlin", "America/St_Johns"}) {
+        EXPECT_EQ(time_display(zone, "%s.%f %%s").show(summer), "1339666200.250123 %s") << zone;
+    }
+}
+
+TEST_F(times, refuse_formats_that_end_within_a_conversion)
+{
+    for (const char* const format : {"%", "%Y%", "%Y %-", "%H:%M:%E", "%%%"}) {
+        EXPECT_THROW(time_display("UTC", format), trox_cli::wrong_use) << format;
+    }
 }
 
 TEST_F(times, refuse_unknown_zones_and_formats)
 {
-    for (const char* const zone : {"", "Mars/Olympus", "../etc/passwd", "/etc/passwd", "Europe"}) {
+    // Some are files beside those of the zones.
+    for (const char* const zone :
+         {"", "Mars/Olympus", "../etc/passwd", "/etc/passwd", "Europe", "zone.tab", "tzdata.zi", "iso3166.tab"}) {
         EXPECT_THROW(time_display(zone, "iso"), trox_cli::wrong_use) << zone;
     }
     EXPECT_THROW(time_display("UTC", "sometime"), trox_cli::wrong_use);

@@ -44,6 +44,8 @@ TEST_P(use, fails_with_a_code_a_reason_and_a_hint)
 const failing_use failures[]{
     {"no_verb", {}, 2, "trox: a verb is missing\ntrox: hint: \"trox help\" lists them\n"},
     {"unknown_verb", {"lst"}, 2, "trox: there is no verb \"lst\"\ntrox: hint: did you mean list?\n"},
+    {"verb_with_swapped_letters", {"ifno"}, 2, "trox: there is no verb \"ifno\"\ntrox: hint: did you mean info?\n"},
+    {"verb_in_capitals", {"LIST"}, 2, "trox: there is no verb \"LIST\"\ntrox: hint: did you mean list?\n"},
     {"option_before_verb",
      {"--json", "list"},
      2,
@@ -126,6 +128,43 @@ const failing_use failures[]{
      2,
      "trox: show: --slice: \"5\" is no slice like 0:16, 100:50:2 or 512: (all from there on)\n"
      "trox: show: hint: \"trox help show\" lists arguments and options\n"},
+    {"slice_of_an_event",
+     {"show", "data_2010", "--slice", "0:4"},
+     2,
+     "trox: show: --slice shows samples of a channel, and an event is shown\ntrox: show: hint: name one channel\n"},
+    {"empty_tolerance",
+     {"show", "data_2010", "--by-time="},
+     2,
+     "trox: show: --by-time: a value is missing\ntrox: show: hint: \"trox help show\" lists arguments and options\n"},
+    {"catalogue_beside_files",
+     {"info", "data_2010", "--catalogue", "catalogue"},
+     2,
+     "trox: info: --catalogue tells where runs lie, and files are named as well\ntrox: info: hint: name one of them\n"},
+    {"data_beside_files",
+     {"cover", "data_2010", "--data", "data_2010"},
+     2,
+     "trox: cover: --data tells where runs lie, and files are named as well\ntrox: cover: hint: name one of them\n"},
+    {"experiment_beside_files",
+     {"list", "data_2010", "--experiment", "linac"},
+     2,
+     "trox: list: --experiment tells where runs lie, and files are named as well\ntrox: list: hint: name one of "
+     "them\n"},
+    {"stream_beside_files",
+     {"doctor", "data_2010", "--stream", "main"},
+     2,
+     "trox: doctor: --stream tells where runs lie, and files are named as well\n"
+     "trox: doctor: hint: name one of them\n"},
+    {"empty_file_name", {"info", ""}, 2, "trox: info: the name of a file is empty\n"},
+    {"argument_missing",
+     {"recover", "damaged.raw"},
+     2,
+     "trox: recover: FILE (The new file) is missing\n"
+     "trox: recover: hint: \"trox help recover\" lists arguments and options\n"},
+    {"cut_time_format",
+     {"info", "data_2010", "--time-format", "%H:%M:%"},
+     2,
+     "trox: info: --time-format: \"%H:%M:%\" ends within a conversion\n"
+     "trox: info: hint: %% shows a per cent sign\n"},
     {"two_events",
      {"show", "data_2010", "--first", "--last"},
      2,
@@ -269,6 +308,41 @@ TEST(output_option, leaves_no_file_of_a_failure)
     EXPECT_TRUE(std::filesystem::is_empty(directory.file("")));
 }
 
+// --- numbers ------------------------------------------------------------------------------------------------
+
+TEST(stat, of_a_range_has_no_ratio)
+{
+    const auto ratios_of = [](std::vector<std::string> use) {
+        use.insert(use.begin(), {"stat", "data_2010", "LINAC.DIAG/TOROID/3.UNDU/CHARGE", "--json"});
+        return run_trox(use).json().at("channels").at(0).at("ratio");
+    };
+    EXPECT_GT(ratios_of({}).get<double>(), 0);
+    EXPECT_TRUE(ratios_of({"--to-event", "388120050"}).is_null());
+    EXPECT_TRUE(ratios_of({"--from", "2012-06-14T09:30:01"}).is_null());
+}
+
+TEST(channels_without_records, have_no_compression)
+{
+    const trox_test::temp_directory directory;
+    const std::string run = directory.file("run"); // too short for channels that answer seldom
+    ASSERT_EQ(run_trox({"make", run, "--events", "1", "--files", "1"}).code, 0);
+    const auto all = run_trox({"list", run, "--json"}).json().at("channels");
+    const auto with_records =
+        std::count_if(all.begin(), all.end(), [](const auto& channel) { return channel.at("records") != 0; });
+    ASSERT_LT(with_records, static_cast<std::ptrdiff_t>(all.size()));
+    std::ptrdiff_t counted = 0;
+    const auto info = run_trox({"info", run, "--json"}).json();
+    for (const auto& kind : info.at("kinds")) {
+        counted += kind.at("plain_channels").get<std::ptrdiff_t>() + kind.at("zlib_channels").get<std::ptrdiff_t>() +
+                   kind.at("lzo_channels").get<std::ptrdiff_t>();
+    }
+    EXPECT_EQ(counted, with_records);
+    const auto stat = run_trox({"stat", run, "--json"}).json();
+    for (const auto& channel : stat.at("channels")) {
+        EXPECT_EQ(channel.at("compression").is_null(), channel.at("records") == 0) << channel.at("channel");
+    }
+}
+
 // --- selections ---------------------------------------------------------------------------------------------
 
 TEST(selection, of_channels_takes_names_globs_and_expressions_anywhere)
@@ -287,6 +361,32 @@ TEST(selection, of_channels_takes_names_globs_and_expressions_anywhere)
     EXPECT_EQ(channels_of({"data_2010", "*TRACE.L", "-c", "re:.*/XY"}), expected);
     EXPECT_EQ(channels_of({"*TRACE.L", "LINAC.DIAG/BPM/12.L2/XY", "data_2010"}), expected);
     EXPECT_EQ(channels_of({"--channel", expected[0], first_file, "--channel", expected[1]}), expected);
+}
+
+TEST(selection, of_a_slow_channel_shows_the_value_that_holds_at_any_event)
+{
+    const std::string slow = "LINAC.MAG/QUAD/Q5.BC2/I.RBV";
+    int carried = 0;
+    for (const char* const event : {"388120059", "388120060", "388120078", "388120119", "388120159"}) {
+        const auto whole = run_trox({"show", "data_2010", "--event", event, "--json"}).json();
+        const auto records = whole.at("records");
+        const auto row = std::find_if(records.begin(), records.end(),
+                                      [&](const auto& record) { return record.at("channel") == slow; });
+        ASSERT_NE(row, records.end());
+        ASSERT_FALSE(row->at("kind").is_null()) << event;
+        const std::string time = whole.at("event").at("time");
+        for (const std::vector<std::string>& which :
+             {std::vector<std::string>{"--event", event}, std::vector<std::string>{"--time", time}}) {
+            const auto result = run_trox({"show", "data_2010", slow, which[0], which[1], "--json"});
+            ASSERT_EQ(result.code, 0) << result.err;
+            const auto shown = result.json();
+            EXPECT_EQ(shown.at("record").at("updated"), row->at("updated"));
+            EXPECT_EQ(shown.at("record").at("offset"), row->at("offset"));
+            EXPECT_EQ(shown.at("slow").at("value"), row->at("value"));
+        }
+        carried += row->at("updated") == false ? 1 : 0;
+    }
+    EXPECT_GT(carried, 0);
 }
 
 TEST(selection, by_time_matches_what_lies_close_together)

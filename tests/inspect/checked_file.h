@@ -27,9 +27,21 @@ inline constexpr std::uint32_t first_second = 1'339'666'200;
 inline constexpr int event_count = 3;
 
 /// Dictionary order.
-enum channel : std::size_t { zlib_trace, lzo_trace, plain_trace, names, slow, environment, no_records, channel_count };
-inline const std::vector<std::string> channel_names{"T/ZLIB", "T/LZO", "T/PLAIN", "T/NAMES",
-                                                    "T/SLOW", "T/ENV", "T/NONE"};
+enum channel : std::size_t {
+    zlib_trace,
+    lzo_trace,
+    plain_trace,
+    names,
+    slow,
+    environment,
+    picture,
+    wide_picture,
+    text,
+    no_records,
+    channel_count
+};
+inline const std::vector<std::string> channel_names{"T/ZLIB", "T/LZO",     "T/PLAIN", "T/NAMES", "T/SLOW",
+                                                    "T/ENV",  "T/PICTURE", "T/WIDE",  "T/TEXT",  "T/NONE"};
 
 template <class T> void write_event(tw::file_writer& file, int event)
 {
@@ -47,6 +59,20 @@ template <class T> void write_event(tw::file_writer& file, int event)
     }
     file.begin_server_block({"SVR.2", {}, {}, 0, 0});
     file.add_record(id(names), tw::name_value_payload(event, "settings", {{"A", 1.0F}, {"B", 2.0F}}));
+    const std::vector<unsigned char> pixels(24, 7);
+    trox_image_frame_head small{};
+    small.w = 4;
+    small.h = 3;
+    small.bpp = 2;
+    small.length = static_cast<std::int32_t>(pixels.size());
+    file.add_record(id(picture), tw::image_payload(small, {pixels.data(), pixels.size()}));
+    trox_image_ext_frame_head extended{};
+    extended.aoi_width = 4;
+    extended.aoi_height = 3;
+    extended.bpp = 2;
+    extended.length = static_cast<std::int32_t>(pixels.size());
+    file.add_record(id(wide_picture), tw::image_payload(extended, {pixels.data(), pixels.size()}));
+    file.add_record(id(text), tw::control_payload("closed", time));
     file.end_event();
     const float value = static_cast<float>(event);
     file.begin_event({number, {time.timeup, time.timelow + 5000}, TROX_EV_UPD});

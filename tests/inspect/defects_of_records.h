@@ -32,6 +32,14 @@ private:
         add("fewer rows than records",
             [](file& f) { increase<word>(f, f.map().pointers.position + 2 * word_size, -1); },
             {{finding_code::pointers_columns}});
+        for (const std::int64_t columns : {-1, -2, -5}) {
+            add("length of the pointers table some columns short",
+                [=](file& f) {
+                    const auto column = static_cast<std::int64_t>(4 * word_size * f.rows());
+                    increase<word>(f, f.map().pointers.position + word_size, columns * column);
+                },
+                {{finding_code::pointers_columns}});
+        }
         add(
             "row of zeros", [](file& f) { f.put_row(plain_trace, 1, {}); },
             [](const file& f) {
@@ -149,6 +157,18 @@ private:
             [](file& f) { increase<std::uint32_t>(f, block_at(f, 1) + offsetof(head, time), 3600); },
             at_block(finding_code::block_time));
         add(
+            "unassigned status bit of a server block",
+            [](file& f) { f.put(block_at(f, 1) + offsetof(head, status), 0x80000000U); },
+            at_block(finding_code::block_status));
+        add(
+            "pulse number of a server block",
+            [](file& f) { flip(f, block_at(f, 1) + offsetof(head, mpulse) + sizeof(head::mpulse) - 1); },
+            at_block(finding_code::block_pulse));
+        add(
+            "microseconds of a server block, more than a minute of them",
+            [](file& f) { f.put(block_at(f, 1) + offsetof(head, time) + 4, 0xF0000000U); },
+            at_block(finding_code::microseconds));
+        add(
             "microseconds of a server block",
             [](file& f) { increase<std::uint32_t>(f, block_at(f, 1) + offsetof(head, time) + 4, 1000000); },
             at_block(finding_code::microseconds));
@@ -259,6 +279,13 @@ private:
                 "compressor", [=](file& f) { f.put(subhead_at(f, one, 1) + zip, 4U); },
                 at_record(finding_code::record_zip, one, zip), 1);
             add(
+                "another flag beside the compressor",
+                [=](file& f) {
+                    const auto at = subhead_at(f, one, 1) + zip;
+                    f.put(at, f.template get<std::uint32_t>(at) | 8U);
+                },
+                at_record(finding_code::record_zip_flags, one, zip));
+            add(
                 "compressed length behind the basket",
                 [=](file& f) { f.put(subhead_at(f, one, 1) + zip + 8, 0x7FFFFFFFU); },
                 at_record(finding_code::record_zip, one, zip), 1);
@@ -307,9 +334,45 @@ private:
             "named values announced",
             [](file& f) { f.put(payload_at(f, names, 1) + offsetof(trox_name_value_block, ndata), 3); },
             at_record(finding_code::record_announced, names), 1);
+        for (const channel one : {picture, wide_picture}) {
+            constexpr std::size_t extended_width = offsetof(trox_image_ext_frame_head, aoi_width);
+            const std::size_t width = one == picture ? offsetof(trox_image_frame_head, w) : extended_width;
+            const std::size_t length =
+                one == picture ? offsetof(trox_image_frame_head, length) : offsetof(trox_image_ext_frame_head, length);
+            add(
+                "width of an image", [=](file& f) { increase<std::int32_t>(f, payload_at(f, one, 1) + width, 1); },
+                at_record(finding_code::record_image, one), 1);
+            add(
+                "half the length of an image", [=](file& f) { f.put(payload_at(f, one, 1) + length, 12); },
+                at_record(finding_code::record_image, one), 1);
+            add(
+                "no length of an image", [=](file& f) { f.put(payload_at(f, one, 1) + length, 0); },
+                at_record(finding_code::record_longer, one));
+        }
+        for (const std::size_t padding :
+             {offsetof(trox_image_frame_head, padding), offsetof(trox_image_frame_head, padding2)}) {
+            add(
+                "padding of an image", [=](file& f) { f.put(payload_at(f, picture, 1) + padding, 3); },
+                at_record(finding_code::padding, picture));
+        }
+        add(
+            "fewer samples announced",
+            [](file& f) { increase<std::int32_t>(f, payload_at(f, plain_trace, 1) + 4, -1); },
+            at_record(finding_code::record_longer, plain_trace));
+        add(
+            "fewer named values announced",
+            [](file& f) { f.put(payload_at(f, names, 1) + offsetof(trox_name_value_block, ndata), 1); },
+            at_record(finding_code::record_longer, names));
+        add(
+            "fewer characters announced",
+            [](file& f) { increase<std::int32_t>(f, payload_at(f, text, 1) + offsetof(trox_eqdata_head, length), -2); },
+            at_record(finding_code::record_longer, text));
         add(
             "name of a slow value", [](file& f) { set_byte(f, f.row(slow, 1).data, 'X'); },
             at_record(finding_code::record_value_name, slow, sizeof(subhead)), 1);
+        add(
+            "bytes behind the name of a slow value", [](file& f) { set_byte(f, f.row(slow, 1).data + 50, 'X'); },
+            at_record(finding_code::padding, slow, sizeof(subhead)));
         add("microseconds of a slow value",
             [](file& f) {
                 increase<std::uint32_t>(f, f.row(slow, 1).data + offsetof(typename T::update_block, upd_ch_time) + 4,
@@ -322,6 +385,16 @@ private:
         add("character of the descriptions",
             [](file& f) { set_byte(f, f.map().descriptions.position + basket_head, 'x'); },
             {{finding_code::descriptions_text}});
+        for (const std::string attribute : {"db_key=\"", "count=\"", "ev_type=\""}) {
+            add("number in the descriptions",
+                [=](file& f) {
+                    const auto begin = f.bytes().begin() + static_cast<std::ptrdiff_t>(f.map().descriptions.position);
+                    const auto end = begin + static_cast<std::ptrdiff_t>(f.map().descriptions.length);
+                    *(std::search(begin, end, attribute.begin(), attribute.end()) +
+                      static_cast<std::ptrdiff_t>(attribute.size())) = '5';
+                },
+                {{finding_code::descriptions_differ, 1, {}, "T/ZLIB", {}, 0}});
+        }
         add("name in the descriptions",
             [](file& f) {
                 const std::string wanted = "T/NONE";

@@ -159,6 +159,12 @@ private:
                 return std::vector<expected_finding>{{finding_code::index_first, 1, index_entry_at(f)}};
             });
         add(
+            "microseconds of the first time of an entry",
+            [](file& f) { f.put(index_entry_at(f) + word_size + 4, 0xF0000000U); },
+            [](const file& f) {
+                return std::vector<expected_finding>{{finding_code::index_first, 1, index_entry_at(f)}};
+            });
+        add(
             "last number of an entry", [](file& f) { increase<word>(f, index_entry_at(f) + 2 * word_size + 16, 1); },
             [](const file& f) {
                 return std::vector<expected_finding>{{finding_code::index_last, 1, index_entry_at(f)}};

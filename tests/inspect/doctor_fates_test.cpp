@@ -2,8 +2,12 @@
 #include "checked_file.h"
 
 #include "defects.h"
+#include "dump.h"
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace inspect_test
@@ -48,6 +52,97 @@ TYPED_TEST(doctor_fates, file_cut_in_its_baskets_is_known_by_its_head)
     EXPECT_EQ(report.errors, 2U);
 }
 
+TYPED_TEST(doctor_fates, file_cut_behind_its_records_has_them_all_checked)
+{
+    const auto file = make_file<TypeParam>(this->path());
+    const auto& map = file.map();
+    const std::uint64_t end =
+        std::min({map.event_index.position, map.channel_dictionary.position, map.pointers.position,
+                  map.environment.position, map.descriptions.position, map.references.position, map.trailer.position});
+    std::filesystem::resize_file(this->path(), end);
+    auto report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing");
+    EXPECT_EQ(report.channels.size(), channel_count - 1); // those with records
+    for (const auto& one : report.channels) {
+        EXPECT_EQ(one.good, 3U) << one.name;
+        EXPECT_EQ(one.checked, 3U) << one.name;
+    }
+    auto damaged = file;
+    damaged.bytes()[damaged.row(zlib_trace, 1).chhd + sizeof(typename TypeParam::subhead) + 16] ^= 0x55;
+    write_anew(damaged, this->path());
+    std::filesystem::resize_file(this->path(), damaged.row(text, 2).chhd + 3);
+    report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing, record-stream");
+    std::uint64_t good = 0;
+    for (const auto& one : report.channels) {
+        good += one.good;
+    }
+    EXPECT_EQ(good, 3U * (channel_count - 1) - 2);
+}
+
+TYPED_TEST(doctor_fates, slow_values_away_from_their_sub_heads_are_unchecked_in_a_file_without_tables)
+{
+    tw::layout_options layout;
+    layout.updates = tw::update_layout::away;
+    const auto file = make_file<TypeParam>(this->path(), layout);
+    ASSERT_NE(file.row(slow, 0).data, file.row(slow, 0).chhd + sizeof(typename TypeParam::subhead));
+    std::filesystem::resize_file(this->path(), file.map().channel_dictionary.position);
+    const auto report = ti::check_file(this->path());
+    for (const auto& one : report.channels) {
+        if (one.name == channel_names[slow]) {
+            EXPECT_EQ(one.checked, 3U);
+            EXPECT_GE(one.unchecked, 2U); // behind the last sub-head stands a value
+            EXPECT_EQ(one.damaged, 0U);
+        }
+    }
+    EXPECT_EQ(codes_of(report), "trailer-position, references-missing");
+}
+
+TYPED_TEST(doctor_fates, file_with_bytes_behind_its_trailer_is_checked_as_a_whole)
+{
+    make_file<TypeParam>(this->path());
+    std::filesystem::resize_file(this->path(), std::filesystem::file_size(this->path()) + (std::size_t{3} << 20));
+    const auto report = ti::check_file(this->path());
+    ASSERT_EQ(report.channels.size(), channel_count);
+    EXPECT_EQ(codes_of(report), "trailer-position");
+    EXPECT_EQ(report.channels[plain_trace].good, 3U);
+}
+
+TYPED_TEST(doctor_fates, more_compressed_bytes_than_a_file_can_hold_are_not_decompressed)
+{
+    make_file<TypeParam>(this->path());
+    ti::doctor_options options;
+    options.most_passes = 0;
+    const auto report = ti::check_file(this->path(), options);
+    EXPECT_EQ(codes_of(report), tw::has_lzo() ? "record-unchecked x6" : "record-unchecked x3");
+    EXPECT_EQ(report.channels[zlib_trace].unchecked, 3U);
+}
+
+TYPED_TEST(doctor_fates, progress_is_told_within_a_basket_and_never_runs_back)
+{
+    {
+        tw::file_writer writer(this->path(), TypeParam::format);
+        const auto id = writer.add_channel("T/ONLY");
+        for (int i = 0; i < 64; ++i) {
+            writer.begin_event(
+                {first_number + static_cast<std::uint32_t>(i), {first_second + static_cast<std::uint32_t>(i), 0}});
+            writer.begin_server_block({"SVR", {}, {}, 0, 0});
+            writer.add_record(id, tw::spectrum_payload(TypeParam::format, TypeParam::trace_type, {1.0F, 2.0F}));
+            writer.end_event();
+        }
+        writer.finish();
+    }
+    std::vector<std::uint64_t> told;
+    ti::doctor_options options;
+    options.progress = [&](std::uint64_t done, std::uint64_t total) {
+        told.push_back(done);
+        EXPECT_LE(done, total);
+    };
+    ti::check_file(this->path(), options);
+    EXPECT_GT(std::set<std::uint64_t>(told.begin(), told.end()).size(), 4U);
+    EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+}
+
 TYPED_TEST(doctor_fates, file_of_other_bytes_is_no_data_file)
 {
     std::ofstream(this->path()) << std::string(1000, 'x');
@@ -62,6 +157,13 @@ TYPED_TEST(doctor_fates, missing_files_and_directories_are_refused)
 {
     EXPECT_THROW(ti::check_file(this->path("none.raw")), std::system_error);
     EXPECT_THROW(ti::check_file(std::filesystem::path(this->path()).parent_path().string()), std::system_error);
+}
+
+TYPED_TEST(doctor_fates, pipe_that_nobody_writes_to_is_refused)
+{
+    ASSERT_EQ(::mkfifo(this->path("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(ti::check_file(this->path("pipe")), std::system_error);
+    EXPECT_THROW(ti::list_items(this->path("pipe")), std::system_error);
 }
 
 TYPED_TEST(doctor_fates, file_that_shrinks_meanwhile_is_a_read_error)
@@ -138,6 +240,23 @@ TYPED_TEST(doctor_fates, payload_below_the_least_of_its_type_is_found)
     EXPECT_EQ(report.findings[0].expected, "at least 88 for block type 22");
 }
 
+/// Leaving the table out and writing it empty is free.
+TYPED_TEST(doctor_fates, environment_values_without_a_dictionary_are_sound)
+{
+    const auto whole = make_file<TypeParam>(this->path());
+    auto file = whole;
+    file.put_word(file.map().environment.position + sizeof(typename TypeParam::word),
+                  2 * sizeof(typename TypeParam::word));
+    write_anew(file, this->path());
+    EXPECT_EQ(codes_of(ti::check_file(this->path())), "");
+    file = whole;
+    file.put_reference(offsetof(typename TypeParam::reference_table, eidt_ref), 0);
+    write_anew(file, this->path());
+    const auto report = ti::check_file(this->path());
+    EXPECT_EQ(codes_of(report), "");
+    EXPECT_EQ(report.channels[environment].good, 3U);
+}
+
 TYPED_TEST(doctor_fates, environment_dictionary_with_an_index_twice_is_found)
 {
     {
@@ -150,6 +269,40 @@ TYPED_TEST(doctor_fates, environment_dictionary_with_an_index_twice_is_found)
         file.finish();
     }
     EXPECT_EQ(codes_of(ti::check_file(this->path())), "environment-repeated");
+}
+
+/// One compressed record of 64 MiB in 200 rows: decompressed once, it takes a moment; each time, a minute.
+TYPED_TEST(doctor_fates, compressed_record_of_many_rows_is_decompressed_once)
+{
+    constexpr int rows = 200;
+    tw::file_options options;
+    tw::file_writer writer(this->path(), TypeParam::format, options);
+    const auto id = writer.add_channel("T/LARGE", tw::storage::zlib);
+    const std::vector<float> none;
+    for (int i = 0; i < rows; ++i) {
+        writer.begin_event(
+            {first_number + static_cast<std::uint32_t>(i), {first_second + static_cast<std::uint32_t>(i), 0}});
+        writer.begin_server_block({"SVR", {}, {}, 0, 0});
+        const std::vector<float> samples(i == 0 ? std::size_t{16} << 20 : 1);
+        writer.add_record(id, tw::spectrum_payload(TypeParam::format, TypeParam::trace_type, samples));
+        writer.end_event();
+    }
+    trox_test::data_file<TypeParam> file(this->path(), writer.finish());
+    for (std::size_t i = 1; i < rows; ++i) {
+        auto row = file.row(0, i);
+        row.chhd = file.row(0, 0).chhd;
+        row.data = file.row(0, 0).data;
+        file.put_row(0, i, row);
+    }
+    write_anew(file, this->path());
+    ti::doctor_options doctor;
+    doctor.threads = 1;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto report = ti::check_file(this->path(), doctor);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    ASSERT_EQ(report.channels.size(), 1U);
+    EXPECT_EQ(report.channels[0].good, rows);
+    EXPECT_EQ(codes_of(report), "record-overlap x199");
 }
 
 TEST(doctor_fates_legacy, name_too_long_for_its_sub_heads_is_found)

@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using trox::fault;
 using numbers = std::vector<std::uint64_t>;
 
-constexpr trox::reading_options strict{std::size_t{1} << 20, 1, false};
+const trox::reading_options strict{std::size_t{1} << 20, 1, false};
 
 std::vector<unsigned char> bytes_of(const std::string& path)
 {

@@ -39,7 +39,7 @@ struct scalar_to_text {
     }
     std::string operator()(const std::string& value) const
     {
-        return value;
+        return valid_utf8(value);
     }
     std::string operator()(trox::time_point value) const
     {

@@ -52,6 +52,7 @@ const time_display& context::times()
 
 output& context::out()
 {
+    file_bar_.reset();
     if (!out_) {
         out_ = std::make_unique<output>(options_.output_file);
     }
@@ -94,6 +95,7 @@ report_setting context::setting(int schema_version)
     setting.has_colors = wants_colors();
     setting.detail = options_.detail;
     setting.width = out().width();
+    setting.is_terminal = out().is_terminal();
     return setting;
 }
 
@@ -129,6 +131,7 @@ void context::finish(report& result)
 
 void context::note(const std::string& text)
 {
+    file_bar_.reset();
     write_diagnostic(verb_, text);
 }
 
@@ -138,10 +141,42 @@ void context::data_lost(const std::string& text)
     note(text);
 }
 
+bool context::wants_progress() const
+{
+    switch (options_.progress) {
+    case progress_use::automatic:
+        return ::isatty(STDERR_FILENO) == 1;
+    case progress_use::always:
+        return true;
+    case progress_use::never:
+        break;
+    }
+    return false;
+}
+
 progress context::start_progress(const std::string& label, std::uint64_t total) const
 {
-    const bool is_wanted = options_.progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1;
-    return is_wanted ? progress(label, total) : progress();
+    constexpr std::chrono::milliseconds usual_patience{1000};
+    const bool is_always = options_.progress == progress_use::always;
+    return wants_progress() ? progress(label, total, is_always ? std::chrono::milliseconds(0) : usual_patience)
+                            : progress();
+}
+
+trox::file_progress context::follow_files(const std::string& label)
+{
+    if (!wants_progress()) {
+        return {};
+    }
+    file_bar_.reset();
+    return [this, label](std::size_t done, std::size_t total) {
+        if (!file_bar_) {
+            file_bar_ = std::make_unique<progress>(start_progress(label, total));
+        }
+        file_bar_->reach(done);
+        if (done == total) {
+            file_bar_.reset();
+        }
+    };
 }
 
 trox::reading_options context::reading() const
@@ -150,6 +185,15 @@ trox::reading_options context::reading() const
     reading.memory_budget = static_cast<std::size_t>(options_.memory);
     reading.threads = options_.threads;
     return reading;
+}
+
+void context::tell_problems(const std::vector<trox::file_info>& files)
+{
+    for (const auto& file : files) {
+        if (!file.problem.empty()) {
+            data_lost(file.path + ": " + file.problem);
+        }
+    }
 }
 
 void context::tell_losses(const std::vector<trox::skipped_file>& files)

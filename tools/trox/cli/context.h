@@ -64,13 +64,19 @@ public:
     {
         return has_lost_data_;
     }
+    bool wants_progress() const;
     /// A bar, where one is wanted. At most one at a time is shown.
     progress start_progress(const std::string& label, std::uint64_t total) const;
+    /// The same for what tells of each file. The bar goes with the last one, or before something else is written.
+    /// Borrows this.
+    trox::file_progress follow_files(const std::string& label);
 
     // --- reading ----------------------------------------------------------------------------------------------
 
     /// --threads and --memory, damaged records passed over.
     trox::reading_options reading() const;
+    /// Tells of files whose data can be read, but not all else; data are lost then.
+    void tell_problems(const std::vector<trox::file_info>& files);
     /// Tells of what was passed over: a line for each file and each of the first records, a sum for the rest; data are
     /// lost then.
     void tell_losses(const std::vector<trox::skipped_file>& files);
@@ -83,6 +89,7 @@ private:
     const common_options& options_;
     std::optional<time_display> times_;
     std::unique_ptr<output> out_;
+    std::unique_ptr<progress> file_bar_;
     bool has_lost_data_ = false;
 };
 

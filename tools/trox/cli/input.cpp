@@ -23,8 +23,9 @@ std::vector<std::string> files_in(const std::string& directory, const char* endi
 {
     std::vector<std::string> files;
     for (std::filesystem::directory_iterator at(directory, failed), end; !failed && at != end; at.increment(failed)) {
+        // What is no data file after all, and links that lead nowhere, are told of when they are opened.
         std::error_code ignored;
-        if (at->path().extension() == ending && at->is_regular_file(ignored)) {
+        if (at->path().extension() == ending && !at->is_directory(ignored)) {
             files.push_back(at->path().string());
         }
     }
@@ -139,6 +140,18 @@ trox::run_place place_options::place(const context& context) const
     return where;
 }
 
+void place_options::refuse_beside_files() const
+{
+    const char* const given = !place_.catalogue.empty()    ? "--catalogue"
+                              : !place_.data.empty()       ? "--data"
+                              : !place_.experiment.empty() ? "--experiment"
+                              : !place_.stream.empty()     ? "--stream"
+                                                           : nullptr;
+    if (given != nullptr) {
+        throw wrong_use(std::string(given) + " tells where runs lie, and files are named as well", "name one of them");
+    }
+}
+
 // --- files, runs, periods -----------------------------------------------------------------------------------
 
 void data_source::declare_files(CLI::App& app)
@@ -191,6 +204,9 @@ data_source::sorted_arguments data_source::sort_arguments() const
         (is_file ? sorted.files : sorted.channels).push_back(word);
     }
     sorted.channels.insert(sorted.channels.end(), channels_.begin(), channels_.end());
+    if (std::find(sorted.files.begin(), sorted.files.end(), "") != sorted.files.end()) {
+        throw wrong_use("the name of a file is empty");
+    }
     return sorted;
 }
 
@@ -210,22 +226,30 @@ trox::data_set data_source::open(context& context) const
     if (!sorted.files.empty() && run_) {
         throw wrong_use("files and --run are two things to read", "name one of them");
     }
+    if (!sorted.files.empty()) {
+        where_.refuse_beside_files();
+    }
     if (!limits_events_ && (begin_ || end_) && (!sorted.files.empty() || run_)) {
         throw wrong_use("--from and --to name a period, and files or a run are named as well", "name one of them");
     }
+    trox::open_options as_named;
+    as_named.progress = context.follow_files("opening files");
+    trox::open_options by_time = as_named;
+    by_time.order = trox::open_options::file_order::by_time;
     const auto open = [&]() {
         if (!sorted.files.empty()) {
             const auto files = expand_directories(sorted.files);
             context.keep_inputs(files);
-            return trox::data_set::open_files(files);
+            return trox::data_set::open_files(files, by_time);
         }
         if (run_) {
-            return trox::data_set::open_run(where_.place(context), *run_);
+            return trox::data_set::open_run(where_.place(context), *run_, as_named);
         }
         if (where_.is_given() && (begin_ || end_)) {
             constexpr trox::time_point earliest{std::chrono::seconds(0)};
             constexpr trox::time_point latest{std::chrono::seconds(253402300799)}; // end of the year 9999
-            return trox::data_set::open_period(where_.place(context), begin_.value_or(earliest), end_.value_or(latest));
+            return trox::data_set::open_period(where_.place(context), begin_.value_or(earliest), end_.value_or(latest),
+                                               by_time);
         }
         if (!sorted.channels.empty() && channels_.empty()) {
             throw wrong_use("no file is named: \"" + sorted.channels.front() + "\" is none",
@@ -237,6 +261,7 @@ trox::data_set data_source::open(context& context) const
     trox::data_set data = open();
     context.keep_inputs(paths_of(data));
     context.tell_losses(data.skipped_files());
+    context.tell_problems(data.files());
     return data;
 }
 
@@ -244,6 +269,7 @@ std::vector<std::string> data_source::files(const context& context) const
 {
     const sorted_arguments sorted = sort_arguments();
     if (!sorted.files.empty() && !run_) {
+        where_.refuse_beside_files();
         const auto files = expand_directories(sorted.files);
         context.keep_inputs(files);
         return files;
@@ -339,11 +365,12 @@ void synchronisation_options::declare(CLI::App& app)
 {
     const trox::synchronisation usual;
     // A flag, so that it takes a value only behind "=", and never swallows the next argument.
-    app.add_flag("--by-time{" + duration_text(usual.tolerance) + "}", tolerance_,
-                 "Match channels by time instead of by event number: records that lie no farther apart are of one "
-                 "event (50ms)")
-        ->type_name("TOLERANCE")
-        ->group(selection_group);
+    by_time_ =
+        app.add_flag("--by-time{" + duration_text(usual.tolerance) + "}", tolerance_,
+                     "Match channels by time instead of by event number: records that lie no farther apart are of one "
+                     "event (50ms)")
+            ->type_name("TOLERANCE")
+            ->group(selection_group);
     add_choice<trox::on_missing>(
         app, "--missing", missing_,
         {{"keep", trox::on_missing::keep}, {"drop", trox::on_missing::drop}, {"fail", trox::on_missing::fail}},
@@ -354,7 +381,7 @@ void synchronisation_options::declare(CLI::App& app)
 void synchronisation_options::apply(trox::selection& selection) const
 {
     selection.missing = missing_;
-    if (tolerance_.empty()) {
+    if (by_time_->count() == 0) {
         return;
     }
     selection.match.how = trox::synchronisation::mode::by_time;

@@ -25,6 +25,8 @@ public:
     {
         return !place_.catalogue.empty();
     }
+    /// Throws wrong_use when any of the options is given: files need none of them.
+    void refuse_beside_files() const;
     /// Data files are looked for in the catalogue's directory when no --data was given. The context keeps the
     /// catalogue's files from being replaced. Throws wrong_use without a catalogue, and as context::keep_inputs.
     trox::run_place place(const context& context) const;
@@ -37,7 +39,8 @@ private:
 ///
 ///     FILE... | --run N --catalogue DIR | --from TIME --to TIME --catalogue DIR
 ///
-/// A directory as FILE stands for its *.raw files in reading order. With files or a run, --from and --to limit the
+/// A directory as FILE stands for its *.raw files. All files are read in the order of their events, however they are
+/// named. With files or a run, --from and --to limit the
 /// events that are read, for verbs that read events.
 class data_source
 {
@@ -54,7 +57,8 @@ public:
     /// Opens what was given, and tells the context of files that were passed over; none of them can be the output.
     /// Throws failure, trox::error.
     trox::data_set open(context& context) const;
-    /// The same as paths and runs, for verbs that want no data set: the files in reading order. Throws as `open`.
+    /// The same as paths, for verbs that look at each file on its own: those named in their order, directories' in
+    /// reading order. Throws as `open`.
     std::vector<std::string> files(const context& context) const;
     /// Whether files are named, rather than a run or a period.
     bool has_files() const;
@@ -104,6 +108,7 @@ public:
     void apply(trox::selection& selection) const;
 
 private:
+    const CLI::Option* by_time_ = nullptr;
     std::string tolerance_;
     trox::on_missing missing_ = trox::on_missing::keep;
 };

@@ -79,7 +79,7 @@ std::string json_string(std::string_view text)
     std::string result = "\"";
     while (!text.empty()) {
         const char32_t code_point = take_code_point(text);
-        if (code_point == '"' || code_point == '\\' || code_point < 0x20 || code_point == 0x7F) {
+        if (code_point == '"' || code_point == '\\' || code_point < 0x20 || (code_point >= 0x7F && code_point < 0xA0)) {
             result += escape_of(code_point);
         } else {
             append_utf8(result, code_point);

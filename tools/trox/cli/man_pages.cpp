@@ -77,13 +77,13 @@ void add_end(std::string& page, const std::string& see_also)
 
 void add_options(std::string& page, const verb_doc& doc)
 {
-    std::string group;
-    for (const auto& option : doc.options) {
-        if (option.group != group) {
-            group = option.group;
-            page += ".SS " + roff(group) + "\n";
+    for (const auto& group : doc.groups()) {
+        page += ".SS " + roff(group) + "\n";
+        for (const auto& option : doc.options) {
+            if (option.group == group) {
+                add_entry(page, bold(option.heading()), option.description);
+            }
         }
-        add_entry(page, bold(option.heading()), option.description);
     }
 }
 

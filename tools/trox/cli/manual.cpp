@@ -95,13 +95,7 @@ constexpr std::size_t option_column = 28;
 
 void add_options(std::string& text, const verb_doc& doc, std::size_t width)
 {
-    std::vector<std::string> groups;
-    for (const auto& option : doc.options) {
-        if (std::find(groups.begin(), groups.end(), option.group) == groups.end()) {
-            groups.push_back(option.group);
-        }
-    }
-    for (const auto& group : groups) {
+    for (const auto& group : doc.groups()) {
         text += "\n" + group + ":\n";
         for (const auto& option : doc.options) {
             if (option.group == group) {
@@ -123,6 +117,17 @@ std::string argument_doc::heading() const
         return text + value;
     }
     return text + (is_value_optional ? "[=" + value + "]" : " " + value);
+}
+
+std::vector<std::string> verb_doc::groups() const
+{
+    std::vector<std::string> found;
+    for (const auto& option : options) {
+        if (std::find(found.begin(), found.end(), option.group) == found.end()) {
+            found.push_back(option.group);
+        }
+    }
+    return found;
 }
 
 std::vector<std::string> argument_doc::words() const

@@ -33,6 +33,9 @@ struct verb_doc {
     std::string usage{}; ///< "trox list [OPTION]... [FILE]..."
     std::vector<argument_doc> positionals{};
     std::vector<argument_doc> options{};
+
+    /// The groups of the options, each once, as they come.
+    std::vector<std::string> groups() const;
 };
 verb_doc document(const verb_entry& entry);
 

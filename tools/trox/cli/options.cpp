@@ -161,9 +161,14 @@ void common_options::declare_long(CLI::App& app)
 
 void common_options::declare_output(CLI::App& app)
 {
-    app.add_option("-o,--output", output_file,
-                   "Write to FILE instead of standard output; FILE is replaced as a whole, when all is done")
-        ->type_name(file_value)
+    const auto take = [this](const std::string& word) {
+        if (word.empty()) {
+            throw wrong_use("the name of the file is empty");
+        }
+        output_file = word == "-" ? "" : word;
+    };
+    add_word(app, "-o,--output", file_value, take,
+             "Write to FILE instead of standard output (-); FILE is replaced as a whole, when all is done")
         ->group(rendering_group);
 }
 
@@ -172,6 +177,11 @@ void common_options::declare_work(CLI::App& app)
     constexpr std::int64_t most_threads = 1024;
     add_integer(app, "--threads", threads, 0, most_threads, "Threads that decode; 0 (the default): one per processor")
         ->group(work_group);
+    declare_memory(app);
+}
+
+void common_options::declare_memory(CLI::App& app)
+{
     add_bytes(app, "--memory", memory, "Memory for decoded data, like 64M or 1G (256M)")->group(work_group);
     declare_progress(app);
 }
@@ -179,8 +189,10 @@ void common_options::declare_work(CLI::App& app)
 void common_options::declare_progress(CLI::App& app)
 {
     add_choice<progress_use>(
-        app, "--progress", progress, {{"auto", progress_use::automatic}, {"never", progress_use::never}},
-        "Whether work of more than a second shows a bar on standard error; auto (the default): on terminals")
+        app, "--progress", progress,
+        {{"auto", progress_use::automatic}, {"always", progress_use::always}, {"never", progress_use::never}},
+        "Whether a bar on standard error shows how far the work is; auto (the default): on terminals, when it lasts "
+        "for more than a second")
         ->group(work_group);
 }
 

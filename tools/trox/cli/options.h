@@ -20,7 +20,7 @@ namespace trox_cli
 
 enum class output_format { table, json, ndjson, csv };
 enum class color_use { automatic, always, never };
-enum class progress_use { automatic, never };
+enum class progress_use { automatic, always, never };
 
 /// What the options of the same names say.
 struct common_options {
@@ -46,6 +46,8 @@ struct common_options {
     void declare_output(CLI::App& app);
     /// --threads, --memory, --progress: for verbs that may take long.
     void declare_work(CLI::App& app);
+    /// --memory and --progress: for verbs that may take long, and decode with one thread.
+    void declare_memory(CLI::App& app);
     /// --progress alone.
     void declare_progress(CLI::App& app);
 };

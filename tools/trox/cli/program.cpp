@@ -17,10 +17,36 @@ namespace trox_cli
 namespace
 {
 
+/// The first argument that must be given and is not, as help names it.
+std::string missing_argument(const CLI::App& app)
+{
+    for (const CLI::Option* const option : app.get_options()) {
+        if (option->get_required() && option->count() == 0) {
+            return option->get_positional() ? option->get_type_name() + " (" + option->get_description() + ")"
+                                            : option->get_name();
+        }
+    }
+    return "an argument";
+}
+
+/// "--option=" would count as the option without a value.
+void refuse_empty_values(const std::vector<std::string>& arguments, const std::string& hint)
+{
+    for (const std::string& argument : arguments) {
+        if (argument == "--") {
+            return;
+        }
+        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            throw wrong_use(argument.substr(0, argument.size() - 1) + ": a value is missing", hint);
+        }
+    }
+}
+
 /// Reads the verb's options. Throws wrong_use; CLI::CallForHelp when help is wanted.
 void parse(CLI::App& app, const verb_entry& entry, const std::vector<std::string>& arguments)
 {
     const std::string see = std::string("\"trox help ") + entry.name + "\" lists arguments and options";
+    refuse_empty_values(arguments, see);
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it takes them from the back
     } catch (const CLI::CallForHelp&) {
@@ -40,6 +66,8 @@ void parse(CLI::App& app, const verb_entry& entry, const std::vector<std::string
     } catch (const CLI::ArgumentMismatch& error) {
         const std::string text = error.what(); // "--kind: 1 required ... missing"
         throw wrong_use(text.substr(0, text.find(':')) + ": a value is missing", see);
+    } catch (const CLI::RequiredError&) {
+        throw wrong_use(missing_argument(app) + " is missing", see);
     } catch (const CLI::ParseError& error) {
         throw wrong_use(error.what(), see);
     }

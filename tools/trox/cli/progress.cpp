@@ -14,7 +14,6 @@ namespace trox_cli
 namespace
 {
 
-constexpr auto first_after = std::chrono::seconds(1);
 constexpr auto between = std::chrono::milliseconds(100);
 
 std::size_t terminal_width()
@@ -26,8 +25,8 @@ std::size_t terminal_width()
 
 } // namespace
 
-progress::progress(std::string label, std::uint64_t total)
-    : label_(std::move(label)), total_(total), is_shown_(total > 0), next_(clock::now() + first_after)
+progress::progress(std::string label, std::uint64_t total, std::chrono::milliseconds patience)
+    : label_(std::move(label)), total_(total), is_shown_(total > 0), next_(clock::now() + patience)
 {
 }
 
@@ -45,7 +44,12 @@ progress::progress(progress&& other) noexcept
 
 void progress::advance(std::uint64_t amount)
 {
-    done_ += amount;
+    reach(done_ + amount);
+}
+
+void progress::reach(std::uint64_t done)
+{
+    done_ = done;
     if (!is_shown_) {
         return;
     }

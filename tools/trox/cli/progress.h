@@ -9,20 +9,23 @@
 namespace trox_cli
 {
 
-/// Shows how far some work is, from its second second on and ten times a second at most; gone when it is destroyed.
+/// Shows how far some work is, ten times a second at most; gone when it is destroyed.
 /// One thread at a time.
 class progress
 {
 public:
     /// Shows nothing at all.
     progress() = default;
-    /// Shows "<label>  [=====>     ] 45 %" on standard error. `total` is what `advance` adds up to.
-    progress(std::string label, std::uint64_t total);
+    /// Shows "<label>  [=====>     ] 45 %" on standard error, once the work has lasted for some time. `total` is what
+    /// `advance` adds up to.
+    progress(std::string label, std::uint64_t total, std::chrono::milliseconds patience);
     ~progress();
     progress(progress&& other) noexcept;
     progress& operator=(progress&&) = delete;
 
     void advance(std::uint64_t amount = 1);
+    /// The same by what is done in all.
+    void reach(std::uint64_t done);
     /// Takes the bar away until the next `advance`, before something else is written there.
     void hide();
 

@@ -312,7 +312,7 @@ bool tell_without_samples(report& result, const trox::record& record)
 
 } // namespace
 
-void tell_records(report& result, const trox::event_reader& events, const trox::event& event)
+void tell_records(report& result, const trox::data_set& data, const shown_event& event)
 {
     constexpr auto exact = column_view::exact;
     result.begin_table({"records", "Records"}, {{"channel"},
@@ -329,30 +329,30 @@ void tell_records(report& result, const trox::event_reader& events, const trox::
                                                 {"server", column_type::text, exact},
                                                 {"file", column_type::text, exact},
                                                 {"offset", column_type::integer, exact}});
-    for (std::size_t i = 0; i < event.records().size(); ++i) {
-        const auto& channel = events.data().channels()[events.channels()[i]];
-        const trox::record& record = event[i];
+    for (std::size_t i = 0; i < event.records.size(); ++i) {
+        const auto& channel = data.channels()[event.channels[i]];
+        const trox::record& record = event.records[i];
         if (!record) {
             result.row({channel.name, {}, {}, text_or_null(channel.unit), {}, {}, {}, {}, {}, {}, {}, {}, {}, {}});
             continue;
         }
         result.row({channel.name, trox::name_of(record.kind()), summary_of(record), text_or_null(channel.unit),
                     record.is_updated(), cell(record.errors()).with(record.errors() == 0 ? tone::plain : tone::warning),
-                    record.time() - event.time(), record.number(), record.event_number(), record.time(),
+                    record.time() - event.time, record.number(), record.event_number(), record.time(),
                     trox::event_type_name(record.event_type()), record.server(), record.file(), record.offset()});
     }
     result.end_table();
 }
 
-void tell_event(report& result, const trox::event_reader& events, const trox::event& event)
+void tell_event(report& result, const trox::data_set& data, const shown_event& event)
 {
-    const auto& records = event.records();
+    const auto& records = event.records;
     const auto present = std::count_if(records.begin(), records.end(), [](const auto& one) { return bool(one); });
-    result.fields({"event"}, {{{"event", column_type::integer}, event.number()},
-                              {{"time", column_type::time}, event.time()},
+    result.fields({"event"}, {{{"event", column_type::integer}, event.number},
+                              {{"time", column_type::time}, event.time},
                               {{"channels", column_type::integer}, records.size()},
                               {{"present", column_type::integer}, present}});
-    tell_records(result, events, event);
+    tell_records(result, data, event);
 }
 
 void tell_record_as_lists(report& result, const trox::channel_info& channel, const trox::record& record,

@@ -5,10 +5,21 @@
 #include "report.h"
 #include "trox/event_reader.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace trox_cli
 {
+
+/// What is shown of an event: some channels, by their index in the data set, and the record of each.
+struct shown_event {
+    std::uint64_t number = 0;
+    trox::time_point time{};
+    std::vector<std::size_t> channels{};
+    std::vector<trox::record> records{};
+};
 
 /// What is shown of a record's samples or pixels.
 struct shown_samples {
@@ -17,9 +28,9 @@ struct shown_samples {
 };
 
 /// Section "event", and table "records": each selected channel, what it holds in words, what is missing.
-void tell_event(report& result, const trox::event_reader& events, const trox::event& event);
+void tell_event(report& result, const trox::data_set& data, const shown_event& event);
 /// Table "records" alone.
-void tell_records(report& result, const trox::event_reader& events, const trox::event& event);
+void tell_records(report& result, const trox::data_set& data, const shown_event& event);
 
 /// Section "record", and what suits its kind: "members", "region", "image", "list" and "values", "slow", "control".
 /// Samples are lists.

@@ -2,6 +2,7 @@
 #include "cell_text.h"
 #include "output.h"
 #include "report.h"
+#include "text.h"
 
 namespace trox_cli
 {
@@ -23,20 +24,39 @@ std::string csv_field(const std::string& text)
     return quoted + "\"";
 }
 
-void write_line(output& out, const std::vector<std::string>& texts)
+/// Writes lines of fields. On a terminal, nothing in them moves its cursor.
+class csv_lines
 {
-    std::string line;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        line += i == 0 ? "" : ",";
-        line += csv_field(texts[i]);
+public:
+    csv_lines(output& out, const report_setting& setting)
+        : out_(out), times_(setting.times), is_terminal_(setting.is_terminal)
+    {
     }
-    out.write(line + "\r\n");
-}
+
+    std::string text_of(const cell& value) const
+    {
+        return exact_text(value, times_);
+    }
+    void write(const std::vector<std::string>& texts)
+    {
+        std::string line;
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            line += i == 0 ? "" : ",";
+            line += csv_field(is_terminal_ ? printable(texts[i]) : texts[i]);
+        }
+        out_.write(line + "\r\n");
+    }
+
+private:
+    output& out_;
+    time_display times_;
+    bool is_terminal_;
+};
 
 class csv_table_renderer final : public renderer
 {
 public:
-    csv_table_renderer(output& out, const report_setting& setting) : out_(out), times_(setting.times) {}
+    csv_table_renderer(output& out, const report_setting& setting) : lines_(out, setting) {}
 
     /// A set of values is a table of one row.
     void fields(const section& head, const std::vector<field>& values) override
@@ -56,35 +76,34 @@ public:
         for (const column& what : columns) {
             names.push_back(what.name);
         }
-        write_line(out_, names);
+        lines_.write(names);
     }
     void row(const std::vector<cell>& cells) override
     {
         std::vector<std::string> texts;
         for (const cell& value : cells) {
-            texts.push_back(exact_text(value, times_));
+            texts.push_back(lines_.text_of(value));
         }
-        write_line(out_, texts);
+        lines_.write(texts);
     }
     void end_table() override {}
     void finish() override {}
 
 private:
-    output& out_;
-    time_display times_;
+    csv_lines lines_;
 };
 
 class csv_values_renderer final : public renderer
 {
 public:
-    csv_values_renderer(output& out, const report_setting& setting) : out_(out), times_(setting.times)
+    csv_values_renderer(output& out, const report_setting& setting) : lines_(out, setting)
     {
-        write_line(out_, {"section", "row", "field", "value"});
+        lines_.write({"section", "row", "field", "value"});
     }
     void fields(const section& head, const std::vector<field>& values) override
     {
         for (const field& value : values) {
-            write_line(out_, {head.name, "", value.what.name, exact_text(value.value, times_)});
+            lines_.write({head.name, "", value.what.name, lines_.text_of(value.value)});
         }
     }
     void begin_table(const section& head, const std::vector<column>& columns) override
@@ -97,15 +116,14 @@ public:
     {
         ++rows_;
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            write_line(out_, {name_, std::to_string(rows_), columns_[i].name, exact_text(cells[i], times_)});
+            lines_.write({name_, std::to_string(rows_), columns_[i].name, lines_.text_of(cells[i])});
         }
     }
     void end_table() override {}
     void finish() override {}
 
 private:
-    output& out_;
-    time_display times_;
+    csv_lines lines_;
     std::string name_;
     std::vector<column> columns_;
     std::uint64_t rows_ = 0;

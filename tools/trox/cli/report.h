@@ -38,6 +38,7 @@ struct report_setting {
     bool has_colors = false;
     column_view detail = column_view::everywhere; ///< exact: tables for people have all columns
     std::size_t width = 0;                        ///< of the terminal; 0: no limit
+    bool is_terminal = false;                     ///< nothing may move its cursor
 };
 
 /// Writes sections in one format. The calls come in the order that `report` makes sure of.

@@ -1,5 +1,6 @@
 #include "summary.h"
 
+#include "event_util.h"
 #include "text.h"
 
 #include <algorithm>
@@ -103,6 +104,15 @@ std::string control_summary(const trox::record& record)
 }
 
 } // namespace
+
+std::uint32_t slow_event_types()
+{
+    std::uint32_t mask = 0;
+    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
+        mask |= is_slow_event(type) ? std::uint32_t{1} << static_cast<unsigned>(type) : 0U;
+    }
+    return mask;
+}
 
 std::vector<std::string> event_type_names(std::uint32_t mask)
 {

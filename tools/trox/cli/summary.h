@@ -17,6 +17,9 @@ namespace trox_cli
 /// The names of the event types in a mask.
 std::vector<std::string> event_type_names(std::uint32_t mask);
 
+/// The mask of those event types whose values stay valid until the next one.
+std::uint32_t slow_event_types();
+
 /// Number of events of all types, and the time that they span.
 struct file_span {
     std::uint64_t events = 0;

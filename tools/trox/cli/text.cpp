@@ -1,12 +1,13 @@
 #include "text.h"
 
+#include "trox/basics.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cwchar>
 #include <fmt/format.h>
-#include <numeric>
 #include <utility>
 
 namespace trox_cli
@@ -41,21 +42,6 @@ std::size_t width_of(char32_t code_point)
 {
     const int width = ::wcwidth(static_cast<wchar_t>(code_point));
     return width < 0 ? 1 : static_cast<std::size_t>(width);
-}
-
-std::size_t edit_distance(std::string_view a, std::string_view b)
-{
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
-        }
-    }
-    return row[b.size()];
 }
 
 template <class Real> std::string shortest(Real value)
@@ -135,6 +121,15 @@ std::string printable(std::string_view text)
     return result;
 }
 
+std::string valid_utf8(std::string_view text)
+{
+    std::string result;
+    while (!text.empty()) {
+        append_utf8(result, take_code_point(text));
+    }
+    return result;
+}
+
 std::size_t display_width(std::string_view text)
 {
     std::size_t width = 0;
@@ -191,7 +186,7 @@ std::vector<std::string> similar_words(std::string_view word, const std::vector<
     std::vector<std::pair<std::size_t, std::string>> found;
     for (const auto& candidate : words) {
         const bool is_beginning = !word.empty() && candidate.starts_with(word);
-        const std::size_t distance = is_beginning ? 1 : edit_distance(word, candidate);
+        const std::size_t distance = is_beginning ? 1 : trox::edit_distance(word, candidate);
         if (distance <= std::max<std::size_t>(1, candidate.size() / 3)) {
             found.emplace_back(distance, candidate);
         }

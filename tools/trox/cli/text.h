@@ -22,6 +22,9 @@ void append_utf8(std::string& text, char32_t code_point);
 /// characters and bytes that are no UTF-8 a replacement character.
 std::string printable(std::string_view text);
 
+/// The text with a replacement character for each byte that is no UTF-8.
+std::string valid_utf8(std::string_view text);
+
 /// Columns of a terminal that a printable text takes.
 std::size_t display_width(std::string_view text);
 /// The text if it is not wider than `width`, else its beginning with "…" at the end.

@@ -6,11 +6,24 @@
 #include <ctime>
 #include <filesystem>
 #include <fmt/format.h>
+#include <fstream>
+#include <string_view>
 
 namespace trox_cli
 {
 namespace
 {
+
+/// Other files lie beside those of the zones.
+bool is_zone_file(const std::filesystem::path& path)
+{
+    constexpr std::string_view mark = "TZif";
+    std::error_code ignored;
+    std::string begin(mark.size(), '\0');
+    return std::filesystem::is_regular_file(path, ignored) &&
+           std::ifstream(path, std::ios::binary).read(begin.data(), static_cast<std::streamsize>(begin.size())) &&
+           begin == mark;
+}
 
 /// glibc takes an unknown zone for UTC without a word, so the zone's file is looked for first.
 void use_zone(const std::string& zone)
@@ -21,9 +34,7 @@ void use_zone(const std::string& zone)
     }
     const char* const configured = std::getenv("TZDIR");
     const std::filesystem::path root = configured != nullptr ? configured : "/usr/share/zoneinfo";
-    std::error_code ignored;
-    if (zone.empty() || zone.front() == '/' || zone.find("..") != std::string::npos ||
-        !std::filesystem::is_regular_file(root / zone, ignored)) {
+    if (zone.empty() || zone.front() == '/' || zone.find("..") != std::string::npos || !is_zone_file(root / zone)) {
         throw wrong_use("--tz: there is no time zone \"" + zone + "\"",
                         "UTC, local, or a name like Europe/Berlin from " + root.string());
     }
@@ -43,16 +54,40 @@ split_time split(trox::time_point time)
     return {static_cast<std::time_t>(seconds.time_since_epoch().count()), static_cast<long>((time - seconds).count())};
 }
 
-std::string with_microseconds(const std::string& pattern, long microseconds)
+/// Length of the conversion that begins with the "%" at `at`: flags, width, modifier and letter. 0 when it is cut.
+std::size_t conversion_length(std::string_view pattern, std::size_t at)
+{
+    const std::size_t letter = pattern.find_first_not_of("_-+0123456789^#EO", at + 1);
+    return letter == std::string_view::npos ? 0 : letter + 1 - at;
+}
+
+/// Whether every "%" begins a conversion.
+bool is_whole(std::string_view pattern)
+{
+    for (std::size_t at = pattern.find('%'); at != std::string_view::npos;) {
+        const std::size_t length = conversion_length(pattern, at);
+        if (length == 0) {
+            return false;
+        }
+        at = pattern.find('%', at + length);
+    }
+    return true;
+}
+
+/// Puts in what strftime does not know (%f), and what it would take for a time of the local zone (%s).
+std::string with_numbers(const std::string& pattern, const split_time& time)
 {
     std::string result;
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern[i] == '%' && i + 1 < pattern.size()) {
-            ++i;
-            result += pattern[i] == 'f' ? fmt::format("{:06}", microseconds) : std::string{'%', pattern[i]};
-        } else {
-            result += pattern[i];
+    for (std::size_t at = 0; at < pattern.size();) {
+        if (pattern[at] != '%') {
+            result += pattern[at++];
+            continue;
         }
+        const std::string conversion = pattern.substr(at, conversion_length(pattern, at));
+        at += conversion.size();
+        result += conversion == "%f"         ? fmt::format("{:06}", time.microseconds)
+                  : conversion.back() == 's' ? std::to_string(time.seconds)
+                                             : conversion;
     }
     return result;
 }
@@ -92,6 +127,9 @@ time_display::time_display(const std::string& zone, const std::string& format)
             throw wrong_use("--time-format: \"" + format + "\" shows no time",
                             "iso, epoch, or a pattern like \"%H:%M:%S.%f\"");
         }
+        if (!is_whole(format)) {
+            throw wrong_use("--time-format: \"" + format + "\" ends within a conversion", "%% shows a per cent sign");
+        }
         pattern_ = format;
     }
 }
@@ -114,7 +152,7 @@ std::string time_display::show(trox::time_point time) const
         return trox::to_text(time);
     }
     return pattern_.empty() ? iso_text(calendar, parts.microseconds)
-                            : format_time(with_microseconds(pattern_, parts.microseconds), calendar);
+                            : format_time(with_numbers(pattern_, parts), calendar);
 }
 
 } // namespace trox_cli

@@ -45,9 +45,11 @@ template <class G> void file_check<G>::check_channel(std::size_t index)
     }
     basket where = find_basket(index, rows);
     take_name_of_records(index, where, rows);
-    const std::vector<outcome> outcomes = check_rows_of(where, rows);
+    std::vector<outcome> outcomes = check_rows_of(where, rows);
+    settle_outcomes(rows, outcomes);
     check_record_overlaps(where, rows, outcomes);
-    check_masks(channel, rows, outcomes);
+    tell_longer_payloads(index, rows, outcomes);
+    channels_[index].events_seen = check_masks(channel, rows, outcomes);
     for (const outcome& one : outcomes) {
         report.good += one.verdict == record_verdict::good;
         report.damaged += one.verdict == record_verdict::damaged;
@@ -65,7 +67,11 @@ template <class G> auto file_check<G>::take_rows(std::size_t index) -> std::vect
 {
     const channel_state& channel = channels_[index];
     std::vector<row_task> rows;
-    std::unordered_map<std::uint64_t, std::uint32_t> sharers;
+    struct sharing {
+        std::uint32_t rows = 0;
+        std::uint32_t first = 0;
+    };
+    std::unordered_map<std::uint64_t, sharing> sharers;
     std::vector<std::pair<std::uint32_t, std::uint64_t>> events;
     for (std::uint64_t i = 0; i < rows_; ++i) {
         const auto pointers = window_.load<row>(row_position(index, i));
@@ -85,7 +91,11 @@ template <class G> auto file_check<G>::take_rows(std::size_t index) -> std::vect
                       .subhead = static_cast<std::uint64_t>(pointers->chhd),
                       .data = static_cast<std::uint64_t>(pointers->data)};
         place_row(task, *pointers, channel);
-        ++sharers[task.subhead];
+        sharing& shared = sharers[task.subhead];
+        task.is_repeat = shared.rows++ != 0;
+        if (!task.is_repeat) {
+            shared.first = static_cast<std::uint32_t>(rows.size());
+        }
         if (task.event != no_event) {
             events.emplace_back(task.event, i);
         }
@@ -95,11 +105,13 @@ template <class G> auto file_check<G>::take_rows(std::size_t index) -> std::vect
         lost_rows_ += static_cast<std::uint64_t>(channel.count) - channel.used; // told as a wrong count
     }
     for (row_task& task : rows) {
-        task.sharers = sharers[task.subhead];
+        task.sharers = sharers[task.subhead].rows;
+        task.first = sharers[task.subhead].first;
     }
     std::sort(events.begin(), events.end());
     for (std::size_t i = 1; i < events.size(); ++i) {
         if (events[i].first == events[i - 1].first) {
+            ++lost_rows_; // one of the two may belong to another event, whose block misses it
             add(finding_code::row_repeated,
                 {.item = item_kind::pointers,
                  .channel = channel.name,
@@ -283,10 +295,15 @@ auto file_check<G>::check_rows_of(const basket& where, const std::vector<row_tas
     constexpr std::uint64_t most_threads = 64;
     std::vector<outcome> outcomes(rows.size());
     std::atomic<std::size_t> next{0};
+    std::atomic<std::uint64_t> bytes{0};
     const auto work = [&](record_check& checker) {
         for (std::size_t begin = next.fetch_add(at_once); begin < rows.size(); begin = next.fetch_add(at_once)) {
             for (std::size_t i = begin; i < std::min(begin + at_once, rows.size()); ++i) {
                 outcomes[i] = checker.check(where, rows[i]);
+                bytes += outcomes[i].whole.length;
+            }
+            if (&checker == checkers_.front().get()) { // this thread's
+                tell_progress(std::min(done_ + bytes.load(), done_ + where.length));
             }
         }
     };
@@ -308,10 +325,56 @@ auto file_check<G>::check_rows_of(const basket& where, const std::vector<row_tas
     return outcomes;
 }
 
+/// Gives records that several rows share what was seen of them, and adds the records' bytes to their server blocks.
+template <class G>
+void file_check<G>::settle_outcomes(const std::vector<row_task>& rows, std::vector<outcome>& outcomes)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const row_task& task = rows[i];
+        outcome& one = outcomes[i];
+        if (one.is_repeat) {
+            const outcome& first = outcomes[task.first];
+            one.verdict = first.verdict;
+            one.whole = first.whole;
+            one.stored = first.stored;
+        }
+        if (task.block != nullptr && one.stored != 0) {
+            task.block->stored += one.stored;
+        } else if (task.block != nullptr) {
+            task.block->is_sound = false;
+        }
+    }
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (!outcomes[i].has_subhead || (has_rows_ && (rows[i].block == nullptr || rows[i].event == no_event))) {
+            outcomes[i].verdict = record_verdict::damaged; // readers need all of the row
+        }
+    }
+}
+
+/// Bytes behind what a payload's heads announce, unless they are those of another record.
+template <class G>
+void file_check<G>::tell_longer_payloads(std::size_t index, const std::vector<row_task>& rows,
+                                         const std::vector<outcome>& outcomes)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (outcomes[i].longer == 0 || outcomes[i].is_overlapped) {
+            continue;
+        }
+        finding_place here{.item = item_kind::channel,
+                           .channel = channels_[index].name,
+                           .record = rows[i].index,
+                           .offset = rows[i].subhead};
+        if (rows[i].event != no_event) {
+            here.event = events_[rows[i].event].number;
+        }
+        add(finding_code::record_longer, here, bytes_text(outcomes[i].longer) + " more", "those announced");
+    }
+}
+
 /// Pieces of a basket that several records claim. Sub-heads of slow records may be shared, and count once.
 template <class G>
 void file_check<G>::check_record_overlaps(const basket& where, const std::vector<row_task>& rows,
-                                          const std::vector<outcome>& outcomes)
+                                          std::vector<outcome>& outcomes)
 {
     struct piece {
         extent bytes;
@@ -348,6 +411,7 @@ void file_check<G>::check_record_overlaps(const basket& where, const std::vector
                 here.event = events_[rows[one.row].event].number;
             }
             for (const piece* doubtful : {&one, before}) {
+                outcomes[doubtful->row].is_overlapped = true;
                 if (rows[doubtful->row].block != nullptr) {
                     rows[doubtful->row].block->is_sound = false;
                 }
@@ -361,9 +425,10 @@ void file_check<G>::check_record_overlaps(const basket& where, const std::vector
     }
 }
 
+/// Gives the event types of the undamaged records.
 template <class G>
-void file_check<G>::check_masks(const channel_state& channel, const std::vector<row_task>& rows,
-                                const std::vector<outcome>& outcomes)
+std::uint32_t file_check<G>::check_masks(const channel_state& channel, const std::vector<row_task>& rows,
+                                         const std::vector<outcome>& outcomes)
 {
     constexpr unsigned mask_bits = 31;
     std::uint32_t events = 0;
@@ -382,14 +447,21 @@ void file_check<G>::check_masks(const channel_state& channel, const std::vector<
     if ((types & ~channel.type_mask) != 0) {
         add(finding_code::dictionary_type_mask, here, hex(channel.type_mask), hex(types | channel.type_mask));
     }
+    return events;
+}
+
+template <class G> void file_check<G>::tell_progress(std::uint64_t done)
+{
+    told_ = std::clamp(done, told_, file_.size());
+    if (options_.progress) {
+        options_.progress(told_, file_.size());
+    }
 }
 
 template <class G> void file_check<G>::report_progress(std::uint64_t bytes)
 {
     done_ += bytes;
-    if (options_.progress) {
-        options_.progress(std::min(done_, file_.size()), file_.size());
-    }
+    tell_progress(done_);
 }
 
 } // namespace trox::inspect

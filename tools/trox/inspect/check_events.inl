@@ -228,9 +228,9 @@ void file_check<G>::check_entry_ends(const typename G::event_index_head& head, s
     const std::span<const event_state> events(events_.data() + first, events_.size() - first);
     const bool is_doubtful = std::any_of(events.begin(), events.end(), [](const auto& one) { return !one.is_sound; });
     const finding_place here{.item = item_kind::index, .offset = at};
-    check_time(head.event_time_first, here);
-    check_time(head.event_time_last, here);
     if (is_doubtful || events.empty()) {
+        check_time(head.event_time_first, here);
+        check_time(head.event_time_last, here);
         return; // an event of doubtful time, too
     }
     const auto told = [](time_stamp time, std::uint64_t number) {
@@ -276,8 +276,10 @@ bool file_check<G>::add_indexed_event(std::int32_t type, const typename G::event
         events_.push_back(event);
         return true;
     }
-    check_time(info.time, here);
     check_event_header(*header, event);
+    if (event.is_sound) {
+        check_time(info.time, here);
+    }
     if (!events_.empty() && events_.back().type == type) {
         check_event_order(events_.back(), event, at);
     }

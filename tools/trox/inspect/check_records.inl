@@ -19,6 +19,8 @@ template <class G> struct file_check<G>::row_task {
     std::uint32_t event = no_event;
     block_state* block = nullptr; ///< null: none that is there
     std::uint32_t sharers = 1;    ///< rows with this sub-head
+    std::uint32_t first = 0;      ///< of them, in the list of rows
+    bool is_repeat = false;       ///< it is another one
 };
 
 /// Where a channel's records may lie.
@@ -36,14 +38,30 @@ struct extent {
     std::uint64_t length = 0;
 };
 
+/// True for what a writer would put down as a sub-head.
+template <class Head> bool is_possible_subhead(const Head& head)
+{
+    constexpr std::uint32_t unassigned_bits = 0xB8000000;
+    constexpr std::uint32_t type_mask = 0xFFFF;
+    const std::string name = text_of(head.chname);
+    return !name.empty() && is_printable(name) && is_padded(head.chname) && head.ldata >= 0 &&
+           (static_cast<std::uint32_t>(head.dtype) & ~type_mask) == 0 &&
+           (static_cast<std::uint32_t>(head.error) & unassigned_bits) == 0 &&
+           family_of(head.dtype) != payload_family::unassigned;
+}
+
 enum class record_verdict { good, damaged, unchecked };
 
 template <class G> struct file_check<G>::outcome {
     record_verdict verdict = record_verdict::damaged;
     bool has_subhead = false;
     std::int32_t dtype = 0;
-    extent whole{}; ///< the record, or its sub-head alone
-    extent value{}; ///< of a slow record, when it is a piece of its own
+    extent whole{};             ///< the record, or its sub-head alone
+    extent value{};             ///< of a slow record, when it is a piece of its own
+    std::uint64_t stored = 0;   ///< bytes of the record that its server block counts; 0: not known
+    bool is_repeat = false;     ///< the same compressed record as that of an earlier row, and not decompressed again
+    bool is_overlapped = false; ///< shares bytes with another record
+    std::uint64_t longer = 0;   ///< bytes of the payload behind what its heads announce
 };
 
 template <class G> class file_check<G>::record_check
@@ -65,6 +83,7 @@ private:
     void check_slow();
     void check_slow_length(std::uint64_t size);
     void check_value(const payload_head& bytes);
+    bool is_value_here(const payload_head& bytes) const;
     void check_plain();
     void settle_payload(const payload_head& head, std::uint64_t size);
     bool lies_inside(std::uint64_t position, std::uint64_t size) const noexcept
@@ -86,7 +105,6 @@ private:
     const row_task* row_ = nullptr;
     subhead head_{};
     outcome result_;
-    std::uint64_t stored_ = 0; ///< bytes of the record that its server block counts; 0: not known
 };
 
 template <class G>
@@ -96,7 +114,6 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
     row_ = &row;
     result_ = {};
     result_.verdict = record_verdict::good;
-    stored_ = 0;
     if (take_subhead()) {
         result_.has_subhead = true;
         result_.dtype = head_.dtype;
@@ -110,16 +127,6 @@ typename file_check<G>::outcome file_check<G>::record_check::check(const basket&
         } else {
             check_plain();
         }
-    }
-    if (row.block != nullptr) {
-        if (stored_ != 0) {
-            row.block->stored += stored_;
-        } else {
-            row.block->is_sound = false;
-        }
-    }
-    if (!result_.has_subhead || row.block == nullptr || row.event == no_event) {
-        result_.verdict = record_verdict::damaged; // readers need all of the row
     }
     return result_;
 }
@@ -199,10 +206,14 @@ template <class G> void file_check<G>::record_check::check_zipped()
     if (!take_zip_header(header)) {
         return;
     }
+    if (row_->is_repeat) {
+        result_.is_repeat = true;
+        return;
+    }
     const std::uint64_t length = sizeof(subhead) + sizeof header + header.zipp_length;
     const std::uint64_t told = static_cast<std::uint32_t>(head_.ldata);
     result_.whole.length = std::min(length, std::max(told, std::uint64_t{sizeof(subhead)}));
-    stored_ = told == length ? length : 0; // one of the two is wrong
+    result_.stored = told == length ? length : 0; // one of the two is wrong
     if (head_.ldata < 0 || told > rest()) {
         add(finding_code::record_length, row_->subhead, bytes_text(told), std::to_string(length));
     } else if (told != length) {
@@ -233,6 +244,9 @@ template <class G> bool file_check<G>::record_check::take_zip_header(trox_zip_he
         add(finding_code::record_zip, at, "zip_flags " + hex(header.zip_flags), "1 or 2");
         return false;
     }
+    if (header.zip_flags != trox_zip_zlib && header.zip_flags != trox_zip_lzo) {
+        add(finding_code::record_zip_flags, at, "zip_flags " + hex(header.zip_flags), is_zlib ? "1" : "2");
+    }
     if (header.zipp_length > longest || !lies_inside(at + sizeof header, header.zipp_length)) {
         add(finding_code::record_zip, at, "zipp_length " + std::to_string(header.zipp_length),
             "at most " + std::to_string(rest() - sizeof(subhead) - sizeof header));
@@ -253,7 +267,11 @@ void file_check<G>::record_check::check_stream(const trox_zip_header& header, co
     payload_head head{};
     const bool is_zlib = (header.zip_flags & trox_zip_zlib) != 0;
     const char* const kind = is_zlib ? "zlib" : "LZO1X";
-    switch (is_zlib ? streams_.check_zlib(payload, head) : streams_.check_lzo(payload, head)) {
+    const std::uint64_t seen = owner_.decompressed_ += payload.zipped;
+    const bool is_too_much = seen > owner_.options_.most_passes * owner_.file_.size();
+    switch (is_too_much ? stream_verdict::unchecked
+            : is_zlib   ? streams_.check_zlib(payload, head)
+                        : streams_.check_lzo(payload, head)) {
     case stream_verdict::good:
         settle_payload(head, header.orig_length);
         return;
@@ -277,8 +295,12 @@ void file_check<G>::record_check::check_stream(const trox_zip_header& header, co
 
 template <class G> void file_check<G>::record_check::settle_payload(const payload_head& head, std::uint64_t size)
 {
-    if (const auto fault = check_payload<typename format::spectrum_head>(head_.dtype, head, size)) {
-        add(fault->code, row_->subhead, fault->found, fault->expected);
+    for (const payload_fault& fault : check_payload<typename format::spectrum_head>(head_.dtype, head, size)) {
+        if (fault.code == finding_code::record_longer) {
+            result_.longer = fault.more; // told when no overlap explains it
+            continue;
+        }
+        add(fault.code, row_->subhead, fault.found, fault.expected);
     }
 }
 
@@ -296,30 +318,50 @@ template <class G> void file_check<G>::record_check::check_slow()
             "a position in the basket, with " + bytes_text(size));
         return;
     }
-    stored_ = sizeof(subhead) + size;
+    result_.stored = sizeof(subhead) + size;
     const bool is_alone = row_->sharers == 1 && row_->data == behind;
     if (head_.ldata < 0) {
         add(finding_code::record_length, row_->subhead, std::to_string(head_.ldata), "no negative length");
-    } else if (is_alone && static_cast<std::uint64_t>(head_.ldata) >= stored_) {
+    } else if (is_alone && static_cast<std::uint64_t>(head_.ldata) >= result_.stored) {
         if (static_cast<std::uint64_t>(head_.ldata) > rest()) {
             add(finding_code::record_length_inexact, row_->subhead, std::to_string(head_.ldata) + " bytes",
-                std::to_string(stored_));
+                std::to_string(result_.stored));
         } else {
-            stored_ = static_cast<std::uint64_t>(head_.ldata); // bytes behind the value belong to the record
+            result_.stored = static_cast<std::uint64_t>(head_.ldata); // bytes behind the value belong to the record
         }
     } else {
         check_slow_length(size);
     }
     if (is_alone) {
-        result_.whole.length = stored_;
+        result_.whole.length = result_.stored;
     } else {
         result_.value = {row_->data, size};
     }
     payload_head bytes{};
     static_assert(sizeof(typename G::update_block) <= sizeof bytes);
     if (owner_.file_.read(row_->data, bytes.data(), static_cast<std::size_t>(size))) {
-        check_value(bytes);
+        if (owner_.has_references_ || is_value_here(bytes)) {
+            check_value(bytes);
+        } else {
+            result_.verdict = record_verdict::unchecked; // no row tells where its value lies
+        }
     }
+}
+
+/// Without rows: do the bytes behind a slow record's sub-head look like its value?
+template <class G> bool file_check<G>::record_check::is_value_here(const payload_head& bytes) const
+{
+    constexpr int type_mask = 0xFFFF;
+    const auto next = owner_.file_.template load<subhead>(row_->data);
+    if (next && text_of(next->chname) == where_->name && is_possible_subhead(*next)) {
+        return false;
+    }
+    if ((head_.dtype & type_mask) != TROX_ENV_BLOCK) {
+        const auto value = load_fields<typename G::update_block>(bytes.data());
+        return text_of(value.upd_prop).starts_with(where_->name);
+    }
+    const auto time = load_fields<trox_env_data_block>(bytes.data()).env_ch_time;
+    return time.timeup != 0 && time.timelow <= most_microseconds;
 }
 
 /// `ldata` counts the data that follow the sub-head directly, or one record.
@@ -351,6 +393,8 @@ template <class G> void file_check<G>::record_check::check_value(const payload_h
         if (name != channel.name) {
             add(finding_code::record_value_name, row_->data, is_printable(name) ? name : "other characters",
                 channel.name);
+        } else if (!is_padded(value.upd_prop)) {
+            add(finding_code::padding, row_->data, "bytes behind the name", "NULs");
         }
         owner_.check_time(value.upd_ch_time, place());
         return;
@@ -386,8 +430,8 @@ template <class G> void file_check<G>::record_check::check_plain()
     }
     const auto length = static_cast<std::uint64_t>(head_.ldata);
     const std::uint64_t size = length > sizeof(subhead) ? length - sizeof(subhead) : 0;
-    stored_ = sizeof(subhead) + size;
-    result_.whole.length = stored_;
+    result_.stored = sizeof(subhead) + size;
+    result_.whole.length = result_.stored;
     payload_head head{};
     if (owner_.file_.read(behind, head.data(), static_cast<std::size_t>(std::min<std::uint64_t>(size, head.size())))) {
         settle_payload(head, size);

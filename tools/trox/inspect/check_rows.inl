@@ -29,8 +29,30 @@ template <class G> void file_check<G>::open_pointers()
     settle_rows(head->maxev);
 }
 
-/// Three numbers tell the shape: maxev, the table's length, and the dictionary's number of channels. Two of them
-/// outvote the third.
+/// How many channels have a basket where the first row of their column leads, when columns have so many rows.
+template <class G> std::uint64_t file_check<G>::columns_that_begin(std::uint64_t rows, std::uint64_t columns)
+{
+    std::uint64_t count = 0;
+    for (std::uint64_t i = 0; i < columns; ++i) {
+        const std::uint64_t at = pointers_.position + sizeof(pointers_head<word>) + i * rows * sizeof(row);
+        const auto first = window_.load<row>(at);
+        const auto subhead = first ? static_cast<std::uint64_t>(first->chhd) : 0;
+        count += subhead > head_size<G> && is_item(subhead - head_size<G>, channel_pattern);
+    }
+    return count;
+}
+
+/// True when the dictionary's entries from the given one on can be some: a table that claims other bytes has none
+/// there.
+template <class G> bool file_check<G>::are_entries_sound_from(std::uint64_t first) const
+{
+    return std::all_of(
+        channels_.begin() + static_cast<std::ptrdiff_t>(first), channels_.end(),
+        [](const channel_state& one) { return !one.name.empty() && is_printable(one.name) && one.count >= 0; });
+}
+
+/// Three numbers tell the shape: maxev, the table's length, and the dictionary's number of channels. Where they do not
+/// agree, the rows themselves show which one is damaged: columns begin where baskets are led to.
 template <class G> void file_check<G>::settle_rows(std::uint64_t announced)
 {
     constexpr std::size_t head = sizeof(pointers_head<word>);
@@ -49,19 +71,20 @@ template <class G> void file_check<G>::settle_rows(std::uint64_t announced)
     if (columns == 0 || (is_whole && fits_room && announced * columns == entries)) {
         return;
     }
-    std::int64_t most = 0;
-    for (const channel_state& channel : channels_) {
-        most = std::max(most, channel.count);
-    }
     if (is_whole) { // told by another code when it is not
         add(finding_code::pointers_columns, {.item = item_kind::pointers, .offset = pointers_.position},
             std::to_string(entries) + " rows in columns of " + std::to_string(announced),
             std::to_string(columns) + " columns");
     }
-    if (is_whole && announced != 0 && entries % announced == 0 && announced >= static_cast<std::uint64_t>(most)) {
-        channels_.resize(static_cast<std::size_t>(std::min(columns, entries / announced)));
-    } else if (!fits_room || (is_whole && entries % columns == 0)) {
-        rows_ = entries / columns;
+    const bool divides = is_whole && announced != 0 && entries % announced == 0;
+    if (divides && entries / announced < columns && !are_entries_sound_from(entries / announced)) {
+        channels_.resize(static_cast<std::size_t>(entries / announced)); // the dictionary is shorter than it says
+        return;
+    }
+    const bool has_other = !fits_room || (is_whole && entries % columns == 0);
+    const std::uint64_t other = has_other ? std::min(entries, room) / columns : announced;
+    if (!fits_room || columns_that_begin(other, columns) > columns_that_begin(announced, columns)) {
+        rows_ = other;
     }
 }
 
@@ -150,6 +173,7 @@ template <class G> void file_check<G>::check_blocks()
             lost_rows_ += block.rows;
         }
     }
+    tell_pulses();
     check_basket_end(item_kind::server_blocks, server_blocks_, end);
     end = 0;
     for (const event_state& event : events_) {
@@ -228,7 +252,13 @@ template <class G> void file_check<G>::check_block(block_state& block)
             note(finding_code::padding, std::to_string(head->padding), "0");
         }
     }
-    if (event != nullptr && event->is_sound && time_distance(head->time, event->time) > minute) {
+    constexpr std::uint32_t unassigned_bits = 0xB8000000;
+    const auto status = static_cast<std::uint32_t>(head->status);
+    if ((status & unassigned_bits) != 0) {
+        note(finding_code::block_status, hex(status), hex(status & ~unassigned_bits));
+    }
+    const bool has_time = head->time.timelow <= most_microseconds; // else told as such
+    if (event != nullptr && event->is_sound && has_time && time_distance(head->time, event->time) > minute) {
         note(finding_code::block_time, time_text(head->time), "about " + time_text(event->time));
     }
     if (head->ltotal < static_cast<std::int64_t>(sizeof(head_type))) {
@@ -253,6 +283,26 @@ template <class G> void file_check<G>::check_block(block_state& block)
         add(one.code, std::move(one.where), std::move(one.found), std::move(one.expected));
     }
     check_time(head->time, here);
+    if (event != nullptr && event->is_sound) {
+        const auto pulse = static_cast<std::uint32_t>(head->mpulse);
+        const auto number = static_cast<std::uint32_t>(event->number);
+        if (pulse == number) {
+            ++same_pulses_;
+        } else {
+            other_pulses_.push_back({finding_code::block_pulse, here, std::to_string(pulse), std::to_string(number)});
+        }
+    }
+}
+
+/// A number that is no event's in most blocks counts something else.
+template <class G> void file_check<G>::tell_pulses()
+{
+    for (finding& one : other_pulses_) {
+        if (other_pulses_.size() < same_pulses_) {
+            add(one.code, std::move(one.where), std::move(one.found), std::move(one.expected));
+        }
+    }
+    other_pulses_.clear();
 }
 
 /// Once all records are known: does a block count them, and their bytes?

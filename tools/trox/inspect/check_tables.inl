@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <map>
 #include <set>
 #include <zlib.h>
 
@@ -189,9 +190,9 @@ void file_check<G>::check_basket_end(item_kind kind, const opened_table& opened,
 
 template <class G> void file_check<G>::check_time(time_stamp time, const finding_place& where)
 {
-    constexpr std::uint32_t most = 999999;
-    if (time.timelow > most) {
-        add(finding_code::microseconds, where, std::to_string(time.timelow), "at most " + std::to_string(most));
+    if (time.timelow > most_microseconds) {
+        add(finding_code::microseconds, where, std::to_string(time.timelow),
+            "at most " + std::to_string(most_microseconds));
     }
 }
 
@@ -266,13 +267,14 @@ template <class G> void file_check<G>::check_repeated_names()
     std::set<std::string_view> names;
     std::set<std::uint32_t> keys;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
-        const channel_state& channel = channels_[i];
+        channel_state& channel = channels_[i];
         const finding_place here{
             .item = item_kind::dictionary, .channel = channel.name, .record = i, .offset = channel.offset};
         if (!channel.name.empty() && !names.insert(channel.name).second) {
             add(finding_code::dictionary_name_repeated, here, channel.name, "a name of its own");
         }
         if (!keys.insert(channel.key).second) {
+            channel.shares_key = true;
             add(finding_code::dictionary_key_repeated, here, std::to_string(channel.key), "a key of its own");
         }
     }
@@ -285,21 +287,21 @@ template <class G> void file_check<G>::check_repeated_names()
 template <class G> void file_check<G>::check_environment()
 {
     using entry = trox_env_dictionary_entry;
-    knows_environment_ = references_.eidt_ref == 0;
-    if (knows_environment_) {
+    if (references_.eidt_ref == 0) {
         return;
     }
     const auto table = open_table(item_kind::environment, references_.eidt_ref, environment_pattern, sizeof(entry));
     if (!table.is_usable) {
         return;
     }
-    knows_environment_ = (table.length - head_size<G>) % sizeof(entry) == 0;
     std::set<std::uint32_t> keys;
     for (const channel_state& channel : channels_) {
         keys.insert(channel.key);
     }
     std::set<std::int32_t> indices;
     const std::uint64_t count = (table.length - head_size<G>) / sizeof(entry);
+    // An empty table says as little as none at all.
+    knows_environment_ = count != 0 && (table.length - head_size<G>) % sizeof(entry) == 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         const std::uint64_t at = table.position + head_size<G> + i * sizeof(entry);
         const auto loaded = window_.load<entry>(at);
@@ -332,6 +334,27 @@ struct decoded_descriptions {
     }
 };
 
+/// What a description repeats of the dictionary; 0 stands for an attribute that is left out.
+template <class G>
+void file_check<G>::check_description(const chan_descr_2010& told, const channel_state& channel, std::size_t record)
+{
+    const finding_place here{
+        .item = item_kind::descriptions, .channel = channel.name, .record = record, .offset = references_.xcd_ref};
+    if (told.db_key != 0 && static_cast<std::uint32_t>(told.db_key) != channel.key && !channel.shares_key) {
+        add(finding_code::descriptions_differ, here, "key " + std::to_string(told.db_key), std::to_string(channel.key));
+    }
+    // A wrong count of the dictionary is told there.
+    if (has_rows_ && told.count != 0 && told.count != static_cast<std::int64_t>(channel.used) &&
+        channel.count == static_cast<std::int64_t>(channel.used)) {
+        add(finding_code::descriptions_differ, here, std::to_string(told.count) + " records",
+            std::to_string(channel.used));
+    }
+    if (told.ev_type != 0 && (channel.events_seen & ~told.ev_type) != 0) {
+        add(finding_code::descriptions_differ, here, "event types " + hex(told.ev_type),
+            hex(told.ev_type | channel.events_seen));
+    }
+}
+
 template <class G> void file_check<G>::check_descriptions()
 {
     using header = typename G::xml_descr_header;
@@ -359,14 +382,16 @@ template <class G> void file_check<G>::check_descriptions()
     if (const int status = trox_load_chan_descr(descriptions, &decoded.list); status != TROX_EVUTL_OK) {
         add(finding_code::descriptions_text, here, "text that cannot be decoded", "a list of channels in XML");
     }
-    std::set<std::string_view> names;
+    std::map<std::string_view, const channel_state*> names;
     for (const channel_state& channel : channels_) {
-        names.insert(channel.name);
-        names.insert(channel.name_of_records);
+        names.emplace(channel.name, &channel);
+        names.emplace(channel.name_of_records, &channel);
     }
     for (std::size_t i = 0; i < decoded.list.size() && !channels_.empty(); ++i) {
         const std::string name = text_of(decoded.list[i]->daq_name);
-        if (names.count(name) == 0) {
+        if (const auto known = names.find(name); known != names.end()) {
+            check_description(*decoded.list[i], *known->second, i);
+        } else {
             add(finding_code::descriptions_channel,
                 {.item = item_kind::descriptions, .channel = name, .record = i, .offset = references_.xcd_ref}, name,
                 "the name of a channel");

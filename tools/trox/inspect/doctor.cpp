@@ -1,5 +1,6 @@
 #include "doctor.h"
 
+#include "check_baskets.inl"
 #include "check_channels.inl"
 #include "check_events.inl"
 #include "check_rows.inl"
@@ -51,6 +52,8 @@ template <class G> check_report file_check<G>::run(bool has_file_head)
         check_descriptions();
         check_block_totals();
         check_event_totals();
+    } else {
+        check_lone_baskets();
     }
     check_overlaps();
     return make_report();

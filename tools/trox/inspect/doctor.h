@@ -27,6 +27,9 @@ struct doctor_options {
     std::size_t kept_per_code = 20; ///< findings told of each code; all are counted
     /// Compressed payloads of LZO records up to so many bytes are decompressed in memory, one per thread.
     std::uint64_t largest_record = std::uint64_t{1} << 30;
+    /// Compressed bytes are decompressed up to so many times the file's size: streams may overlap in a file of ill
+    /// will.
+    unsigned most_passes = 4;
     std::uint64_t largest_descriptions = std::uint64_t{64} << 20; ///< bytes; larger ones are not decoded
     /// Called by the checking thread with bytes of baskets checked, and of all baskets.
     std::function<void(std::uint64_t done, std::uint64_t total)> progress{};

@@ -42,6 +42,18 @@ file_items dump_fields(const std::string& path, const dump_options& options, con
                            [&]<class Generation>() { return file_dump<Generation>(file, options, out).run(); });
 }
 
+bool has_event(const std::string& path, std::uint64_t number)
+{
+    const input_file file(path);
+    const file_probe probed = probe(file);
+    dump_options options;
+    options.event = number;
+    const dump_sink none = [](const dump_row&) {};
+    return probed.format && with_generation(*probed.format, [&]<class Generation>() {
+               return file_dump<Generation>(file, options, none).has_event();
+           });
+}
+
 std::uint64_t dump_bytes(const std::string& path, std::uint64_t position, std::uint64_t length,
                          const std::function<void(const hex_row&)>& out)
 {

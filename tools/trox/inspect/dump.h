@@ -56,6 +56,9 @@ file_items list_items(const std::string& path);
 /// Calls `out` for each field. Returns what list_items does. An item or channel that the file lacks gives no rows.
 file_items dump_fields(const std::string& path, const dump_options& options, const dump_sink& out);
 
+/// True when the event index or a row leads to an event of this number.
+bool has_event(const std::string& path, std::uint64_t number);
+
 /// Sixteen bytes of a file, or fewer at the end.
 struct hex_row {
     std::uint64_t offset = 0;

@@ -44,6 +44,22 @@ public:
         return layout_.summary();
     }
 
+    /// True when the index lists the wanted event, or a row leads to it.
+    bool has_event()
+    {
+        for (const item& one : layout_.items()) {
+            std::vector<std::uint64_t> positions;
+            if (one.kind == item_kind::index && collect_headers(one, positions)) {
+                return true;
+            }
+        }
+        bool is_found = false;
+        for (std::size_t c = 0; c < layout_.channels().size() && !is_found; ++c) {
+            for_rows(c, [&](std::uint64_t, const row&) { is_found = true; });
+        }
+        return is_found;
+    }
+
 private:
     bool is_wanted_channel(const std::string& name) const
     {
@@ -308,24 +324,28 @@ private:
         }
     }
 
-    void collect_headers(const item& index, std::vector<std::uint64_t>& positions)
+    /// Positions of all headers; true when the wanted event is among them.
+    bool collect_headers(const item& index, std::vector<std::uint64_t>& positions)
     {
+        bool is_listed = false;
         using entry_head = typename Generation::event_index_head;
         using info = typename Generation::event_info;
         std::uint64_t at = index.position + sizeof(index_head<word>);
         while (at < index.end()) {
             const auto head = window_.load<entry_head>(at);
             if (!head || static_cast<word>(head->length) < sizeof(entry_head)) {
-                return;
+                return is_listed;
             }
             const std::uint64_t end = at + static_cast<word>(head->length);
             for (at += sizeof(entry_head); at + sizeof(info) <= end; at += sizeof(info)) {
                 if (const auto loaded = window_.load<info>(at)) {
                     positions.push_back(loaded->offset);
+                    is_listed = is_listed || loaded->event_number == options_.event;
                 }
             }
             at = end;
         }
+        return is_listed;
     }
 
     /// Those that the rows of the wanted channels lead to.

@@ -6,6 +6,7 @@
 #define TROX_INSPECT_FILE_CHECK_H
 
 #include "doctor.h"
+#include "event_util.h"
 #include "field_text.h"
 #include "file_format.h"
 #include "file_probe.h"
@@ -41,6 +42,7 @@ struct opened_table {
 };
 
 inline constexpr std::uint32_t no_event = 0xFFFFFFFF;
+inline constexpr std::uint32_t most_microseconds = 999999;
 
 inline std::uint64_t microseconds_of(time_stamp time) noexcept
 {
@@ -67,7 +69,7 @@ struct event_state {
     }
 };
 
-/// A server block that rows lead to. Workers add the records' lengths.
+/// A server block that rows lead to.
 struct block_state {
     std::uint64_t position = 0;
     std::uint32_t event = no_event;       ///< to which most of its rows say it belongs
@@ -76,9 +78,9 @@ struct block_state {
     std::uint32_t rows = 0;
     std::int32_t channels = 0; ///< by its head
     std::uint64_t length = 0;  ///< by its head
-    std::atomic<std::uint64_t> stored{0};
-    std::atomic<bool> is_sound{true}; ///< its head, and the lengths of all its records
-    bool is_there = true;             ///< there is a head at all
+    std::uint64_t stored = 0;  ///< bytes of its records
+    bool is_sound = true;      ///< its head, and the lengths of all its records
+    bool is_there = true;      ///< there is a head at all
 };
 
 /// A channel, as the dictionary tells it.
@@ -91,6 +93,8 @@ struct channel_state {
     std::int64_t count = 0;
     std::uint64_t used = 0;        ///< rows in use
     std::string name_of_records{}; ///< where they agree about another one
+    std::uint32_t events_seen = 0; ///< bits of the event types of its records
+    bool shares_key = false;
 };
 
 /// Text of a fixed-width field, up to its NUL.
@@ -170,6 +174,7 @@ private:
     void check_repeated_names();
     void check_environment();
     void check_descriptions();
+    void check_description(const chan_descr_2010& told, const channel_state& channel, std::size_t record);
     void check_overlaps();
 
     // check_events.inl
@@ -192,6 +197,8 @@ private:
     // check_rows.inl
     void open_pointers();
     void settle_rows(std::uint64_t announced);
+    std::uint64_t columns_that_begin(std::uint64_t rows, std::uint64_t columns);
+    bool are_entries_sound_from(std::uint64_t first) const;
     void survey_rows();
     bool is_row_in_use(const row& pointers, std::uint64_t index, const channel_state& channel);
     void note_block(std::uint64_t position, std::uint32_t event);
@@ -199,6 +206,7 @@ private:
     void find_false_blocks();
     int evidence_for(const block_state& block) const;
     void check_block(block_state& block);
+    void tell_pulses();
     void check_block_totals();
     std::uint64_t row_position(std::size_t channel, std::uint64_t index) const noexcept;
 
@@ -216,11 +224,22 @@ private:
     std::uint64_t end_of_records(const basket& where, const std::vector<row_task>& rows) const;
     void take_name_of_records(std::size_t index, basket& where, const std::vector<row_task>& rows);
     std::vector<outcome> check_rows_of(const basket& where, const std::vector<row_task>& rows);
-    void check_record_overlaps(const basket& where, const std::vector<row_task>& rows,
-                               const std::vector<outcome>& outcomes);
-    void check_masks(const channel_state& channel, const std::vector<row_task>& rows,
-                     const std::vector<outcome>& outcomes);
+    void settle_outcomes(const std::vector<row_task>& rows, std::vector<outcome>& outcomes);
+    void check_record_overlaps(const basket& where, const std::vector<row_task>& rows, std::vector<outcome>& outcomes);
+    void tell_longer_payloads(std::size_t index, const std::vector<row_task>& rows,
+                              const std::vector<outcome>& outcomes);
+    std::uint32_t check_masks(const channel_state& channel, const std::vector<row_task>& rows,
+                              const std::vector<outcome>& outcomes);
     void report_progress(std::uint64_t bytes);
+    void tell_progress(std::uint64_t done);
+
+    // check_baskets.inl
+    void check_lone_baskets();
+    std::vector<std::uint64_t> find_channel_patterns();
+    bool is_basket_with_record(std::uint64_t position) const;
+    void check_lone_basket(std::uint64_t position, std::uint64_t next);
+    std::uint64_t next_subhead(std::uint64_t position, std::uint64_t end, const std::string& name);
+    std::uint64_t told_record_length(std::uint64_t position) const;
 
     void add(finding_code code, finding_place where, std::string found, std::string expected)
     {
@@ -237,7 +256,7 @@ private:
 
     bool has_references_ = false;
     bool has_rows_ = false;          ///< the pointers table can be used
-    bool knows_environment_ = false; ///< the environment dictionary can be used, or is absent
+    bool knows_environment_ = false; ///< the environment dictionary can be used, and has entries
     references_table references_{};
     std::uint64_t references_position_ = 0;
     std::vector<std::uint64_t> item_starts_; ///< where references lead and a pattern stands, ascending
@@ -262,6 +281,10 @@ private:
     std::vector<channel_state> channels_;
     std::unordered_map<std::uint32_t, std::int32_t> environment_; ///< index by key
     std::uint64_t done_ = 0;
+    std::uint64_t told_ = 0;                     ///< bytes that the progress was told of
+    std::atomic<std::uint64_t> decompressed_{0}; ///< compressed bytes so far
+    std::vector<finding> other_pulses_;          ///< of blocks whose pulse is not that of their event
+    std::uint64_t same_pulses_ = 0;
     std::vector<std::unique_ptr<record_check>> checkers_; ///< one per thread, kept for their work areas
 };
 

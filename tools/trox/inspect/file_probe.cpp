@@ -76,18 +76,28 @@ template <class G> std::optional<std::uint64_t> search_references(const input_fi
 {
     using table = typename G::file_reference_table;
     using word = typename file_format<G>::word;
-    constexpr std::uint64_t reach = std::uint64_t{1} << 20;
-    const std::uint64_t begin = file.size() > reach ? file.size() - reach : 0;
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(file.size() - begin));
-    if (bytes.size() < sizeof(table) || !file.read(begin, bytes.data(), bytes.size())) {
-        return std::nullopt;
-    }
+    constexpr std::uint64_t piece = std::uint64_t{1} << 20;
     unsigned char wanted[2 * sizeof(word)];
     trox_detail::store_big_endian(wanted, static_cast<word>(file_format<G>::references_pattern));
     trox_detail::store_big_endian(wanted + sizeof(word), word{sizeof(table)});
-    const auto last = bytes.end() - static_cast<std::ptrdiff_t>(sizeof(table) - sizeof wanted);
-    const auto found = std::find_end(bytes.begin(), last, std::begin(wanted), std::end(wanted));
-    return found == last ? std::nullopt : std::optional(begin + static_cast<std::uint64_t>(found - bytes.begin()));
+    std::vector<unsigned char> bytes;
+    for (std::uint64_t end = file.size(); end >= sizeof(table);) {
+        const std::uint64_t begin = end > piece ? end - piece : 0;
+        bytes.resize(static_cast<std::size_t>(end - begin));
+        if (!file.read(begin, bytes.data(), bytes.size())) {
+            return std::nullopt;
+        }
+        const auto last = bytes.end() - static_cast<std::ptrdiff_t>(sizeof(table) - sizeof wanted);
+        const auto found = std::find_end(bytes.begin(), last, std::begin(wanted), std::end(wanted));
+        if (found != last) {
+            return begin + static_cast<std::uint64_t>(found - bytes.begin());
+        }
+        if (begin == 0) {
+            break;
+        }
+        end = begin + sizeof(table) - 1; // a table across the border is whole in the next piece
+    }
+    return std::nullopt;
 }
 
 template std::optional<std::uint64_t> search_references<generation_legacy>(const input_file&);

@@ -35,7 +35,7 @@ template <class Generation> bool is_references(const input_file& file, std::uint
     return found && found->pattern == file_format<Generation>::references_pattern;
 }
 
-/// The last file reference table that begins in the last bytes of the file, searched by its pattern and length.
+/// The last file reference table of the file, searched from the end by its pattern and length.
 template <class Generation> std::optional<std::uint64_t> search_references(const input_file& file);
 
 extern template std::optional<std::uint64_t> search_references<generation_legacy>(const input_file&);

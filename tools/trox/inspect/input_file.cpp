@@ -10,7 +10,9 @@
 namespace trox::inspect
 {
 
-input_file::input_file(const std::string& path) : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+// A pipe that nobody writes to would make open wait for ever; it is refused below.
+input_file::input_file(const std::string& path)
+    : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
 {
     struct stat status {
     };

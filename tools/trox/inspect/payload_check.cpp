@@ -1,8 +1,10 @@
 #include "payload_check.h"
 
 #include "event_util.h"
+#include "generic/image_shape.h"
 
 #include <cstddef>
+#include <utility>
 
 namespace trox::inspect
 {
@@ -150,19 +152,68 @@ std::optional<std::uint64_t> announced_bytes(payload_family family, const payloa
     return 0;
 }
 
-template <class Spectrum>
-std::optional<payload_fault> check_payload(int dtype, const payload_head& head, std::uint64_t size)
+namespace
 {
-    const payload_family family = family_of(dtype);
-    if (size == 0) {
+
+/// Pixels as readers count them: they make the length that the head announces, or the image is refused. Compressed
+/// pixels, and none at all, have no shape to hold.
+std::optional<payload_fault> check_pixels(bool is_extended, const payload_head& head)
+{
+    const auto shape = is_extended ? trox_detail::shape_of(load_fields<trox_image_ext_frame_head>(head.data()))
+                                   : trox_detail::shape_of(load_fields<trox_image_frame_head>(head.data()));
+    if (shape.compr != 0 || shape.length == 0) {
         return std::nullopt;
     }
-    const std::string found = std::to_string(size) + " bytes";
-    if (size < least_payload(family)) {
-        return payload_fault{finding_code::record_payload, found,
-                             "at least " + std::to_string(least_payload(family)) + " for block type " +
-                                 std::to_string(dtype)};
+    std::int64_t bytes = 0;
+    const bool is_shape = shape.nx > 0 && shape.ny > 0 && shape.bpp > 0 &&
+                          !__builtin_mul_overflow(std::int64_t{shape.nx} * shape.ny, shape.bpp, &bytes);
+    if (is_shape && bytes == shape.length) {
+        return std::nullopt;
     }
+    return payload_fault{finding_code::record_image, "a length of " + std::to_string(shape.length) + " bytes",
+                         std::to_string(shape.nx) + " x " + std::to_string(shape.ny) + " pixels of " +
+                             std::to_string(shape.bpp) + " bytes"};
+}
+
+std::optional<payload_fault> check_image_padding(const payload_head& head)
+{
+    const auto image = load_fields<trox_image_frame_head>(head.data());
+    if (image.padding == 0 && image.padding2 == 0) {
+        return std::nullopt;
+    }
+    return payload_fault{finding_code::padding, hex(static_cast<std::uint32_t>(image.padding | image.padding2)),
+                         "0 in the padding of the image's head"};
+}
+
+/// True when the heads tell where a payload of the family ends, so that more bytes have no meaning.
+bool has_told_end(payload_family family, const payload_head& head) noexcept
+{
+    switch (family) {
+    case payload_family::image:
+    case payload_family::extended_image:
+    case payload_family::name_value:
+    case payload_family::spectrum:
+    case payload_family::region:
+        return true;
+    case payload_family::control_value: { // other types have elements of other sizes
+        const auto type = load_fields<trox_eqdata_head>(head.data()).type;
+        return type == DATA_INT || type == DATA_FLOAT || type == DATA_STRING || type == DATA_IMAGE ||
+               type == DATA_A_FLOAT || type == DATA_A_INT;
+    }
+    case payload_family::unassigned:
+    case payload_family::update:
+    case payload_family::update_2010:
+    case payload_family::environment:
+    case payload_family::words:
+        break;
+    }
+    return false;
+}
+
+template <class Spectrum>
+std::optional<payload_fault> check_length(payload_family family, const payload_head& head, std::uint64_t size)
+{
+    const std::string found = std::to_string(size) + " bytes";
     const std::uint64_t heads = (family == payload_family::region ? sizeof(trox_roi_head) : 0) + sizeof(Spectrum);
     if ((family == payload_family::spectrum || family == payload_family::region) && size < heads) {
         return payload_fault{finding_code::record_announced, found, "at least " + std::to_string(heads) + " of heads"};
@@ -172,13 +223,46 @@ std::optional<payload_fault> check_payload(int dtype, const payload_head& head, 
         return payload_fault{finding_code::record_announced, found,
                              announced ? "at least " + std::to_string(*announced) : "counts that can be"};
     }
+    if (family == payload_family::image || family == payload_family::extended_image) {
+        if (auto fault = check_pixels(family == payload_family::extended_image, head)) {
+            return fault;
+        }
+    }
+    if (*announced < size && has_told_end(family, head)) {
+        return payload_fault{finding_code::record_longer, found, std::to_string(*announced), size - *announced};
+    }
     return std::nullopt;
+}
+
+} // namespace
+
+template <class Spectrum>
+std::vector<payload_fault> check_payload(int dtype, const payload_head& head, std::uint64_t size)
+{
+    const payload_family family = family_of(dtype);
+    if (size == 0) {
+        return {};
+    }
+    if (size < least_payload(family)) {
+        return {{finding_code::record_payload, std::to_string(size) + " bytes",
+                 "at least " + std::to_string(least_payload(family)) + " for block type " + std::to_string(dtype)}};
+    }
+    std::vector<payload_fault> faults;
+    if (auto fault = check_length<Spectrum>(family, head, size)) {
+        faults.push_back(std::move(*fault));
+    }
+    if (family == payload_family::image) {
+        if (auto fault = check_image_padding(head)) {
+            faults.push_back(std::move(*fault));
+        }
+    }
+    return faults;
 }
 
 template std::optional<std::uint64_t> announced_bytes<trox_spect_head>(payload_family, const payload_head&) noexcept;
 template std::optional<std::uint64_t> announced_bytes<trox_spect_head_2010>(payload_family,
                                                                             const payload_head&) noexcept;
-template std::optional<payload_fault> check_payload<trox_spect_head>(int, const payload_head&, std::uint64_t);
-template std::optional<payload_fault> check_payload<trox_spect_head_2010>(int, const payload_head&, std::uint64_t);
+template std::vector<payload_fault> check_payload<trox_spect_head>(int, const payload_head&, std::uint64_t);
+template std::vector<payload_fault> check_payload<trox_spect_head_2010>(int, const payload_head&, std::uint64_t);
 
 } // namespace trox::inspect

@@ -1,4 +1,4 @@
-// Is a payload long enough for its block type, and for what its heads announce?
+// Does a payload have the length that its block type and its heads announce?
 #ifndef TROX_INSPECT_PAYLOAD_CHECK_H
 #define TROX_INSPECT_PAYLOAD_CHECK_H
 
@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace trox::inspect
 {
@@ -36,6 +37,7 @@ struct payload_fault {
     finding_code code;
     std::string found;
     std::string expected;
+    std::uint64_t more = 0; ///< bytes behind what is announced
 };
 
 /// Bytes that the heads of a payload announce, heads included; nothing for negative counts and for what no memory
@@ -43,10 +45,10 @@ struct payload_fault {
 template <class Spectrum>
 std::optional<std::uint64_t> announced_bytes(payload_family family, const payload_head& head) noexcept;
 
-/// Looks at a payload of `size` bytes that begins with `head`, in file order; nothing when it is sound. `Spectrum` is
+/// Looks at a payload of `size` bytes that begins with `head`, in file order; empty when it is sound. `Spectrum` is
 /// the spectrum head of the file's generation.
 template <class Spectrum>
-std::optional<payload_fault> check_payload(int dtype, const payload_head& head, std::uint64_t size);
+std::vector<payload_fault> check_payload(int dtype, const payload_head& head, std::uint64_t size);
 
 } // namespace trox::inspect
 

@@ -4,8 +4,6 @@
 #include "../cli/summary.h"
 #include "../verbs.h"
 
-#include "event_util.h"
-
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -17,11 +15,7 @@ namespace
 /// Channels that only slow events carry record when they change, at no step of their own.
 bool is_regular(const trox::channel_info& channel)
 {
-    bool has_fast_type = false;
-    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
-        has_fast_type = has_fast_type || ((channel.event_types >> type & 1U) != 0 && !is_slow_event(type));
-    }
-    return has_fast_type;
+    return (channel.event_types & ~slow_event_types()) != 0;
 }
 
 class cover_verb final : public verb
@@ -45,7 +39,7 @@ public:
     {
         const trox::data_set data = source_.open(context);
         const std::vector<std::size_t> channels = source_.channels(data);
-        std::vector<trox::channel_stamps> stamps = data.stamps(channels);
+        std::vector<trox::channel_stamps> stamps = data.stamps(channels, context.follow_files("reading tables"));
         trox::reading_report losses;
         for (trox::channel_stamps& channel : stamps) {
             limit(channel.records);

@@ -81,6 +81,7 @@ public:
     exit_code run(context& context) override
     {
         context.keep_inputs({path_});
+        refuse_unused();
         try {
             if (shows_bytes_) {
                 show_bytes(context);
@@ -108,8 +109,24 @@ private:
         }
     }
 
+    /// What would be passed over in silence makes no sense.
+    void refuse_unused() const
+    {
+        const char* const mode = shows_bytes_ ? "--hex" : "--items";
+        if ((shows_bytes_ || lists_items_) && (options_.event || has_rows_)) {
+            throw wrong_use(std::string(options_.event ? "--event" : "--rows") + " selects fields, and not what " +
+                                mode + " shows",
+                            std::string("leave one of the two out"));
+        }
+        if (at_ && (options_.item || !options_.channel.empty())) {
+            throw wrong_use("--at shows the bytes at a position, whatever they belong to",
+                            std::string("leave out --at, or ") + (options_.item ? "--item" : "--channel"));
+        }
+    }
+
     void take_rows(const std::string& text)
     {
+        has_rows_ = true;
         if (text == "all") {
             options_.rows = ti::all_rows;
             return;
@@ -177,6 +194,9 @@ private:
     void show_fields(context& context) const
     {
         require_data_file(ti::list_items(path_));
+        if (options_.event && !ti::has_event(path_, *options_.event)) {
+            throw failure(path_ + ": has no event " + std::to_string(*options_.event));
+        }
         report result = context.open_table();
         result.begin_table({"fields"}, {position_column(context),
                                         {"item"},
@@ -200,6 +220,9 @@ private:
     {
         std::vector<ti::item> pieces;
         if (at_) {
+            if (const auto size = ti::list_items(path_).file_size; *at_ != 0 && *at_ >= size) {
+                throw failure(path_ + ": ends at " + ti::hex(size) + ", in front of " + ti::hex(*at_));
+            }
             pieces.push_back({ti::item_kind::unused, {}, *at_, length_.value_or(usual_bytes)});
         } else {
             if (!options_.item && options_.channel.empty()) {
@@ -227,6 +250,7 @@ private:
     ti::dump_options options_{.rows = usual_rows};
     bool lists_items_ = false;
     bool shows_bytes_ = false;
+    bool has_rows_ = false;
     std::optional<std::uint64_t> at_;
     std::optional<std::uint64_t> length_;
 };

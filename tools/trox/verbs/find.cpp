@@ -39,6 +39,7 @@ public:
         add_time(app, "--to", end_, "End of a period, not included")->group("Selection");
         common.declare_rendering(app);
         common.declare_output(app);
+        common.declare_progress(app);
     }
 
     exit_code run(context& context) override
@@ -48,13 +49,12 @@ public:
         report result = context.open_document();
         tell_runs(result, runs);
         const std::size_t files = tell_files(context, result, runs, query);
+        if (runs.empty() || files == 0) {
+            result.finish();
+            context.out().flush(); // a file stays what it was
+            throw failure(runs.empty() ? "no run is found" : "no file of the runs found has events then");
+        }
         context.finish(result);
-        if (runs.empty()) {
-            throw failure("no run is found");
-        }
-        if (files == 0) {
-            throw failure("no file of the runs found has events then");
-        }
         return exit_code::done;
     }
 
@@ -114,6 +114,11 @@ private:
                                   const trox::run_query& query)
     {
         std::size_t told = 0;
+        std::size_t total = 0;
+        for (const auto& run : runs) {
+            total += run.files.size();
+        }
+        progress bar = context.start_progress("looking into files", total);
         result.begin_table({"files", "Files"}, {{"run", column_type::integer},
                                                 {"path"},
                                                 {"events", column_type::integer},
@@ -124,16 +129,20 @@ private:
             context.keep_inputs(run.files);
             for (const auto& path : run.files) {
                 const found_file file = look_into(path);
+                bar.advance();
                 if (!is_wanted(file, query)) {
                     continue;
                 }
                 ++told;
                 const file_span span = file.contents ? span_of(*file.contents) : file_span();
                 const cell events = file.contents ? cell(span.events) : cell();
+                bar.hide();
                 result.row({run.number, file.path, events, span.first, span.last,
                             file.problem.empty() ? cell() : cell(file.problem).with(tone::bad)});
                 if (!file.problem.empty()) {
                     context.data_lost(file.path + ": " + file.problem);
+                } else {
+                    context.tell_problems({*file.contents});
                 }
             }
         }

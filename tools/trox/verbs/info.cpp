@@ -18,7 +18,7 @@ struct kind_sum {
     std::uint64_t channels = 0;
     std::uint64_t records = 0;
     std::uint64_t stored_bytes = 0;
-    std::array<std::uint64_t, 3> stored_as{}; ///< channels by compression
+    std::array<std::uint64_t, 3> stored_as{}; ///< channels with records by compression
 };
 
 /// Events of one type in all files.
@@ -38,7 +38,9 @@ std::map<trox::channel_kind, kind_sum> sums_of_kinds(const trox::data_set& data,
         ++sum.channels;
         sum.records += data.channels()[i].records;
         sum.stored_bytes += details.stored_bytes;
-        ++sum.stored_as.at(static_cast<std::size_t>(details.stored_as));
+        if (data.channels()[i].records != 0) {
+            ++sum.stored_as.at(static_cast<std::size_t>(details.stored_as));
+        }
         bar.advance();
     }
     return sums;
@@ -173,7 +175,7 @@ const verb_entry info_entry{
     "tell what a file or a run is",
     "Tells of data files of any generation: their size and span, their events by type, and their channels by kind. "
     "\"trox list\" lists each channel.\n\n"
-    "Which compression a channel has is that of its first record.",
+    "Which compression a channel has is that of its first record; one without records has none.",
     {{"trox info /data/linac_main_run7_file1_20240305T120000.raw", "Tells of one file."},
      {"trox info --run 7 --catalogue /catalogue --data /data", "Tells of a run."},
      {"trox info /data --json | jq .summary", "Tells of all files of a directory."}},

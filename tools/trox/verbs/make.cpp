@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fmt/format.h>
 #include <utility>
 
 namespace trox_cli
@@ -45,6 +46,7 @@ public:
         if (length_.events < length_.files) {
             throw wrong_use("--files: every file has an event at least");
         }
+        refuse_oversize();
         refuse_second_run();
         const trox_machine::machine source(settings_);
         const auto written = [&] {
@@ -54,6 +56,7 @@ public:
             return trox_machine::write_run(source, run_, directory_, length_, seen);
         }();
         tell(context, written);
+        tell_oversize(context, written);
         return exit_code::done;
     }
 
@@ -93,6 +96,19 @@ private:
         }
     }
 
+    /// Positions of 32 bits end a file below 4 GiB; one that would pass them is not begun.
+    void refuse_oversize() const
+    {
+        constexpr std::uint64_t room_for_tables = std::uint64_t{64} << 20;
+        constexpr std::uint64_t most = (std::uint64_t{1} << 32) - room_for_tables;
+        const std::uint64_t wanted = length_.bytes.value_or(0) / static_cast<std::uint64_t>(length_.files);
+        if (settings_.format != tw::generation::v2024 && wanted > most) {
+            throw wrong_use("--size: a file of the " + word_of(generation_words, settings_.format) +
+                                " generation ends below 4 GiB",
+                            "--files with a larger number, or --generation 2024");
+        }
+    }
+
     /// Two catalogue entries of one run would be read as one run.
     void refuse_second_run()
     {
@@ -107,6 +123,20 @@ private:
                 throw failure(directory_ + ": holds files of run " + std::to_string(run_.number) + " already",
                               "name another directory, or another --run");
             }
+        }
+    }
+
+    /// Every file has an event and its tables, however few bytes are asked for.
+    void tell_oversize(context& context, const trox_machine::written_run& written) const
+    {
+        std::uint64_t size = 0;
+        for (const auto& path : written.files) {
+            size += std::filesystem::file_size(path);
+        }
+        if (length_.bytes && size > *length_.bytes + *length_.bytes / 4) {
+            context.note(fmt::format("{} bytes were written where {} were asked for: every file has an event and its "
+                                     "tables",
+                                     size, *length_.bytes));
         }
     }
 

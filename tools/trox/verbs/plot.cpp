@@ -173,7 +173,7 @@ private:
                 return context.times().show(trox::time_point(trox::microseconds(std::llround(time))));
             };
         }
-        if (context.options().progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1) {
+        if (context.wants_progress()) {
             request.progress = [&](std::uint64_t done) {
                 if (done == 1) {
                     const auto total = trox::event_reader(data, selected, context.reading()).count();

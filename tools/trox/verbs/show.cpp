@@ -1,10 +1,13 @@
 // trox show: one event, or one channel at one event.
 #include "../cli/input.h"
 #include "../cli/record_report.h"
+#include "../cli/summary.h"
 #include "../cli/text.h"
 #include "../verbs.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace trox_cli
 {
@@ -34,14 +37,18 @@ public:
         const trox::data_set data = source_.open(context);
         trox::selection selected = source_.selection(data);
         synchronisation_.apply(selected);
-        trox::event_reader events(data, selected, context.reading());
-        const trox::event event = require_event(events);
-        if (source_.names_channels() && events.channels().size() == 1) {
-            show_record(context, data.channels()[events.channels().front()], event);
-        } else {
-            show_event(context, events, event);
+        const bool is_record = source_.names_channels() && selected.channels.size() == 1;
+        if (shown_.window && !is_record) {
+            throw wrong_use("--slice shows samples of a channel, and an event is shown", "name one channel");
         }
-        context.tell_losses(events.report());
+        trox::reading_report losses;
+        const shown_event event = require_event(context, data, selected, losses);
+        if (is_record) {
+            show_record(context, data.channels()[event.channels.front()], event);
+        } else {
+            show_event(context, data, event);
+        }
+        context.tell_losses(losses);
         return exit_code::done;
     }
 
@@ -86,11 +93,83 @@ private:
         return is_last_ ? events.last() : events.first();
     }
 
-    trox::event require_event(trox::event_reader& events) const
+    static shown_event shown(const trox::event_reader& events, const trox::event& event)
     {
-        if (auto found = find_event(events)) {
-            return *found;
+        return {event.number(), event.time(), events.channels(), event.records()};
+    }
+
+    /// The event in which the named channels are shown, and what was lost on the way to it.
+    shown_event require_event(context& context, const trox::data_set& data, const trox::selection& selected,
+                              trox::reading_report& losses) const
+    {
+        trox::reading_options reading = context.reading();
+        reading.progress = context.follow_files("finding the event");
+        trox::event_reader events(data, selected, reading);
+        const auto found = find_event(events);
+        const bool is_exact = found && number_;
+        if (!is_exact && holds_slow_values(data, events.channels())) {
+            if (auto between = find_between(data, selected, reading, events.channels(), losses)) {
+                if (!found || between->time < found->time()) {
+                    return *between;
+                }
+            }
         }
+        losses = events.report();
+        if (found) {
+            return shown(events, *found);
+        }
+        refuse(events);
+    }
+
+    /// Slow values hold also in events that are none of their channels'.
+    bool holds_slow_values(const trox::data_set& data, const std::vector<std::size_t>& channels) const
+    {
+        return source_.names_channels() && (number_ || time_) &&
+               std::any_of(channels.begin(), channels.end(), [&](std::size_t channel) {
+                   return (data.channels()[channel].event_types & slow_event_types()) != 0;
+               });
+    }
+
+    /// The event that is looked for among those of all channels, with the records of some of them; none when they have
+    /// none there.
+    std::optional<shown_event> find_between(const trox::data_set& data, const trox::selection& selected,
+                                            const trox::reading_options& reading,
+                                            const std::vector<std::size_t>& channels,
+                                            trox::reading_report& losses) const
+    {
+        trox::selection all = selected;
+        all.channels.clear();
+        all.missing = trox::on_missing::keep;
+        trox::event_reader events(data, all, reading);
+        const auto found = find_event(events);
+        if (!found) {
+            return std::nullopt;
+        }
+        // Without a selection the channels are those of the data set.
+        shown_event event{found->number(), found->time(), channels, {}};
+        for (const std::size_t channel : channels) {
+            event.records.push_back((*found)[channel]);
+        }
+        const auto is_there = [](const trox::record& record) { return bool(record); };
+        const bool is_wanted = selected.missing == trox::on_missing::keep
+                                   ? std::any_of(event.records.begin(), event.records.end(), is_there)
+                                   : std::all_of(event.records.begin(), event.records.end(), is_there);
+        if (!is_wanted) {
+            return std::nullopt;
+        }
+        const trox::reading_report& read = events.report();
+        for (const std::size_t channel : channels) {
+            const trox::channel_report& one = read.channels[channel];
+            losses.channels.push_back(one);
+            std::copy_if(read.skipped_records.begin(), read.skipped_records.end(),
+                         std::back_inserter(losses.skipped_records),
+                         [&](const trox::skipped_record& record) { return record.where.channel == one.name; });
+        }
+        return event;
+    }
+
+    [[noreturn]] void refuse(trox::event_reader& events) const
+    {
         const std::string what = number_ ? fmt::format("there is no event {}", *number_)
                                  : time_ ? "there is no event at " + trox::to_text(*time_) + " or later"
                                          : "there is no event";
@@ -103,24 +182,24 @@ private:
         throw failure(what, hint);
     }
 
-    void show_event(context& context, const trox::event_reader& events, const trox::event& event) const
+    static void show_event(context& context, const trox::data_set& data, const shown_event& event)
     {
         if (context.options().format == output_format::csv) {
             report result = context.open_table();
-            tell_records(result, events, event);
+            tell_records(result, data, event);
             context.finish(result);
             return;
         }
         report result = context.open_document();
-        tell_event(result, events, event);
+        tell_event(result, data, event);
         context.finish(result);
     }
 
-    void show_record(context& context, const trox::channel_info& channel, const trox::event& event) const
+    void show_record(context& context, const trox::channel_info& channel, const shown_event& event) const
     {
-        const trox::record& record = event[0];
+        const trox::record& record = event.records.front();
         if (!record) {
-            throw failure(fmt::format("{} has no record in event {}", channel.name, event.number()));
+            throw failure(fmt::format("{} has no record in event {}", channel.name, event.number));
         }
         report result = context.open_table();
         switch (context.options().format) {
@@ -156,7 +235,9 @@ const verb_entry show_entry{
     "values, a state or a slow value, with the head of the record and its place in the file.\n\n"
     "Tables show the first samples; --slice shows others, --json all samples, --format csv all samples and pixels. A "
     "slow "
-    "value stays valid until the next one: \"updated\" tells whether it is of this very event.",
+    "value stays valid until the next one: \"updated\" tells whether it is of this very event. So --event and --time "
+    "find events of all "
+    "channels for a slow one.",
     {{"trox show /data/linac_main_run7_file1_20240305T120000.raw", "Shows the first event of a file."},
      {"trox show --run 7 --catalogue /catalogue --data /data --event 25769803780 'LINAC.RF/*'",
       "Shows some channels at an event."},

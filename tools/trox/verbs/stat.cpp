@@ -33,7 +33,7 @@ public:
             ->group("Output");
         common.declare_rendering(app);
         common.declare_output(app);
-        common.declare_work(app);
+        common.declare_memory(app);
     }
 
     exit_code run(context& context) override
@@ -42,10 +42,16 @@ public:
         const std::vector<std::size_t> channels = source_.channels(data);
         std::vector<std::pair<std::size_t, channel_numbers>> found;
         trox::reading_report losses;
-        progress bar = context.start_progress("decoding", channels.size());
+        std::uint64_t records = 0;
         for (const std::size_t channel : channels) {
-            found.emplace_back(channel, measure(context, data, channel, losses));
-            bar.advance();
+            records += data.channels()[channel].records;
+        }
+        progress bar = context.start_progress("decoding", records);
+        records = 0;
+        for (const std::size_t channel : channels) {
+            found.emplace_back(channel, measure(context, data, channel, losses, bar));
+            records += data.channels()[channel].records;
+            bar.reach(records);
         }
         bar.hide();
         context.tell_losses(losses);
@@ -59,7 +65,7 @@ private:
 
     /// Decodes all records of a channel by one thread, so that the time is that of the work.
     channel_numbers measure(const context& context, const trox::data_set& data, std::size_t channel,
-                            trox::reading_report& losses) const
+                            trox::reading_report& losses, progress& bar) const
     {
         channel_numbers numbers;
         numbers.details = data.inspect(channel);
@@ -75,6 +81,7 @@ private:
             ++numbers.records;
             numbers.payload += bytes;
             numbers.largest = std::max(numbers.largest, bytes);
+            bar.advance();
         }
         numbers.decoding = std::chrono::duration_cast<trox::microseconds>(std::chrono::steady_clock::now() - begin);
         const trox::reading_report& read = events.report();
@@ -107,8 +114,16 @@ private:
         return by == 0 ? std::nullopt : std::optional(static_cast<double>(of) / static_cast<double>(by));
     }
 
-    static void tell(context& context, const trox::data_set& data,
-                     const std::vector<std::pair<std::size_t, channel_numbers>>& found)
+    /// Stored bytes are those of all records, so that a part of the payload says nothing of them.
+    std::optional<double> ratio(const channel_numbers& numbers) const
+    {
+        const trox::event_range range = source_.range();
+        const bool is_part = range.first_number || range.end_number || range.begin || range.end;
+        return is_part ? std::nullopt : part(numbers.payload, numbers.details.stored_bytes);
+    }
+
+    void tell(context& context, const trox::data_set& data,
+              const std::vector<std::pair<std::size_t, channel_numbers>>& found) const
     {
         report result = context.open_table();
         result.begin_table({"channels"}, {{"channel"},
@@ -126,10 +141,10 @@ private:
         for (const auto& [channel, numbers] : found) {
             const auto speed = part(numbers.payload, static_cast<std::uint64_t>(numbers.decoding.count()));
             result.row({data.channels()[channel].name, trox::name_of(numbers.details.kind),
-                        trox::name_of(numbers.details.stored_as), numbers.records,
-                        cell(numbers.damaged).with(numbers.damaged > 0 ? tone::bad : tone::plain),
-                        numbers.details.stored_bytes, numbers.payload,
-                        part(numbers.payload, numbers.details.stored_bytes), numbers.largest, numbers.decoding,
+                        data.channels()[channel].records == 0 ? cell() : cell(trox::name_of(numbers.details.stored_as)),
+                        numbers.records, cell(numbers.damaged).with(numbers.damaged > 0 ? tone::bad : tone::plain),
+                        numbers.details.stored_bytes, numbers.payload, ratio(numbers), numbers.largest,
+                        numbers.decoding,
                         speed ? std::optional(static_cast<std::uint64_t>(*speed * second_us)) : std::nullopt});
         }
         result.end_table();
@@ -142,18 +157,17 @@ private:
 
 } // namespace
 
-const verb_entry stat_entry{"stat",
-                            "measure bytes, ratio and decoding time of channels",
-                            "Decodes every record of each channel and tells how many bytes they take in the files, how "
-                            "many decoded, and how long "
-                            "one thread reads and decodes them.\n\n"
-                            "Stored bytes are those of the channel's baskets: payloads, their heads, and gaps between "
-                            "them; those of all events, "
-                            "whatever the range. The time includes finding the events in the tables; a second run "
-                            "finds the files in memory and is "
-                            "faster.",
-                            {{"trox stat /data", "Measures the channels of a directory's files."},
-                             {"trox stat /data --sort stored --json", "Tells the largest first, as JSON."}},
-                            []() -> std::unique_ptr<verb> { return std::make_unique<stat_verb>(); }};
+const verb_entry stat_entry{
+    "stat",
+    "measure bytes, ratio and decoding time of channels",
+    "Reads each channel on its own, and tells how many bytes its records take in the files, how many decoded, and how "
+    "long one thread reads and decodes them. Records are those that reading delivers: of several with one event number "
+    "the one that is found.\n\n"
+    "Stored bytes are those of the channel's baskets: payloads, their heads, and gaps between them; those of all "
+    "events, whatever the range, so that there is no ratio with a range. The time includes finding the events in the "
+    "tables; a second run finds the files in memory and is faster.",
+    {{"trox stat /data", "Measures the channels of a directory's files."},
+     {"trox stat /data --sort stored --json", "Tells the largest first, as JSON."}},
+    []() -> std::unique_ptr<verb> { return std::make_unique<stat_verb>(); }};
 
 } // namespace trox_cli

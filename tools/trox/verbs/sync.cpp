@@ -45,7 +45,9 @@ public:
         const trox::data_set data = source_.open(context);
         trox::selection selection = source_.selection(data);
         synchronisation_.apply(selection);
-        trox::event_reader events(data, selection, context.reading());
+        trox::reading_options reading = context.reading();
+        reading.progress = context.follow_files("finding events");
+        trox::event_reader events(data, selection, reading);
         std::vector<channel_match> matches(events.channels().size());
         progress bar = context.start_progress("reading", events.count());
         for (const trox::event& event : events) {
