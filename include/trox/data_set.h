@@ -64,7 +64,8 @@ struct run_query {
 std::vector<run_info> find_runs(const run_place& place, const run_query& query = {},
                                 std::vector<skipped_file>* damaged = nullptr);
 
-/// Events of one type in one file.
+/// Events of one type in one file. First and last are by time, as the event index announces them; the bounds are those
+/// of its entries, and hold also when numbers begin anew or the announcement is damaged.
 struct event_type_info {
     int type = 0;
     std::uint64_t count = 0;
@@ -72,6 +73,10 @@ struct event_type_info {
     std::uint64_t last_number = 0;
     time_point first_time{};
     time_point last_time{};
+    std::uint64_t lowest_number = 0;
+    std::uint64_t highest_number = 0;
+    time_point earliest{};
+    time_point latest{};
 };
 
 /// One data file.

@@ -48,6 +48,13 @@ struct event_range {
 };
 
 /// How channels are matched to one event.
+///
+/// By number, records of equal numbers are of one event; where numbers begin anew, in a file or with a later one, their
+/// events follow those before. By time, records within the tolerance are of one event, and the next event is looked for
+/// one step on: those that lie closer together than the step less the tolerance are passed over, so that step and
+/// tolerance must suit the fastest channel. Of several records of a channel that match one event one is taken, which
+/// concerns repeated numbers, slow values that change twice in an event, and files that overlap; number steps above 1
+/// pass over what lies between. `channel_report::unmatched` counts what no event took.
 struct synchronisation {
     enum class mode { by_number, by_time };
     mode how = mode::by_number;
@@ -90,7 +97,8 @@ struct channel_report {
     std::uint64_t present = 0;        ///< events with a record
     std::uint64_t carried = 0;        ///< events with an earlier slow value
     std::uint64_t missing = 0;        ///< events without
-    std::uint64_t skipped = 0;        ///< records that could not be decoded, each counted once
+    std::uint64_t skipped = 0;        ///< records that cannot be decoded or have no credible event, each counted once
+    std::uint64_t unmatched = 0;      ///< sound records of files gone through so far that became part of no event
     microseconds largest_residual{0}; ///< largest distance between a record's time and its event's
 };
 struct reading_report {
@@ -137,7 +145,8 @@ private:
 /// are decoded by worker threads ahead of the direction in which one reads.
 ///
 /// Going forward delivers the events, records and slow values that the reader classes deliver for requests of the next
-/// event; every other way of stepping leads to the same events.
+/// event, and further ones where numbers or times do not ascend, so that none is lost; every other way of stepping
+/// leads to the same events.
 ///
 ///     auto data = trox::data_set::open_run({"/catalogue", {"/data"}}, 1042);
 ///     trox::event_reader events(data, {{trox::pattern_from_text("LINAC.DIAG/TOROID/*")}});

@@ -32,12 +32,30 @@ struct bad_record {
     fault why = fault::damaged_record;
 };
 
-/// The records of one channel in one file, without those whose event cannot be told.
+/// A time in microseconds from which on the event numbers of a file begin anew.
+struct restart_point {
+    std::uint64_t time = 0;
+    bool from_zero = false;
+};
+
+/// The records of one channel in one file, or in a stretch of it, without those whose event cannot be told.
 struct channel_column {
     std::vector<indexed_record> records{};
     trox_time_id_2024 first{}; ///< the earliest event
     trox_time_id_2024 last{};  ///< the latest
+    std::size_t first_at = 0;  ///< where it stands in `records`
+    /// Of the numbers, which need not be those of the earliest and of the latest event; 0 when no event has one.
+    std::uint64_t lowest_number = 0;
+    std::uint64_t highest_number = 0;
+    std::size_t lowest_at = 0;
+    bool begins_with_zero = false;         ///< the stretch's numbers begin with 0, which else means none
+    std::vector<restart_point> restarts{}; ///< of the numbers within
     std::vector<bad_record> bad{};
+
+    /// Sets the members from `first` to `lowest_at`.
+    void find_bounds();
+    /// Whether numbers begin anew between two records.
+    bool has_restart_between(std::size_t a, std::size_t b) const;
 };
 
 /// What a thread keeps from one channel to the next: its windows into the baskets.
@@ -76,7 +94,10 @@ public:
     virtual ~file_rows() = default;
     virtual const std::shared_ptr<const std::string>& path() const = 0;
     virtual std::size_t rows(std::size_t channel) const = 0;
+    /// Without the bounds.
     virtual channel_column column(std::size_t channel) const = 0;
+    /// Where the numbers of the channels begin anew, by the event index; ascending.
+    virtual std::vector<restart_point> restarts() const = 0;
     virtual stored_channel stored(std::size_t channel) const = 0;
     /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
     virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,

@@ -4,12 +4,12 @@
 
 #include "generic/channel_extent.inl"
 #include "generic/dictionary_entries.h"
-#include "generic/indexed_events.inl"
 #include "generic/loaded_file.h"
 #include "generic/record_decoder.inl"
 #include "generic/record_index.h"
 #include "trox/data_file.h"
 #include "trox/stream_check.h"
+#include "trox/stretches.h"
 #include "trox/typed_file.h"
 
 #include <algorithm>
@@ -107,29 +107,60 @@ template <class G> const typename G::chan_dictionary_entry* dictionary_at(const 
     return i < count ? &file.cdt_tab->entries[i] : nullptr;
 }
 
-template <class G> std::vector<event_type_info> event_types_of(const loaded_file<G>& file)
+/// Calls `take` with the head of each event type in the event index, its first entry and their count.
+template <class G, class Take> void for_each_event_type(const loaded_file<G>& file, Take take)
 {
     using head_type = typename G::event_index_head;
-    std::vector<event_type_info> types;
     const auto* at =
         reinterpret_cast<const unsigned char*>(file.eit_tab.get()) + offsetof(typename G::event_index_table, entries);
-    const auto count = static_cast<std::uint64_t>(file.eit_tab->nevent_types);
+    const auto types = static_cast<std::uint64_t>(file.eit_tab->nevent_types);
+    for (std::uint64_t i = 0; i < types; ++i) {
+        const auto head = trox_detail::load_record<head_type>(at);
+        const auto length = static_cast<std::uint64_t>(head.length);
+        take(head, at + sizeof head, (length - sizeof head) / sizeof(typename G::event_info));
+        at += length;
+    }
+}
+
+/// Number and time of an entry of the event index, which are big-endian.
+template <class Info> trox_time_id_2024 event_id_of(const Info& event)
+{
+    return {trox_detail::big_endian(event.event_number),
+            {trox_detail::big_endian(event.time.timeup), trox_detail::big_endian(event.time.timelow)}};
+}
+
+/// Widens the bounds of an event type by one event.
+inline void add_to_bounds(event_type_info& type, const trox_time_id_2024& event, bool is_first)
+{
+    const time_point time = time_of(event.time);
+    type.lowest_number = is_first ? event.event_number : std::min(type.lowest_number, event.event_number);
+    type.highest_number = is_first ? event.event_number : std::max(type.highest_number, event.event_number);
+    type.earliest = is_first ? time : std::min(type.earliest, time);
+    type.latest = is_first ? time : std::max(type.latest, time);
+}
+
+template <class G> std::vector<event_type_info> event_types_of(const loaded_file<G>& file)
+{
+    using info_type = typename G::event_info;
+    std::vector<event_type_info> types;
     const auto time = [](const time_stamp& stamp) {
         return time_of({trox_detail::big_endian(stamp.timeup), trox_detail::big_endian(stamp.timelow)});
     };
-    for (std::uint64_t i = 0; i < count; ++i) {
-        const auto head = trox_detail::load_record<head_type>(at);
-        const auto length = static_cast<std::uint64_t>(head.length);
-        event_type_info info;
-        info.type = static_cast<int>(head.event_type);
-        info.count = (length - sizeof head) / sizeof(typename G::event_info);
-        info.first_number = trox_detail::big_endian(head.event_number_first);
-        info.last_number = trox_detail::big_endian(head.event_number_last);
-        info.first_time = time(head.event_time_first);
-        info.last_time = time(head.event_time_last);
-        types.push_back(info);
-        at += length;
-    }
+    for_each_event_type(
+        file, [&](const typename G::event_index_head& head, const unsigned char* infos, std::uint64_t count) {
+            event_type_info info;
+            info.type = static_cast<int>(head.event_type);
+            info.count = count;
+            info.first_number = trox_detail::big_endian(head.event_number_first);
+            info.last_number = trox_detail::big_endian(head.event_number_last);
+            info.first_time = time(head.event_time_first);
+            info.last_time = time(head.event_time_last);
+            for (std::uint64_t i = 0; i < count; ++i) {
+                add_to_bounds(info, event_id_of(trox_detail::load_record<info_type>(infos + i * sizeof(info_type))),
+                              i == 0);
+            }
+            types.push_back(info);
+        });
     return types;
 }
 
@@ -266,6 +297,29 @@ inline std::uint64_t next_identity()
     return ++last;
 }
 
+/// An event of a file's event index, by the position of its header.
+struct known_event {
+    std::uint64_t offset = 0;
+    trox_time_id_2024 id{};
+};
+
+/// All events of an event index, in order of their positions.
+template <class G> std::vector<known_event> known_events(const loaded_file<G>& file)
+{
+    using info_type = typename G::event_info;
+    std::vector<known_event> events;
+    for_each_event_type(file,
+                        [&](const typename G::event_index_head&, const unsigned char* infos, std::uint64_t count) {
+                            for (std::uint64_t i = 0; i < count; ++i) {
+                                const auto event = trox_detail::load_record<info_type>(infos + i * sizeof(info_type));
+                                events.push_back({static_cast<std::uint64_t>(event.offset), event_id_of(event)});
+                            }
+                        });
+    std::stable_sort(events.begin(), events.end(),
+                     [](const known_event& a, const known_event& b) { return a.offset < b.offset; });
+    return events;
+}
+
 template <class G> class typed_rows;
 
 template <class G> class typed_decoder final : public channel_decoder
@@ -305,6 +359,7 @@ public:
         return counts_[channel];
     }
     channel_column column(std::size_t channel) const override;
+    std::vector<restart_point> restarts() const override;
     stored_channel stored(std::size_t channel) const override;
     std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
                                              decode_workspace& workspace) const override
@@ -354,6 +409,9 @@ private:
     bool holds_all_rows(std::size_t channel, file_span basket) const;
     file_span basket_at(std::uint64_t position, std::size_t fixed, std::uint64_t pattern) const;
     bool is_update(file_window& window, const row_type& row) const;
+    const known_event* find_event(std::uint64_t offset, std::size_t& hint) const;
+    bool confirms(const known_event* known, const trox_time_id_2024& header) const;
+    bool numbers_ascend() const;
     void disown(channel_column& column, std::size_t channel) const;
 
     loaded_file<G> file_;
@@ -361,6 +419,7 @@ private:
     std::vector<std::string> names_;
     std::vector<std::size_t> counts_;
     std::vector<std::uint32_t> block_types_;
+    std::vector<known_event> events_;
     file_span event_headers_;
     file_span server_blocks_;
     const std::uint64_t identity_ = next_identity();
@@ -388,6 +447,7 @@ typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity
     }
     expect_table(code, "the event-channel pointers table", path);
     file_.ecp_tab.reset(table);
+    events_ = known_events(file_);
     std::unordered_map<std::string_view, const typename G::chan_dictionary_entry*> entries;
     for (std::size_t i = 0; const auto* entry = dictionary_at(file_, i); ++i) {
         entries.emplace(std::string_view(entry->chan_name, trox_detail::text_length(entry->chan_name)), entry);
@@ -517,47 +577,103 @@ template <class G> channel_column typed_rows<G>::column(std::size_t channel) con
             {{event.event_number, event.event_time}, row_number, may_be_slow && is_update(subheads, row)});
     }
     disown(result, channel);
-    for (const indexed_record& record : result.records) {
-        const std::uint64_t time = trox_detail::microseconds(record.event_id.time);
-        const bool is_first = &record == result.records.data();
-        // An event without a time never becomes the first, but may start as it.
-        if (is_first || (record.event_id.time.timeup != 0 && time < trox_detail::microseconds(result.first.time))) {
-            result.first = record.event_id;
-        }
-        if (is_first || time > trox_detail::microseconds(result.last.time)) {
-            result.last = record.event_id;
-        }
-    }
     return result;
 }
 
-/// Takes out the records whose event header contradicts the file's event index, when the records do not ascend. A
-/// damaged header would give its event a place far from its neighbours.
+/// The first event whose header stands at a position; null when the event index knows none. Looks behind the last one
+/// first.
+template <class G> const known_event* typed_rows<G>::find_event(std::uint64_t offset, std::size_t& hint) const
+{
+    const std::size_t near = std::min(hint + 1, events_.size());
+    auto found = events_.begin() + static_cast<std::ptrdiff_t>(near);
+    if (found == events_.end() || found->offset != offset || (near > 0 && events_[near - 1].offset == offset)) {
+        found = std::lower_bound(events_.begin(), events_.end(), offset,
+                                 [](const known_event& event, std::uint64_t wanted) { return event.offset < wanted; });
+    }
+    if (found == events_.end() || found->offset != offset) {
+        return nullptr;
+    }
+    hint = static_cast<std::size_t>(found - events_.begin());
+    return &*found;
+}
+
+/// Whether the numbers of all events ascend with their times: then those of every channel do.
+template <class G> bool typed_rows<G>::numbers_ascend() const
+{
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> order; // time, number
+    order.reserve(events_.size());
+    for (const known_event& event : events_) {
+        order.emplace_back(trox_detail::microseconds(event.id.time), event.id.event_number);
+        if (event.id.event_number == 0 || event.id.time.timeup == 0) {
+            return false;
+        }
+    }
+    std::sort(order.begin(), order.end());
+    return std::is_sorted(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+}
+
+template <class G> std::vector<restart_point> typed_rows<G>::restarts() const
+{
+    if (numbers_ascend()) {
+        return {};
+    }
+    restart_finder finder;
+    for (std::size_t channel = 0; channel < counts_.size(); ++channel) {
+        std::vector<trox_time_id_2024> events;
+        events.reserve(counts_[channel]);
+        std::size_t hint = 0;
+        for (std::size_t i = 0; i < counts_[channel]; ++i) {
+            const auto offset = static_cast<std::uint64_t>(row_at(channel, static_cast<std::uint32_t>(i)).evhd);
+            if (const known_event* event = find_event(offset, hint)) {
+                events.push_back(event->id);
+            }
+        }
+        finder.add(events);
+    }
+    return finder.points();
+}
+
+/// Whether an event, or another one of the same position, is the one of a header.
+template <class G> bool typed_rows<G>::confirms(const known_event* known, const trox_time_id_2024& header) const
+{
+    const known_event* const end = events_.data() + events_.size();
+    for (const known_event* event = known; event != nullptr && event != end && event->offset == known->offset;
+         ++event) {
+        if (event->id.event_number == header.event_number && event->id.time.timeup == header.time.timeup &&
+            event->id.time.timelow == header.time.timelow) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Takes out the records whose event header contradicts the file's event index: one of both is damaged, and would give
+/// the event a wrong number or a place far from its neighbours. The header is believed when it alone suits the records
+/// around; an event that the index does not know, when all records ascend.
 template <class G> void typed_rows<G>::disown(channel_column& column, std::size_t channel) const
 {
-    const auto ascends = [](const indexed_record& a, const indexed_record& b) {
-        return a.event_id.event_number < b.event_id.event_number &&
-               trox_detail::microseconds(a.event_id.time) < trox_detail::microseconds(b.event_id.time);
+    const auto ascends = [](const trox_time_id_2024& a, const trox_time_id_2024& b) {
+        return a.event_number < b.event_number && trox_detail::microseconds(a.time) < trox_detail::microseconds(b.time);
     };
     const auto& records = column.records;
-    bool sorted = true;
-    for (std::size_t i = 1; sorted && i < records.size(); ++i) {
-        sorted = ascends(records[i - 1], records[i]);
-    }
-    if (sorted) {
-        return;
-    }
-    const auto events = trox_detail::indexed_events<G>(file_.eit_tab.get());
+    const auto suits = [&](std::size_t at, const trox_time_id_2024& event) {
+        return (at == 0 || ascends(records[at - 1].event_id, event)) &&
+               (at + 1 == records.size() || ascends(event, records[at + 1].event_id));
+    };
+    const bool sorted = std::adjacent_find(records.begin(), records.end(), [&](const auto& a, const auto& b) {
+                            return !ascends(a.event_id, b.event_id);
+                        }) == records.end();
     std::vector<indexed_record> kept;
-    for (const indexed_record& record : records) {
-        const row_type& row = row_at(channel, record.row);
-        const auto known = events.find(static_cast<std::uint64_t>(row.evhd));
-        if (known != events.end() && known->second.event_number == record.event_id.event_number &&
-            known->second.time.timeup == record.event_id.time.timeup &&
-            known->second.time.timelow == record.event_id.time.timelow) {
-            kept.push_back(record);
+    kept.reserve(records.size());
+    std::size_t hint = 0;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        const trox_time_id_2024& event = records[i].event_id;
+        const row_type& row = row_at(channel, records[i].row);
+        const known_event* known = find_event(static_cast<std::uint64_t>(row.evhd), hint);
+        if (confirms(known, event) || (known == nullptr ? sorted : suits(i, event) && !suits(i, known->id))) {
+            kept.push_back(records[i]);
         } else {
-            column.bad.push_back({static_cast<std::uint64_t>(row.chhd), record.event_id.event_number,
+            column.bad.push_back({static_cast<std::uint64_t>(row.chhd), event.event_number,
                                   "its event header contradicts the event index"});
         }
     }

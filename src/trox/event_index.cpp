@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <utility>
 
 namespace trox::detail
@@ -27,42 +28,92 @@ time_point time_of(const time_stamp& stamp)
     return time_point(std::chrono::seconds(stamp.timeup) + microseconds(stamp.timelow));
 }
 
-bool is_empty(const trox_time_id_2024& event)
-{
-    return event.event_number == 0 && event.time.timeup == 0;
-}
-
 } // namespace
 
 // --- one channel ----------------------------------------------------------------------------------------
 
 channel_cursor::channel_cursor(std::size_t channel, const synchronisation& match) : channel_(channel), match_(match) {}
 
-bool channel_cursor::enter(std::size_t file, std::size_t files, const column_source& columns)
+void channel_cursor::leave()
 {
+    unmatched_ += column_.records.size() - taken_count_;
     alive_ = false;
+    waiting_ = false;
+    column_ = {};
     index_.reset();
-    for (; file < files && !alive_; ++file) {
-        column_ = columns(file, channel_);
-        file_ = file;
-        alive_ = !column_.records.empty();
-        if (!alive_) {
-            continue;
+    taken_.clear();
+    taken_count_ = 0;
+    present_ = -1;
+}
+
+bool channel_cursor::go_on(std::size_t files, const column_source& columns)
+{
+    leave();
+    while (!alive_) {
+        if (begun_ && stretch_ + 1 < stretches_.size()) {
+            ++stretch_;
+        } else {
+            file_ += begun_ ? 1 : 0;
+            begun_ = true;
+            stretch_ = 0;
+            stretches_.clear();
+            if (file_ >= files) {
+                return false;
+            }
+            stretches_ = columns.stretches(file_, channel_);
         }
-        taken_ = false;
-        present_ = -1;
-        last_found_ = -1;
-        index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), undecoded);
-        const trox_time_id_2024& first = column_.first;
-        const answer found = first.event_number != 0 ? find_number(first.event_number, TROX_DAQ_READ_CHAN_EVENT_FIRST)
-                                                     : find_time(first.time, TROX_DAQ_READ_CHAN_EVENT_FIRST);
-        alive_ = found == answer::record;
+        alive_ = stretch_ < stretches_.size() && !stretches_[stretch_].records.empty();
     }
-    if (!alive_) {
-        column_ = {};
-        index_.reset();
+    column_ = std::move(stretches_[stretch_]);
+    waiting_ = stretch_ > 0;
+    taken_.assign(column_.records.size(), false);
+    index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), undecoded);
+    rewind();
+    return true;
+}
+
+void channel_cursor::go_to_first()
+{
+    const bool has_number = !is_by_time() && column_.first.event_number != 0;
+    last_found_ = -1;
+    select(static_cast<int>(has_number ? column_.lowest_at : column_.first_at));
+}
+
+const indexed_record& channel_cursor::rewind()
+{
+    go_to_first();
+    confirm();
+    return *present();
+}
+
+/// Goes to the record that a look-up of the present record's number finds: of several with one number always the same.
+/// It is another event where numbers have begun anew between them.
+void channel_cursor::confirm()
+{
+    const int before = present_;
+    const std::uint64_t number = present()->event_id.event_number;
+    if (number == 0) {
+        return;
     }
-    return alive_;
+    const answer found = find_number(number, TROX_DAQ_READ_CHAN_EVENT_CUR);
+    if (found != answer::record || is_of_other_stretch(before)) {
+        select(before);
+    }
+}
+
+/// Whether numbers begin anew between a record and the present one.
+bool channel_cursor::is_of_other_stretch(int record) const
+{
+    return column_.has_restart_between(static_cast<std::size_t>(record), static_cast<std::size_t>(present_));
+}
+
+bool channel_cursor::take()
+{
+    const auto at = static_cast<std::size_t>(present_);
+    const bool is_new = !taken_[at];
+    taken_[at] = true;
+    taken_count_ += is_new ? 1 : 0;
+    return is_new;
 }
 
 channel_cursor::answer channel_cursor::select(int found)
@@ -106,7 +157,7 @@ channel_cursor::answer channel_cursor::at(const trox_time_id_2024& target)
 {
     constexpr int type = TROX_DAQ_READ_CHAN_EVENT_CUR;
     if (target.event_number != 0) {
-        if (target.event_number < column_.first.event_number || target.event_number > column_.last.event_number) {
+        if (target.event_number < column_.lowest_number || target.event_number > column_.highest_number) {
             return answer::out_of_window;
         }
         return find_number(target.event_number, type);
@@ -122,9 +173,9 @@ channel_cursor::answer channel_cursor::at(const trox_time_id_2024& target)
 channel_cursor::answer channel_cursor::behind(const trox_time_id_2024& target, bool checks_numbers)
 {
     constexpr int type = TROX_DAQ_READ_CHAN_EVENT_NEXT;
-    if (target.event_number != 0) {
+    if (target.event_number != 0 || (!is_by_time() && column_.begins_with_zero)) {
         const std::uint64_t next = target.event_number + match_.number_step;
-        if (next < match_.number_step || next > column_.last.event_number) {
+        if (next < match_.number_step || next > column_.highest_number) {
             return answer::out_of_window;
         }
         return find_number(next, type);
@@ -136,16 +187,27 @@ channel_cursor::answer channel_cursor::behind(const trox_time_id_2024& target, b
     }
     const std::uint64_t before = present_number_;
     const answer found = find_time(next, type);
-    if (found != answer::record || !checks_numbers ||
-        column_.records[static_cast<std::size_t>(present_)].event_id.event_number - before < 2) {
-        return found;
+    return found == answer::record && checks_numbers ? neighbour_by_number(before) : found;
+}
+
+/// A neighbour by time that skips numbers gives way to the neighbour by number, unless that lies behind it: then
+/// numbers and times contradict each other, and it is times that events are matched by.
+channel_cursor::answer channel_cursor::neighbour_by_number(std::uint64_t before)
+{
+    const trox_time_id_2024 by_time = present()->event_id;
+    if (by_time.event_number <= before || by_time.event_number - before < 2) {
+        return answer::record;
     }
-    // A neighbour by time that skips numbers gives way to the neighbour by number.
     const std::uint64_t number = before + match_.number_step;
-    if (number < match_.number_step || number > column_.last.event_number) {
+    if (number < match_.number_step || number > column_.highest_number) {
         return answer::out_of_window;
     }
-    return number == 0 ? found : find_number(number, type);
+    const int neighbour = present_;
+    if (find_number(number, TROX_DAQ_READ_CHAN_EVENT_NEXT) != answer::record || is_of_other_stretch(neighbour) ||
+        trox_detail::microseconds(present()->event_id.time) > trox_detail::microseconds(by_time.time)) {
+        select(neighbour);
+    }
+    return answer::record;
 }
 
 const indexed_record* channel_cursor::present() const
@@ -153,21 +215,14 @@ const indexed_record* channel_cursor::present() const
     return present_ < 0 ? nullptr : &column_.records[static_cast<std::size_t>(present_)];
 }
 
-const indexed_record* channel_cursor::confirmed()
-{
-    const indexed_record* record = present();
-    if (record == nullptr || is_empty(record->event_id)) {
-        return nullptr;
-    }
-    return at(trox_time_id_2024(record->event_id)) == answer::record ? present() : nullptr;
-}
-
 // --- all channels -------------------------------------------------------------------------------------
 
 struct event_index::round {
     bool is_first = false; ///< looks for the target itself, not for what follows
     trox_time_id_2024 target{};
-    trox_time_id_2024 chosen{};
+    std::size_t supplier = 0; ///< when it is first: the channel whose record gave the target
+    std::optional<trox_time_id_2024> chosen{};
+    bool has_new_record = false; ///< took one that no event had taken before
 };
 
 event_index::event_index(std::size_t channels, std::vector<bool> checks_numbers, const selection& what,
@@ -191,43 +246,81 @@ bool event_index::compare(const trox_time_id_2024& a, const trox_time_id_2024& b
     return sign == 0;
 }
 
-/// Chooses the earliest of the channels' present records that no event has taken yet. False when there is none.
+/// Whether a channel has come to a stretch before others that will come there, too, from earlier ones.
+bool event_index::is_behind_others(const channel_cursor& cursor) const
+{
+    for (std::size_t i = 0; i < cursors_.size(); ++i) {
+        const channel_cursor& other = cursors_[i];
+        if (!other.is_alive() || other.file() > cursor.file()) {
+            continue;
+        }
+        if (other.file() == cursor.file() ? other.stretch() < cursor.stretch() : columns_.has(cursor.file(), i)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Lets the channels begin with their stretches that no others have to reach first.
+void event_index::let_wait_no_longer()
+{
+    std::map<std::pair<std::size_t, std::size_t>, bool> waits; // hundreds of channels stand in few stretches
+    for (channel_cursor& cursor : cursors_) {
+        if (!cursor.is_alive() || !cursor.is_waiting()) {
+            continue;
+        }
+        const auto known = waits.find({cursor.file(), cursor.stretch()});
+        const bool has_to_wait = known != waits.end() ? known->second : is_behind_others(cursor);
+        waits[{cursor.file(), cursor.stretch()}] = has_to_wait;
+        if (!has_to_wait) {
+            cursor.wait_no_longer();
+        }
+    }
+}
+
+/// Chooses the earliest of the channels' first records in stretches of which no event has taken any. False when there
+/// is none.
 bool event_index::begin_anew(round& state)
 {
     const bool by_time = match_.how == synchronisation::mode::by_time;
     state = {};
     state.is_first = true;
     for (channel_cursor& cursor : cursors_) {
-        if (begun_ && cursor.is_alive() && cursor.was_taken()) {
-            cursor.enter(cursor.file() + 1, checks_numbers_.size(), columns_);
-        } else if (!begun_) {
-            cursor.enter(0, checks_numbers_.size(), columns_);
+        if (!begun_ || (cursor.is_alive() && cursor.was_taken())) {
+            cursor.go_on(checks_numbers_.size(), columns_);
         }
-        const indexed_record* record = cursor.is_alive() ? cursor.present() : nullptr;
-        if (record == nullptr) {
-            continue;
-        }
-        trox_time_id_2024& target = state.target;
-        int sign = 0;
-        if (is_empty(target)) {
-            target = record->event_id;
-        } else if (target.event_number != 0) {
-            target = record->event_id.event_number < target.event_number ? record->event_id : target;
-        } else if (!trox_time_stamp_eq(&target.time, &record->event_id.time,
-                                       static_cast<double>(match_.tolerance.count()), &sign, nullptr) &&
-                   sign > 0) {
-            target = record->event_id;
-        }
-        target.event_number = by_time ? 0 : target.event_number;
     }
     begun_ = true;
-    return !is_empty(state.target);
+    let_wait_no_longer();
+    std::optional<trox_time_id_2024> target;
+    for (std::size_t i = 0; i < cursors_.size(); ++i) {
+        channel_cursor& cursor = cursors_[i];
+        if (!cursor.is_alive() || cursor.is_waiting()) {
+            continue;
+        }
+        const trox_time_id_2024& first = cursor.rewind().event_id;
+        int sign = 0;
+        const bool is_earlier =
+            !target || (target->event_number != 0
+                            ? first.event_number < target->event_number
+                            : !trox_time_stamp_eq(&target->time, &first.time,
+                                                  static_cast<double>(match_.tolerance.count()), &sign, nullptr) &&
+                                  sign > 0);
+        if (is_earlier) {
+            target = first;
+            target->event_number = by_time ? 0 : first.event_number;
+            state.supplier = i;
+        }
+    }
+    state.target = target.value_or(trox_time_id_2024{});
+    return target.has_value();
 }
 
 /// Asks one channel, which goes on to its next files as long as it is out of window.
-void event_index::ask(channel_cursor& cursor, round& state)
+void event_index::ask(std::size_t channel, round& state)
 {
-    while (cursor.is_alive()) {
+    channel_cursor& cursor = cursors_[channel];
+    while (cursor.is_alive() && !cursor.is_waiting()) {
         int before_first = 0;
         int behind_last = 0;
         compare(state.target, cursor.first(), before_first);
@@ -236,7 +329,8 @@ void event_index::ask(channel_cursor& cursor, round& state)
             return;
         }
         const channel_cursor::answer found =
-            state.is_first ? cursor.at(state.target) : cursor.behind(state.target, checks_numbers_[cursor.file()]);
+            state.is_first ? cursor.at(state.target)
+                           : cursor.behind(state.target, trusts_numbers_ && checks_numbers_[cursor.file()]);
         switch (found) {
         case channel_cursor::answer::record:
             consider(cursor.present()->event_id, state);
@@ -247,7 +341,7 @@ void event_index::ask(channel_cursor& cursor, round& state)
             if (state.is_first) {
                 return;
             }
-            cursor.enter(cursor.file() + 1, checks_numbers_.size(), columns_);
+            cursor.go_on(checks_numbers_.size(), columns_);
         }
     }
 }
@@ -257,47 +351,53 @@ void event_index::ask(channel_cursor& cursor, round& state)
 void event_index::consider(const trox_time_id_2024& found, round& state) const
 {
     const bool by_time = match_.how == synchronisation::mode::by_time;
-    bool takes = is_empty(state.chosen);
+    bool takes = !state.chosen;
     int from_target = 0;
     compare(state.target, found, from_target);
     if (!takes && state.is_first) {
         takes = from_target == 0;
     } else if (!takes && from_target < 0) {
         int from_chosen = 0;
-        compare(state.chosen, found, from_chosen);
+        compare(*state.chosen, found, from_chosen);
         takes =
             from_chosen > 0 || (from_chosen == 0 && by_time &&
-                                trox_detail::microseconds(state.chosen.time) > trox_detail::microseconds(found.time));
+                                trox_detail::microseconds(state.chosen->time) > trox_detail::microseconds(found.time));
     }
     if (takes) {
         state.chosen = found;
-        state.chosen.event_number = by_time ? 0 : found.event_number;
+        state.chosen->event_number = by_time ? 0 : found.event_number;
     }
 }
 
 bool event_index::step(round& state)
 {
-    if (!begun_) {
-        if (!begin_anew(state)) {
-            return false;
+    const auto ask_all = [&] {
+        for (std::size_t i = 0; i < cursors_.size(); ++i) {
+            ask(i, state);
         }
-    } else {
-        state = {false, current_, {}};
+    };
+    if (begun_) {
+        state.target = current_;
+        ask_all();
     }
-    for (channel_cursor& cursor : cursors_) {
-        ask(cursor, state);
-    }
-    const auto is_alive = [](const channel_cursor& cursor) { return cursor.is_alive(); };
-    // Numbers or times that begin anew in a later file lie before the present event: no channel finds them behind it.
-    if (is_empty(state.chosen) && std::any_of(cursors_.begin(), cursors_.end(), is_alive)) {
-        if (!begin_anew(state)) {
-            return false;
-        }
-        for (channel_cursor& cursor : cursors_) {
-            ask(cursor, state);
+    // Numbers or times that begin anew lie before the present event: no channel finds them behind it.
+    if (!state.chosen && begin_anew(state)) {
+        ask_all();
+        if (!state.chosen) { // a search by time ends at a record without one
+            consider(cursors_[state.supplier].rewind().event_id, state);
         }
     }
-    return !is_empty(state.chosen);
+    return state.chosen.has_value();
+}
+
+/// Takes the record that gave a round its target, after look-ups by number have led away from it.
+bool event_index::insist(round& state)
+{
+    channel_cursor& cursor = cursors_[state.supplier];
+    cursor.go_to_first();
+    state.chosen.reset();
+    consider(cursor.present()->event_id, state);
+    return collect(state, false);
 }
 
 bool event_index::is_in_range(std::uint64_t number, time_point time) const
@@ -308,19 +408,25 @@ bool event_index::is_in_range(std::uint64_t number, time_point time) const
 }
 
 /// Takes the present records of the chosen event, if it has any and lies in the range.
-bool event_index::collect(const round& state)
+bool event_index::collect(round& state, bool confirms)
 {
     found_.clear();
     const indexed_record* reference = nullptr;
     bool has_other = false;
     for (std::size_t i = 0; i < cursors_.size(); ++i) {
         channel_cursor& cursor = cursors_[i];
-        const indexed_record* record = cursor.is_alive() ? cursor.confirmed() : nullptr;
-        int sign = 0;
-        if (record == nullptr || !compare(state.chosen, record->event_id, sign)) {
+        if (!cursor.is_alive() || cursor.is_waiting() || cursor.present() == nullptr) {
             continue;
         }
-        cursor.take();
+        if (confirms) {
+            cursor.confirm();
+        }
+        const indexed_record* record = cursor.present();
+        int sign = 0;
+        if (!compare(*state.chosen, record->event_id, sign)) {
+            continue;
+        }
+        state.has_new_record = cursor.take() || state.has_new_record;
         // The event's number and time are those of the first record that is no slow value, else of the first one.
         if (reference == nullptr || (!has_other && !record->is_update)) {
             reference = record;
@@ -340,16 +446,6 @@ bool event_index::collect(const round& state)
     }
     events_.push_back({reference->event_id.event_number, time_of(reference->event_id.time)});
     return true;
-}
-
-/// False when clocks and numbers that contradict each other lead in a circle.
-bool event_index::advances(const round& state)
-{
-    constexpr int most_stalls = 1000;
-    const bool stalls = !state.is_first && match_.how == synchronisation::mode::by_time &&
-                        trox_detail::microseconds(state.chosen.time) <= trox_detail::microseconds(current_.time);
-    stalls_ = stalls ? stalls_ + 1 : 0;
-    return stalls_ <= most_stalls;
 }
 
 bool event_index::grow()
@@ -390,7 +486,7 @@ void event_index::find_again()
     current_ = {};
     begun_ = false;
     complete_ = false;
-    stalls_ = 0;
+    trusts_numbers_ = true;
     const auto exchange = [&]() noexcept {
         events_.swap(events);
         records_.swap(records);
@@ -406,17 +502,32 @@ void event_index::find_again()
     }
 }
 
+/// Comes to an end whatever numbers and times say: every round takes a record that none has taken before, or leads to
+/// one that does so or moves a channel to its next stretch, and of both there are as many as the files have.
+/// - A round that begins anew takes at least the first record of the channel that gave its target, which none has
+/// taken.
+/// - Any other round that takes no new record lets the following ones go without the numbers of neighbours. By time
+/// these
+///   choose times that rise strictly, by number numbers that rise (after number 0, times, then numbers); where they
+///   end, all channels that were taken from move on, and a round begins anew.
 bool event_index::find_one()
 {
     while (!complete_) {
         round state;
-        if (!step(state) || !advances(state)) {
+        if (!step(state)) {
             complete_ = true;
-            cursors_.clear();
+            for (channel_cursor& cursor : cursors_) {
+                cursor.leave();
+            }
             return false;
         }
-        current_ = state.chosen;
-        if (collect(state)) {
+        bool is_event = collect(state, true);
+        if (state.is_first && !state.has_new_record) {
+            is_event = insist(state);
+        }
+        current_ = *state.chosen;
+        trusts_numbers_ = state.has_new_record;
+        if (is_event) {
             return true;
         }
     }

@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -34,8 +33,14 @@ struct indexed_event {
     time_point time{};
 };
 
-/// Gives a channel's column in a file; an empty one when the file has no record of it, or was passed over.
-using column_source = std::function<channel_column(std::size_t file, std::size_t channel)>;
+/// Where the index finds the channels' records.
+struct column_source {
+    /// A channel's columns in a file, one per stretch in which numbers ascend; none when the file has no record of it,
+    /// or was passed over.
+    std::function<std::vector<channel_column>(std::size_t file, std::size_t channel)> stretches{};
+    /// Whether a file has records of a channel.
+    std::function<bool(std::size_t file, std::size_t channel)> has{};
+};
 
 /// What the search functions of the generations need to know of a record.
 struct record_types {
@@ -43,7 +48,7 @@ struct record_types {
     using event_number = std::uint64_t;
 };
 
-/// One channel on its way through the files.
+/// One channel on its way through the files, and through the stretches of a file in which its numbers ascend.
 class channel_cursor
 {
 public:
@@ -51,8 +56,10 @@ public:
 
     channel_cursor(std::size_t channel, const synchronisation& match);
 
-    /// Goes to the first record of the first file from `file` on that has any. False when there is none.
-    bool enter(std::size_t file, std::size_t files, const column_source& columns);
+    /// Goes to the first record of the next stretch that has any, at first of the first one. False when there is none.
+    bool go_on(std::size_t files, const column_source& columns);
+    /// Lets the rest of the records be.
+    void leave();
     bool is_alive() const noexcept
     {
         return alive_;
@@ -61,44 +68,77 @@ public:
     {
         return file_;
     }
-    const trox_time_id_2024& first() const noexcept
+    std::size_t stretch() const noexcept
     {
-        return column_.first;
+        return stretch_;
     }
-    const trox_time_id_2024& last() const noexcept
+    /// Whether numbers begin anew with the stretch, and the other channels may not have come that far.
+    bool is_waiting() const noexcept
     {
-        return column_.last;
+        return waiting_;
     }
+    void wait_no_longer() noexcept
+    {
+        waiting_ = false;
+    }
+    /// The lowest number and the earliest time; the highest, and the latest.
+    trox_time_id_2024 first() const noexcept
+    {
+        return {column_.lowest_number, column_.first.time};
+    }
+    trox_time_id_2024 last() const noexcept
+    {
+        return {column_.highest_number, column_.last.time};
+    }
+    /// Back to the first record of the stretch.
+    void go_to_first();
+    /// The same, and the record that a look-up by its number answers.
+    const indexed_record& rewind();
     /// Looks for the record of an event, or of what follows it. The record becomes the present one.
     answer at(const trox_time_id_2024& target);
     answer behind(const trox_time_id_2024& target, bool checks_numbers);
     /// The present record; null without one.
     const indexed_record* present() const;
-    /// The present record as a look-up of its own event answers it; null when that finds none.
-    const indexed_record* confirmed();
-    /// Whether the present record, or one before it in this file, was taken for an event.
+    /// Takes the record that a look-up by the present record's number answers for the present one.
+    void confirm();
+    /// Whether a record of this stretch was taken for an event.
     bool was_taken() const noexcept
     {
-        return taken_;
+        return taken_count_ > 0;
     }
-    void take() noexcept
+    /// Takes the present record for an event; false when it was taken before.
+    bool take();
+    /// Records of the stretches left so far that no event has taken.
+    std::uint64_t unmatched() const noexcept
     {
-        taken_ = true;
+        return unmatched_;
     }
 
 private:
+    bool is_by_time() const noexcept
+    {
+        return match_.how == synchronisation::mode::by_time;
+    }
     answer find_number(std::uint64_t number, int type);
     answer find_time(const time_stamp& time, int type);
     answer select(int found);
+    answer neighbour_by_number(std::uint64_t before);
+    bool is_of_other_stretch(int record) const;
     bool is_within(const time_stamp& a, const time_stamp& b, int& sign) const;
 
     std::size_t channel_;
     const synchronisation& match_;
     bool alive_ = false;
-    bool taken_ = false;
+    bool begun_ = false;
+    bool waiting_ = false;
     std::size_t file_ = 0;
-    channel_column column_;
+    std::size_t stretch_ = 0;
+    std::vector<channel_column> stretches_; // of the file
+    channel_column column_;                 // the present stretch
     std::optional<trox_detail::record_index<record_types>> index_;
+    std::vector<bool> taken_; // by record of the stretch
+    std::size_t taken_count_ = 0;
+    std::uint64_t unmatched_ = 0;
     int present_ = -1;
     int last_found_ = -1; // by number
     std::uint64_t present_number_ = 0;
@@ -129,6 +169,11 @@ public:
     {
         return records_[channel];
     }
+    /// A channel's records that have become part of no event, as far as the index has gone.
+    std::uint64_t unmatched(std::size_t channel) const noexcept
+    {
+        return cursors_[channel].unmatched();
+    }
     /// Position in `records` of a channel's last record that is not behind an event; none before the first.
     std::optional<std::size_t> position(std::size_t channel, std::size_t event) const;
     /// Whether a channel has had a slow value in an event up to this one.
@@ -143,11 +188,13 @@ private:
     void find_again();
     bool step(round& state);
     bool begin_anew(round& state);
-    void ask(channel_cursor& cursor, round& state);
+    void let_wait_no_longer();
+    bool is_behind_others(const channel_cursor& cursor) const;
+    void ask(std::size_t channel, round& state);
     bool compare(const trox_time_id_2024& a, const trox_time_id_2024& b, int& sign) const;
     void consider(const trox_time_id_2024& found, round& state) const;
-    bool collect(const round& state);
-    bool advances(const round& state);
+    bool collect(round& state, bool confirms);
+    bool insist(round& state);
     bool is_in_range(std::uint64_t number, time_point time) const;
 
     synchronisation match_;
@@ -158,9 +205,9 @@ private:
     trox_time_id_2024 current_{};
     bool begun_ = false;
     bool complete_ = false;
+    bool trusts_numbers_ = true; // the last event had a record that none had before
     std::exception_ptr failure_;
     bool stands_anywhere_ = false; // the channels, after a failure that is not kept
-    int stalls_ = 0;               // answers in a row that did not lie behind the event before
     std::vector<indexed_event> events_;
     std::vector<std::vector<record_place>> records_;
     std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value

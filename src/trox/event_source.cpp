@@ -1,9 +1,11 @@
 #include "trox/event_source.h"
 
 #include "event_util.h"
+#include "trox/stretches.h"
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace trox::detail
 {
@@ -70,7 +72,8 @@ event_source::event_source(const data_set& data, const selection& what, const re
     : data_(data), what_(checked(what)), skips_(options.skip_bad_records), channels_(chosen_channels(data, what)),
       rows_(data.internals(), channels_), progress_(options.progress),
       index_(channels_.size(), number_checks(data), what_,
-             [this](std::size_t file, std::size_t channel) { return column(file, channel); }),
+             {[this](std::size_t file, std::size_t channel) { return stretches(file, channel); },
+              [this](std::size_t file, std::size_t channel) { return has(file, channel); }}),
       store_(channels_.size(), rows_, options.memory_budget, options.threads), wanted_(channels_.size())
 {
     if (options.memory_budget == 0) {
@@ -85,25 +88,54 @@ event_source::event_source(const data_set& data, const selection& what, const re
 
 // --- finding events ----------------------------------------------------------------------------------------
 
-/// Whether a file may have events in the range.
+/// Whether a file may have events in the range. The bounds count, since the first and last event by time need not have
+/// the lowest and the highest number.
 bool event_source::is_file_in_range(const file_info& file) const
 {
     const event_range& range = what_.range;
     return std::any_of(file.events.begin(), file.events.end(), [&](const event_type_info& type) {
-        return (!range.begin || type.last_time >= *range.begin) && (!range.end || type.first_time < *range.end) &&
-               (!range.first_number || type.last_number >= *range.first_number) &&
-               (!range.end_number || type.first_number < *range.end_number);
+        return (!range.begin || type.latest >= *range.begin) && (!range.end || type.earliest < *range.end) &&
+               (!range.first_number || type.highest_number >= *range.first_number) &&
+               (!range.end_number || type.lowest_number < *range.end_number);
     });
 }
 
-channel_column event_source::column(std::size_t file, std::size_t channel)
+bool event_source::has(std::size_t file, std::size_t channel) const
 {
-    const file_info& info = data_.files()[file];
+    return data_.internals()->has(file, channels_[channel]) && is_file_in_range(data_.files()[file]);
+}
+
+const std::vector<restart_point>& event_source::restarts(std::size_t file, const file_rows& rows)
+{
+    const auto known = restarts_.find(file);
+    return known != restarts_.end() ? known->second : restarts_.emplace(file, rows.restarts()).first->second;
+}
+
+/// Puts the records among the bad ones whose event has nothing to be matched by.
+void event_source::take_out_timeless(channel_column& column, const file_rows& rows, std::size_t channel) const
+{
+    const bool by_time = what_.match.how == synchronisation::mode::by_time;
+    const auto is_timeless = [by_time](const indexed_record& record) {
+        return record.event_id.time.timeup == 0 && (by_time || record.event_id.event_number == 0);
+    };
+    for (const indexed_record& record : column.records) {
+        if (is_timeless(record)) {
+            column.bad.push_back({rows.offset(channel, record.row), record.event_id.event_number,
+                                  by_time ? "its event has no time" : "its event has neither a number nor a time"});
+        }
+    }
+    column.records.erase(std::remove_if(column.records.begin(), column.records.end(), is_timeless),
+                         column.records.end());
+}
+
+/// A channel's records in a file. Times go on where numbers begin anew: by time they are not divided.
+std::vector<channel_column> event_source::stretches(std::size_t file, std::size_t channel)
+{
     if (progress_ && file >= files_seen_) {
         files_seen_ = file + 1;
         progress_(files_seen_, data_.files().size());
     }
-    if (!data_.internals()->has(file, channels_[channel]) || !is_file_in_range(info)) {
+    if (!has(file, channel)) {
         return {};
     }
     const auto rows = rows_.rows(file);
@@ -111,11 +143,15 @@ channel_column event_source::column(std::size_t file, std::size_t channel)
         return {};
     }
     channel_column column = rows->column(channel);
+    take_out_timeless(column, *rows, channel);
     for (std::size_t& noted = noted_[{file, channel}]; noted < column.bad.size(); ++noted) {
         const bad_record& bad = column.bad[noted];
-        note_bad_record(info.path, channel, bad.offset, bad.number, bad.why, bad.reason);
+        note_bad_record(data_.files()[file].path, channel, bad.offset, bad.number, bad.why, bad.reason);
     }
-    return column;
+    const std::vector<restart_point>& points = restarts(file, *rows);
+    return what_.match.how == synchronisation::mode::by_number
+               ? split(std::move(column), points)
+               : std::vector<channel_column>{undivided(std::move(column), points)};
 }
 
 std::optional<std::size_t> event_source::find_number(std::uint64_t number)
@@ -332,6 +368,9 @@ const reading_report& event_source::report()
     report_.skipped_files = data_.skipped_files();
     const auto failures = rows_.failures();
     report_.skipped_files.insert(report_.skipped_files.end(), failures.begin(), failures.end());
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        report_.channels[i].unmatched = index_.unmatched(i);
+    }
     return report_;
 }
 

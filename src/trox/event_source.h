@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -59,7 +60,10 @@ private:
         bool is_exact = false;                 ///< of this event, no earlier slow value
     };
 
-    channel_column column(std::size_t file, std::size_t channel);
+    std::vector<channel_column> stretches(std::size_t file, std::size_t channel);
+    const std::vector<restart_point>& restarts(std::size_t file, const file_rows& rows);
+    void take_out_timeless(channel_column& column, const file_rows& rows, std::size_t channel) const;
+    bool has(std::size_t file, std::size_t channel) const;
     bool is_file_in_range(const file_info& file) const;
     std::optional<event> deliver(std::size_t index, bool forward);
     void want(std::size_t index, bool forward);
@@ -76,6 +80,7 @@ private:
     std::vector<std::size_t> channels_;
     std::vector<bool> is_slow_; ///< channels that only slow events carry
     row_cache rows_;
+    std::unordered_map<std::size_t, std::vector<restart_point>> restarts_; ///< by file, those that were looked for
     file_progress progress_;
     std::size_t files_seen_ = 0;
     event_index index_;

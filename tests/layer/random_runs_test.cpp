@@ -2,6 +2,7 @@
 // runs, by number and by time, with several steps and tolerances.
 #include "both_readers.h"
 #include "random_run.h"
+#include "small_file.h"
 #include "temp_directory.h"
 
 #include <cstdlib>
@@ -58,7 +59,6 @@ protected:
         return compared;
     }
 
-private:
     std::size_t compare_one(const random_run& run, const trox::synchronisation& match)
     {
         const std::size_t bound = 20 * run.events + 100;
@@ -109,6 +109,41 @@ TYPED_TEST(random_runs, recorded_out_of_order_are_read_alike_by_number)
 TYPED_TEST(random_runs, recorded_out_of_order_are_read_alike_by_time)
 {
     EXPECT_GT(this->compare(disorder::unordered, by_time()), 1000U);
+}
+
+/// A channel in every event, and one in some, at a rate that the defaults do not suit.
+template <class G> random_run write_rate(const std::string& directory, std::int64_t period_us, std::uint64_t every)
+{
+    random_run run;
+    run.files = {directory + "/" + trox::writer::data_file_name({"linac", "main", 7}, 1, {small_file_second, 0})};
+    run.channels = {"T/SOME", "T/ALL"};
+    run.events = 60;
+    small_file file(run.files.front(), G::format);
+    file.channel("T/SOME").channel("T/ALL");
+    for (std::uint64_t i = 0; i < run.events; ++i) {
+        std::vector<std::pair<std::string, float>> values{{"T/ALL", 1.0F}};
+        if (i % every == 1 % every) {
+            values.emplace_back("T/SOME", 2.0F);
+        }
+        file.machine(1 + i, tenth(0) + microseconds(period_us) * static_cast<std::int64_t>(i), values);
+    }
+    file.finish();
+    return run;
+}
+
+TYPED_TEST(random_runs, of_any_rate_are_read_alike)
+{
+    std::size_t compared = 0;
+    for (const std::int64_t period : {10000, 20000, 25000, 50000, 60000}) {
+        for (const std::uint64_t every : {1U, 2U, 3U, 5U}) {
+            SCOPED_TRACE("period " + std::to_string(period) + ", every " + std::to_string(every));
+            const trox_test::temp_directory directory;
+            const random_run run = write_rate<TypeParam>(directory.file("."), period, every);
+            compared += this->compare_one(run, by_number().front());
+            compared += this->compare_one(run, by_time().front());
+        }
+    }
+    EXPECT_GT(compared, 1500U);
 }
 
 } // namespace

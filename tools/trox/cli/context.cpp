@@ -209,8 +209,10 @@ void context::tell_losses(const trox::reading_report& read)
 {
     constexpr std::size_t most = 10;
     std::uint64_t skipped = 0;
+    std::uint64_t unmatched = 0;
     for (const auto& channel : read.channels) {
         skipped += channel.skipped;
+        unmatched += channel.unmatched;
     }
     const std::size_t told = std::min(read.skipped_records.size(), most);
     for (std::size_t i = 0; i < told; ++i) {
@@ -219,6 +221,10 @@ void context::tell_losses(const trox::reading_report& read)
     }
     if (skipped > told) {
         data_lost(fmt::format("{} more damaged records were passed over", skipped - told));
+    }
+    if (unmatched > 0) { // sound data: there are other ways to read them
+        note(fmt::format("{} {} part of no event: of several that match the same event one is taken", unmatched,
+                         unmatched == 1 ? "record became" : "records became"));
     }
 }
 
