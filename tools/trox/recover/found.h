@@ -91,6 +91,7 @@ struct record {
     bool by_match = false;
     bool is_doubtful = false; ///< passes the announced end of its basket
     std::string damage{};     ///< why it cannot be recovered
+    bool is_assumed = false;  ///< its event is a guess that was asked for
 };
 
 /// A row that could not be followed to a record.

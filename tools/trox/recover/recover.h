@@ -9,7 +9,7 @@
 // Tables are found through the trailer, or by their patterns. Records are found through the rows of the pointers
 // table; those that no good row points at, by walking the channels' baskets, and they are then assigned to events by
 // what the event headers and the server block heads count: number and bytes of their records, server, event types. A
-// record for which this leaves more than one place is lost: nothing is ever written on a guess.
+// record for which this leaves more than one place is lost: nothing is written on a guess that was not asked for.
 #ifndef TROX_RECOVER_RECOVER_H
 #define TROX_RECOVER_RECOVER_H
 
@@ -68,6 +68,7 @@ struct channel_result {
     std::string name{};
     std::uint64_t by_row = 0;   ///< recovered through the pointers table
     std::uint64_t by_match = 0; ///< recovered by walking its basket
+    std::uint64_t by_order = 0; ///< recovered with an event that is assumed
     std::uint64_t lost = 0;
 };
 
@@ -91,6 +92,8 @@ struct recover_options {
     bool sync = false;                              ///< wait until the output is on the disk
     /// Keep plain records of block types that no reader knows. A strict reader waits for ever on them.
     bool keep_unknown_types = false;
+    /// Give records whose event is not certain to the first blocks that take them, in the order of their basket.
+    bool in_order = false;
 };
 
 /// Recovers `input` into `output`, which comes to be whole and checked, or not at all; `input` is only read, and an

@@ -48,7 +48,8 @@ private:
             for (const auto index : written_.records[i]) {
                 const auto& one = file_.records[index];
                 recovered_.insert(key(one.channel, one.event));
-                ++(one.by_match ? results_[one.channel].by_match : results_[one.channel].by_row);
+                auto& known = results_[one.channel];
+                ++(one.is_assumed ? known.by_order : one.by_match ? known.by_match : known.by_row);
                 ++result_.records;
             }
         }
@@ -140,7 +141,7 @@ private:
         }
         for (auto& [channel, count] : rows) {
             if (channel != no_index) {
-                count -= std::min(count, results_[channel].by_match);
+                count -= std::min(count, results_[channel].by_match + results_[channel].by_order);
             }
         }
         auto left = rows;
@@ -173,7 +174,7 @@ private:
         }
         for (std::size_t i = 0; i < file_.listed; ++i) {
             const auto& known = results_[i];
-            const auto have = known.by_row + known.by_match + known.lost;
+            const auto have = known.by_row + known.by_match + known.by_order + known.lost;
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
                 const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
                 results_[i].lost += missing - 1;

@@ -36,6 +36,9 @@ public:
         app.add_flag("--sync", options_.sync, "Wait until the new file is on the disk");
         app.add_flag("--keep-unknown-types", options_.keep_unknown_types,
                      "Keep records of block types that no reader knows");
+        app.add_flag("--in-order", options_.in_order,
+                     "Give records whose event is not certain to the first events that can have them, in order; a "
+                     "guess, marked in the report");
         add_choice(app, "--generation", options_.generation, generation_words,
                    "Generation of the damaged file, where it cannot be told (auto)");
         common.declare_rendering(app);
@@ -91,9 +94,10 @@ private:
         told.begin_table({"channels", "Channels"}, {{"channel"},
                                                     {"by_row", column_type::integer},
                                                     {"by_match", column_type::integer},
+                                                    {"by_order", column_type::integer},
                                                     {"lost", column_type::integer}});
         for (const auto& channel : result.channels) {
-            told.row({channel.name, channel.by_row, channel.by_match,
+            told.row({channel.name, channel.by_row, channel.by_match, channel.by_order,
                       cell(channel.lost).with(channel.lost > 0 ? tone::bad : tone::plain)});
         }
         told.end_table();
