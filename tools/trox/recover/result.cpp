@@ -55,6 +55,13 @@ private:
         }
     }
 
+    // Of an event whose header and index disagree, what the index says.
+    std::uint64_t number_of(const event& one) const
+    {
+        const bool is_indexed = !one.lost.empty() && one.index_entry != no_index;
+        return is_indexed ? file_.index[one.index_entry].info.number : one.head.number;
+    }
+
     void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason)
     {
         lost_record lost;
@@ -63,7 +70,7 @@ private:
             ++results_[channel].lost;
         }
         if (event != no_index) {
-            lost.event = file_.events[event].head.number;
+            lost.event = number_of(file_.events[event]);
         }
         lost.offset = offset;
         lost.reason = reason;
@@ -75,7 +82,7 @@ private:
         std::uint64_t rebuilt = 0;
         for (const auto& one : file_.events) {
             if (!one.lost.empty()) {
-                result_.lost_events.push_back({one.head.number, one.position, one.lost});
+                result_.lost_events.push_back({number_of(one), one.position, one.lost});
             }
             rebuilt += one.is_rebuilt ? 1 : 0;
         }
