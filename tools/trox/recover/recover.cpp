@@ -3,6 +3,7 @@
 #include "baskets.h"
 #include "events.h"
 #include "found.h"
+#include "keys.h"
 #include "match.h"
 #include "names.h"
 #include "patterns.h"
@@ -95,6 +96,7 @@ void find_records(found& file, patterns& scanned)
     }
     account(file);
     match_orphans(file, checker);
+    settle_keys(file, checker);
 }
 
 // What is lost of the tables beside the records that they lead to.
