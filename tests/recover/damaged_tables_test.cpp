@@ -154,4 +154,31 @@ TEST_F(damaged_tables, settle_an_event_of_which_half_of_the_header_is_zero)
     expect_all_records(other, other.recover(), false);
 }
 
+// Row and basket both lead to the record.
+TEST_F(damaged_tables, count_a_record_of_which_the_compressed_length_is_damaged_once)
+{
+    damaged_scenario file(sample(trox_test::sample_generation::g2010, 0));
+    const auto& records = file.original().records;
+    const auto zipped =
+        std::find_if(records.begin(), records.end(), [](const auto& one) { return one.second.record.zip_flags != 0; });
+    ASSERT_NE(zipped, records.end());
+    const auto zip_head = zipped->second.record.head_position + 268;
+    file.content.at(zip_head + 9) ^= 0x10U; // of the compressed length
+    const auto report = file.recover();
+    EXPECT_EQ(report.lost, 1U);
+    EXPECT_EQ(lost_count(report), 1U);
+    EXPECT_EQ(missing_records(file.original(), file.recovered()).size(), 1U);
+}
+
+// The checker of the tests compares what server blocks count with their records.
+TEST_F(damaged_tables, leave_a_file_of_which_every_server_block_counts_the_records_that_it_has)
+{
+    damaged_scenario file(sample(trox_test::sample_generation::g2010, 0));
+    const auto& victim = file.original().records.begin()->second.record;
+    file.destroy(victim.head_position, 268, 0);
+    const auto report = file.recover();
+    EXPECT_EQ(report.lost, 1U);
+    EXPECT_THAT(file.recovered().file.problems, IsEmpty());
+}
+
 } // namespace

@@ -83,6 +83,10 @@ public:
         std::set_intersection(begun.begin(), begun.end(), cut.begin(), cut.end(), std::inserter(both, both.end()));
         return both;
     }
+    std::size_t all_records() const
+    {
+        return file_.original().records.size();
+    }
     std::size_t recovered_records() const
     {
         return recovered_.records.size();
@@ -129,6 +133,16 @@ TEST_P(truncated_sample, without_its_last_basket_gives_back_all_the_others)
     EXPECT_EQ(file.recover().end, tr::outcome::partial);
     EXPECT_THAT(file.differences(), IsEmpty());
     EXPECT_THAT(file.channels_with_losses(), IsEmpty());
+}
+
+TEST_P(truncated_sample, accounts_for_every_record_that_its_server_blocks_count)
+{
+    for (const unsigned percent : {95U, 85U, 70U, 60U, 50U}) {
+        truncated file(path());
+        file.cut(file.length() * percent / 100);
+        const auto report = file.recover();
+        EXPECT_EQ(report.lost, file.all_records() - file.recovered_records()) << percent;
+    }
 }
 
 // Half of the file shows nowhere that its records lie in order.

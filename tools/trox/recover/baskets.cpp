@@ -136,8 +136,7 @@ private:
 
     void add(std::uint64_t subhead, std::uint64_t data, const checked_record& checked)
     {
-        const auto claim = checked.is_slow ? data : subhead;
-        if (claimed_.count(claim) == 0) {
+        if (claimed_.count(checked.is_slow ? data : subhead) == 0) {
             file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
                                      checked.is_slow, true, false, checked.damage});
         }
@@ -221,6 +220,7 @@ private:
             ++taken;
         }
         ++slow_subheads_;
+        slow_data_ += taken;
         is_any_shared_ = is_any_shared_ || taken > 1;
         are_alike_ = are_alike_ && (slow_subheads_ == 1 || is_equal(head, first_slow_));
         if (slow_subheads_ == 1) {
@@ -285,6 +285,21 @@ private:
         }
         if (lone_subheads_.size() > lone_data_.size()) {
             ++file_.channels[owner_].holes;
+            add_without_data();
+        }
+    }
+
+    // Sub-heads for which there are no data, but for those of which rows know the data. Of those that are alike it does
+    // not matter which they are.
+    void add_without_data()
+    {
+        const auto data = slow_data_ + lone_data_.size();
+        auto missing = slow_subheads_ > data ? slow_subheads_ - data : 0;
+        for (auto at = lone_subheads_.rbegin(); at != lone_subheads_.rend() && missing > 0; ++at, --missing) {
+            if (claimed_.count(*at) == 0) {
+                file_.orphans.push_back(
+                    {owner_, no_index, no_index, 0, *at, *at, 0, true, true, false, "its data cannot be found"});
+            }
         }
     }
 
@@ -327,6 +342,7 @@ private:
     bool is_any_shared_ = false;
     bool is_apart_ = false; // data do not follow the sub-heads that they belong to
     std::uint64_t slow_subheads_ = 0;
+    std::uint64_t slow_data_ = 0; // that follow them
     bool do_times_rise_ = true;
     time_stamp last_time_{};
     std::uint64_t lone_end_ = 0; // of a sub-head without data, directly before
@@ -360,7 +376,8 @@ public:
             std::remove_if(places_.begin(), places_.end(), [&](std::uint64_t at) { return !begins_basket(at); }),
             places_.end());
         for (const auto& one : file.records) {
-            claimed_.insert(one.is_slow ? one.data : one.subhead);
+            claimed_.insert(one.data);
+            claimed_.insert(one.subhead);
         }
     }
 

@@ -160,6 +160,12 @@ struct found {
         has_loss = true;
         result.remarks.push_back(std::move(what));
     }
+    void advance(std::uint64_t bytes) const
+    {
+        if (options.seen) {
+            options.seen(bytes);
+        }
+    }
     report& result;
 };
 

@@ -130,6 +130,7 @@ checked_record record_checker::check(const channel& of, std::uint64_t subhead, s
         record.damage = "its sub-head lies outside the basket, or cannot be read";
         return record;
     }
+    found_.advance(static_cast<std::uint64_t>(std::max(record.head.ldata, 0)));
     if (record.head.name.text != of.subhead) {
         record.damage = "its sub-head does not carry the channel's name";
         return record;

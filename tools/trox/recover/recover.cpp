@@ -73,11 +73,14 @@ std::string refuse_output(const source_file& input, const std::string& output, b
 {
     struct stat status {
     };
-    if (::stat(output.c_str(), &status) != 0) {
+    if (::stat(output.c_str(), &status) == 0 && input.is_same_file(status)) {
+        return output + ": is the damaged file itself";
+    }
+    if (::lstat(output.c_str(), &status) != 0) {
         return {};
     }
-    if (input.is_same_file(status)) {
-        return output + ": is the damaged file itself";
+    if (!S_ISREG(status.st_mode)) {
+        return output + ": is no regular file, and is not replaced";
     }
     return replace ? std::string() : output + ": a file of that name exists";
 }

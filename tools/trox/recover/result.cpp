@@ -26,6 +26,7 @@ public:
         add_unplaced();
         add_missing();
         add_uncounted();
+        result_.lost = count_lost();
         for (std::size_t i = 0; i < results_.size(); ++i) {
             if (!results_[i].name.empty() && (file_.channels[i].lost.empty() || results_[i].lost > 0)) {
                 result_.channels.push_back(results_[i]);
@@ -62,12 +63,14 @@ private:
         return is_indexed ? file_.index[one.index_entry].info.number : one.head.number;
     }
 
-    void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason)
+    void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason,
+                     std::uint64_t count = 1)
     {
         lost_record lost;
+        lost.count = count;
         if (channel != no_index) {
             lost.channel = file_.channels[channel].name;
-            ++results_[channel].lost;
+            results_[channel].lost += count;
         }
         if (event != no_index) {
             lost.event = number_of(file_.events[event]);
@@ -133,6 +136,7 @@ private:
         for (const auto& one : file_.records) {
             if (!one.damage.empty()) {
                 lose_record(one.channel, one.event, one.subhead, one.damage);
+                matched_lost_[one.channel] += one.by_match ? 1 : 0;
             } else if (recovered_.count(key(one.channel, one.event)) == 0) {
                 lose_record(one.channel, one.event, one.subhead, "its event is lost");
             }
@@ -148,7 +152,8 @@ private:
         }
         for (auto& [channel, count] : rows) {
             if (channel != no_index) {
-                count -= std::min(count, results_[channel].by_match + results_[channel].by_order);
+                count -=
+                    std::min(count, results_[channel].by_match + results_[channel].by_order + matched_lost_[channel]);
             }
         }
         auto left = rows;
@@ -184,41 +189,42 @@ private:
             const auto have = known.by_row + known.by_match + known.by_order + known.lost;
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
                 const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
-                results_[i].lost += missing - 1;
                 lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
-                            std::to_string(missing) + " records that the dictionary counts cannot be found");
+                            std::to_string(missing) + " records that the dictionary counts cannot be found", missing);
             }
         }
     }
 
-    // Records that server blocks count, where dictionary or pointers table are not there to tell.
+    // Records that server blocks count beyond those that are written or listed.
     void add_uncounted()
     {
-        const auto& pointers = file_.table(item::pointers);
-        const auto& dictionary = file_.table(item::dictionary);
-        if (pointers.is_there() && !pointers.cut && dictionary.is_there() && !dictionary.cut) {
-            return;
-        }
-        std::int64_t counted = 0;
+        std::uint64_t counted = 0;
         for (const auto& one : file_.blocks) {
-            counted += one.is_rebuilt ? 0 : one.head.nchan;
+            counted += one.is_rebuilt || one.head.nchan < 0 ? 0 : static_cast<std::uint64_t>(one.head.nchan);
         }
-        std::uint64_t have = result_.records;
-        for (const auto& one : results_) {
-            have += one.lost;
-        }
-        if (counted > 0 && static_cast<std::uint64_t>(counted) > have) {
+        const auto known = result_.records + count_lost();
+        if (counted > known) {
             lose_record(no_index, no_index, 0,
-                        std::to_string(static_cast<std::uint64_t>(counted) - have) +
-                            " records that the server blocks count cannot be found");
+                        std::to_string(counted - known) + " records that the server blocks count cannot be found",
+                        counted - known);
         }
+    }
+
+    std::uint64_t count_lost() const
+    {
+        std::uint64_t lost = 0;
+        for (const auto& one : result_.lost_records) {
+            lost += one.count;
+        }
+        return lost;
     }
 
     found& file_;
     const written_file& written_;
     report& result_;
     std::vector<channel_result> results_;
-    std::unordered_set<std::uint64_t> recovered_; // channel and event
+    std::unordered_set<std::uint64_t> recovered_;         // channel and event
+    std::map<std::uint32_t, std::uint64_t> matched_lost_; // records found without their rows, and lost, per channel
 };
 
 } // namespace

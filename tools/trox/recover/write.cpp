@@ -149,9 +149,6 @@ private:
         info.mpulse = one.head.mpulse;
         info.tmask = one.head.tmask;
         info.status = one.head.status;
-        if (!one.is_rebuilt) {
-            info.nchan = one.head.nchan;
-        }
         std::string refusal;
         try {
             out_.begin_server_block(info);
@@ -175,6 +172,7 @@ private:
     std::string add_record(const record& one, std::size_t index)
     {
         const auto to = new_channel_[one.channel];
+        file_.advance(one.stored);
         if (to == no_index) {
             return "its channel is lost";
         }
