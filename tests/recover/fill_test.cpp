@@ -80,4 +80,13 @@ TEST(fill, gives_up_where_the_ways_are_too_many)
     EXPECT_EQ(effort, 0U);
 }
 
+TEST(fill, gives_up_where_the_ways_would_fill_the_memory_whatever_effort_is_left)
+{
+    const std::vector<fill_channel> channels(24, fill_channel{{50, 50, 50, 50}, 0, false});
+    const std::vector<fill_block> blocks(8, fill_block{12, 600, 1});
+    std::uint64_t effort = 1'000'000'000'000;
+    EXPECT_FALSE(fill_blocks(channels, blocks, effort));
+    EXPECT_EQ(effort, 0U);
+}
+
 } // namespace

@@ -24,7 +24,7 @@ bool is_equal(const writer_test::checked_event& a, const writer_test::checked_ev
 bool is_equal(const writer_test::checked_block& a, const writer_test::checked_block& b)
 {
     return a.server == b.server && a.seconds == b.seconds && a.microseconds == b.microseconds && a.mpulse == b.mpulse &&
-           a.tmask == b.tmask && a.status == b.status && a.channels == b.channels;
+           a.tmask == b.tmask && a.status == b.status; // it counts the records that it still has
 }
 
 bool is_equal(const writer_test::checked_record& a, const writer_test::checked_record& b)
@@ -70,12 +70,7 @@ std::vector<std::string> find_differences(const full_file& original, const full_
             differences.push_back(describe(name) + ": the server block is another");
         }
     }
-    for (const auto& problem : recovered.file.problems) {
-        // A block keeps what it counted; a lost record is not counted again.
-        if (problem.find("number of channels") == std::string::npos) {
-            differences.push_back(problem);
-        }
-    }
+    differences.insert(differences.end(), recovered.file.problems.begin(), recovered.file.problems.end());
     std::map<std::string, std::uint32_t> keys;
     for (const auto& channel : original.file.channels) {
         keys[channel.name] = channel.key;

@@ -2,6 +2,7 @@
 #include "recovered_file.h"
 
 #include <chrono>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -104,6 +105,47 @@ TEST_F(refusal, of_hostile_bytes_within_seconds)
         EXPECT_EQ(report.end, tr::outcome::nothing);
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
+}
+
+// A pipe that nobody writes to must not keep a recovery waiting; one that is there is not replaced.
+TEST_F(refusal, of_pipes_and_links)
+{
+    const auto pipe = directory_.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_THAT(tr::recover_file(pipe, directory_.path("b.raw")).failure, HasSubstr("no regular file"));
+    const auto input = data_file();
+    const auto link = directory_.path("link");
+    std::filesystem::create_symlink(directory_.path("elsewhere"), link);
+    tr::recover_options replace;
+    replace.replace_existing = true;
+    for (const auto& output : {pipe, link}) {
+        EXPECT_THAT(tr::recover_file(input, output, replace).failure, HasSubstr("no regular file"));
+    }
+    EXPECT_THAT(directory_.entries(), ElementsAre("a.raw", "link", "pipe"));
+}
+
+// What stops a recovery leaves nothing behind, at whatever point it comes.
+TEST_F(refusal, of_what_is_stopped_leaves_nothing)
+{
+    struct stop {
+    };
+    const auto input = data_file();
+    std::uint64_t calls = 0;
+    tr::recover_options options;
+    options.seen = [&](std::uint64_t) { ++calls; };
+    ASSERT_EQ(tr::recover_file(input, directory_.path("b.raw"), options).end, tr::outcome::complete);
+    std::filesystem::remove(directory_.path("b.raw"));
+    ASSERT_GT(calls, 100U);
+    for (const auto at : {std::uint64_t{1}, calls / 2, calls}) {
+        std::uint64_t left = at;
+        options.seen = [&](std::uint64_t) {
+            if (--left == 0) {
+                throw stop();
+            }
+        };
+        EXPECT_THROW(tr::recover_file(input, directory_.path("b.raw"), options), stop);
+        EXPECT_THAT(directory_.entries(), ElementsAre("a.raw"));
+    }
 }
 
 } // namespace

@@ -136,8 +136,7 @@ private:
 
     void add(std::uint64_t subhead, std::uint64_t data, const checked_record& checked)
     {
-        const auto claim = checked.is_slow ? data : subhead;
-        if (claimed_.count(claim) == 0) {
+        if (claimed_.count(checked.is_slow ? data : subhead) == 0) {
             file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
                                      checked.is_slow, true, false, checked.damage});
         }
@@ -193,14 +192,19 @@ private:
         return index == *index_;
     }
 
+    std::uint64_t announced(const subhead_values& head) const
+    {
+        const auto size = file_.layout.sizes().subhead;
+        const auto length = static_cast<std::uint64_t>(head.ldata);
+        const auto count = length > size ? (length - size) / checker_.slow_size(head) : 0;
+        return std::max<std::uint64_t>(count, 1);
+    }
+
     // How many data may follow a sub-head. A shared one may count one record only; then names tell the others, or the
     // index.
     bool may_follow(std::uint64_t taken, const subhead_values& head) const
     {
-        const auto size = file_.layout.sizes().subhead;
-        const auto length = static_cast<std::uint64_t>(head.ldata);
-        const auto announced = length > size ? (length - size) / checker_.slow_size(head) : 0;
-        return taken < std::max<std::uint64_t>(announced, 1) || file_.layout.is_update_type(head.dtype) ||
+        return taken < announced(head) || file_.layout.is_update_type(head.dtype) ||
                owner().environment_index.has_value();
     }
 
@@ -216,13 +220,19 @@ private:
             ++taken;
         }
         ++slow_subheads_;
+        slow_data_ += taken;
         is_any_shared_ = is_any_shared_ || taken > 1;
+        are_alike_ = are_alike_ && (slow_subheads_ == 1 || is_equal(head, first_slow_));
+        if (slow_subheads_ == 1) {
+            first_slow_ = head;
+        }
+        // Data that belong to a sub-head before may follow this one.
+        is_apart_ = is_apart_ || (!lone_subheads_.empty() && taken > announced(head)) ||
+                    (lone_end_ != 0 && subhead - lone_end_ < checker_.slow_size(head));
+        lone_end_ = 0;
         if (taken == 0) {
             lone_subheads_.push_back(subhead);
-            alike_ = alike_ && (lone_subheads_.size() == 1 || is_equal(head, first_lone_));
-            if (lone_subheads_.size() == 1) {
-                first_lone_ = head;
-            }
+            lone_end_ = position_;
         }
     }
 
@@ -261,17 +271,47 @@ private:
         // Sub-heads that several data share gather what is alike, not what follows each other.
         file_.channels[owner_].is_ordered =
             lone_data_.empty() && (!is_any_shared_ || slow_subheads_ == 1) && do_times_rise_;
-        const bool is_certain = alike_ && lone_subheads_.size() == lone_data_.size();
+        const bool is_certain = are_alike_ && lone_subheads_.size() == lone_data_.size();
+        if (!are_alike_ && !lone_subheads_.empty() && (is_apart_ || !lone_data_.empty())) {
+            doubt_pairs();
+        }
         for (std::size_t i = 0; i < lone_data_.size(); ++i) {
             if (is_certain) {
                 add_slow(lone_subheads_[i], lone_data_[i]);
             } else if (claimed_.count(lone_data_[i]) == 0) {
-                file_.orphans.push_back({owner_, no_index, no_index, 0, lone_data_[i], lone_data_[i], 0, true, true,
-                                         false, "its sub-head lies apart from its data, and cannot be told"});
+                file_.orphans.push_back(
+                    {owner_, no_index, no_index, 0, lone_data_[i], lone_data_[i], 0, true, true, false, apart});
             }
         }
         if (lone_subheads_.size() > lone_data_.size()) {
             ++file_.channels[owner_].holes;
+            add_without_data();
+        }
+    }
+
+    // Sub-heads for which there are no data, but for those of which rows know the data. Of those that are alike it does
+    // not matter which they are.
+    void add_without_data()
+    {
+        const auto data = slow_data_ + lone_data_.size();
+        auto missing = slow_subheads_ > data ? slow_subheads_ - data : 0;
+        for (auto at = lone_subheads_.rbegin(); at != lone_subheads_.rend() && missing > 0; ++at, --missing) {
+            if (claimed_.count(*at) == 0) {
+                file_.orphans.push_back(
+                    {owner_, no_index, no_index, 0, *at, *at, 0, true, true, false, "its data cannot be found"});
+            }
+        }
+    }
+
+    // Data that follow a sub-head directly may be those of another as well.
+    void doubt_pairs()
+    {
+        for (auto i = first_orphan_; i < file_.orphans.size(); ++i) {
+            auto& one = file_.orphans[i];
+            if (one.is_slow && one.damage.empty()) {
+                one.length = 0;
+                one.damage = apart;
+            }
         }
     }
 
@@ -285,21 +325,27 @@ private:
         position_ = next;
     }
 
+    static constexpr auto apart = "its sub-head lies apart from its data, and cannot be told";
+
     found& file_;
     record_checker& checker_;
     const std::unordered_set<std::uint64_t>& claimed_;
     std::uint32_t owner_;
+    std::size_t first_orphan_ = file_.orphans.size();
     std::uint64_t end_;
     std::uint64_t position_;
     name_finder names_;
     subhead_values slow_{};
     std::optional<std::int32_t> index_;
-    subhead_values first_lone_{};
-    bool alike_ = true;
+    subhead_values first_slow_{};
+    bool are_alike_ = true;
     bool is_any_shared_ = false;
+    bool is_apart_ = false; // data do not follow the sub-heads that they belong to
     std::uint64_t slow_subheads_ = 0;
+    std::uint64_t slow_data_ = 0; // that follow them
     bool do_times_rise_ = true;
     time_stamp last_time_{};
+    std::uint64_t lone_end_ = 0; // of a sub-head without data, directly before
     std::vector<std::uint64_t> lone_subheads_;
     std::vector<std::uint64_t> lone_data_;
 };
@@ -330,7 +376,8 @@ public:
             std::remove_if(places_.begin(), places_.end(), [&](std::uint64_t at) { return !begins_basket(at); }),
             places_.end());
         for (const auto& one : file.records) {
-            claimed_.insert(one.is_slow ? one.data : one.subhead);
+            claimed_.insert(one.data);
+            claimed_.insert(one.subhead);
         }
     }
 

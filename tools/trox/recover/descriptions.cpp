@@ -36,14 +36,12 @@ std::optional<std::vector<described_channel>> described_channels(const std::stri
 
 void apply_descriptions(found& file, const std::vector<described_channel>& described)
 {
-    const auto& dictionary = file.table(item::dictionary);
-    const bool knows_all =
-        dictionary.is_there() && !dictionary.cut &&
-        std::none_of(file.channels.begin(), file.channels.end(), [](const channel& one) { return one.name.empty(); });
     std::unordered_map<std::string, std::size_t> names;
+    std::set<std::string> subheads;
     std::set<std::uint32_t> keys;
     for (std::size_t i = 0; i < file.channels.size(); ++i) {
         names.emplace(file.channels[i].name, i);
+        subheads.insert(file.channels[i].subhead);
         if (file.channels[i].key) {
             keys.insert(*file.channels[i].key);
         }
@@ -52,9 +50,11 @@ void apply_descriptions(found& file, const std::vector<described_channel>& descr
         const auto known = names.find(one.name);
         if (known != names.end()) {
             file.channels[known->second].server = one.server;
+            file.channels[known->second].described_key = one.key;
             continue;
         }
-        if (knows_all) {
+        // One that the dictionary lacks may stand there under a damaged name.
+        if (file.is_dictionary_whole && subheads.count(subhead_name(file.layout, one.name)) > 0) {
             continue;
         }
         channel added;
@@ -63,6 +63,7 @@ void apply_descriptions(found& file, const std::vector<described_channel>& descr
         added.event_mask = one.event_mask;
         added.server = one.server;
         added.is_listed = false;
+        added.described_key = one.key;
         if (one.key != 0 && keys.insert(one.key).second) {
             added.key = one.key;
         }

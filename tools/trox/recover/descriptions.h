@@ -21,7 +21,7 @@ struct described_channel {
 /// The channels of a text of descriptions; nothing when it cannot be read.
 std::optional<std::vector<described_channel>> described_channels(const std::string& text);
 
-/// Servers for the channels that the dictionary has; where there is no dictionary, the channels themselves.
+/// Servers and keys for the channels that the dictionary has, and channels that it lacks.
 void apply_descriptions(found& file, const std::vector<described_channel>& described);
 
 } // namespace trox::recovery

@@ -166,6 +166,14 @@ private:
     void rebuild_event(const index_entry& entry)
     {
         const auto position = entry.info.offset;
+        const auto& basket = file_.table(item::event_headers);
+        const auto first = basket.position + file_.layout.sizes().table_head;
+        if (basket.is_there() && !basket.cut &&
+            (position < first || position > basket.end() - std::min(basket.end(), size_) || !is_free(position))) {
+            file_.result.remarks.push_back("event index: the entry of event " + std::to_string(entry.info.number) +
+                                           " is damaged; it leads to no event header");
+            return;
+        }
         if (!is_time(entry.info.time) || position == 0 || size_ > file_.file.rest(position) || !is_free(position)) {
             file_.result.lost_events.push_back(
                 {entry.info.number, position, "the event index tells of it, but there is no event header"});
@@ -200,22 +208,28 @@ template <class Matches> int vote(const found& file, const std::vector<std::uint
     return header == index ? 0 : (header > index ? 1 : -1);
 }
 
-// The high bits of a number, which server blocks do not have: those of the events before and behind.
-int vote_of_neighbours(const found& file, std::uint32_t which, std::uint64_t indexed)
+// Numbers and times rise from event to event: of two values, the one that is nearer to those of the events before and
+// behind.
+template <class Get> int vote_of_neighbours(const found& file, std::uint32_t which, std::uint64_t indexed, Get get)
 {
-    constexpr unsigned low = 32;
-    const auto number = file.events[which].head.number;
-    if (static_cast<std::uint32_t>(number) != static_cast<std::uint32_t>(indexed)) {
-        return 0;
-    }
+    const auto distance = [](std::uint64_t a, std::uint64_t b) { return a < b ? b - a : a - b; };
+    const auto header = get(file.events[which].head);
     int votes = 0;
     for (const auto other : {which - 1, which + 1}) { // below the first is above the last
         if (other < file.events.size() && file.events[other].index_entry == no_index) {
-            const auto high = file.events[other].head.number >> low;
-            votes += (number >> low == high ? 1 : 0) - (indexed >> low == high ? 1 : 0);
+            const auto value = get(file.events[other].head);
+            const auto of_header = distance(header, value);
+            const auto of_index = distance(indexed, value);
+            votes += (of_header < of_index ? 1 : 0) - (of_index < of_header ? 1 : 0);
         }
     }
     return votes > 0 ? 1 : (votes < 0 ? -1 : 0);
+}
+
+std::uint64_t microseconds(time_stamp time)
+{
+    constexpr std::uint64_t in_a_second = 1'000'000;
+    return time.timeup * in_a_second + time.timelow;
 }
 
 // The file reference table tells the type of an index entry, too.
@@ -243,9 +257,14 @@ void settle(found& file, std::uint32_t which, const std::vector<std::uint32_t>& 
     };
     int number = one.head.number == entry.info.number ? 1 : vote(file, blocks, by_pulse);
     if (number == 0) {
-        number = vote_of_neighbours(file, which, entry.info.number);
+        number =
+            vote_of_neighbours(file, which, entry.info.number, [](const event_values& head) { return head.number; });
     }
     int time = same_time(one.head.time, entry.info.time) ? 1 : vote(file, blocks, by_time);
+    if (time == 0) {
+        time = vote_of_neighbours(file, which, microseconds(entry.info.time),
+                                  [](const event_values& head) { return microseconds(head.time); });
+    }
     const int type = one.head.type == entry.type ? 1 : vote_of_references(file, one.head.type, entry);
     if (number == 0 || time == 0 || type == 0) {
         one.lost = "event header and event index tell different things of it";

@@ -107,6 +107,11 @@ private:
         }
         if (records == 0) {
             if (bytes == 0) {
+                stored_ += channels_.size() + chosen_.size(); // the state that it leads to, and the step
+                if (stored_ > most_stored) {
+                    effort_ = 0;
+                    return false;
+                }
                 ways_.push_back(chosen_);
             }
             return true;
@@ -193,9 +198,12 @@ private:
         }
     }
 
+    static constexpr std::uint64_t most_stored = 4'000'000; // words of states and steps
+
     const std::vector<fill_channel>& channels_;
     const std::vector<fill_block>& blocks_;
     std::uint64_t& effort_;
+    std::uint64_t stored_ = 0;
     std::vector<std::vector<progress>> layers_;
     std::vector<std::vector<step>> steps_;                        // from layer to layer
     std::vector<std::pair<std::int64_t, std::uint32_t>> offered_; // length and channel

@@ -64,6 +64,8 @@ struct channel {
     std::string name{};    ///< full; empty while it is not known
     std::string subhead{}; ///< as sub-heads have it
     std::optional<std::uint32_t> key{};
+    std::uint32_t described_key = 0; ///< as the descriptions have it; 0: they have none
+    bool is_entry_damaged = false;   ///< nothing of its dictionary entry is to be trusted
     std::uint32_t event_mask = 0;
     std::uint32_t dtype_mask = 0;
     std::int64_t count = -1; ///< records that the dictionary announces; -1 unknown
@@ -91,6 +93,7 @@ struct record {
     bool by_match = false;
     bool is_doubtful = false; ///< passes the announced end of its basket
     std::string damage{};     ///< why it cannot be recovered
+    bool is_assumed = false;  ///< its event is a guess that was asked for
 };
 
 /// A row that could not be followed to a record.
@@ -140,7 +143,8 @@ struct found {
     std::size_t walked_blocks = 0; ///< of them by position
     bool are_blocks_whole = false; ///< every event has all of its blocks
     std::vector<channel> channels{};
-    std::size_t listed = 0; ///< channels that stand in the dictionary, in its order; they come first
+    bool is_dictionary_whole = false; ///< all of its entries have a name
+    std::size_t listed = 0;           ///< channels that stand in the dictionary, in its order; they come first
     std::uint64_t rows_per_column = 0;
     std::uint64_t columns = 0; ///< that begin in the usable part of the pointers table
     std::vector<std::pair<std::uint32_t, std::int32_t>> environment{};
@@ -155,6 +159,12 @@ struct found {
     {
         has_loss = true;
         result.remarks.push_back(std::move(what));
+    }
+    void advance(std::uint64_t bytes) const
+    {
+        if (options.seen) {
+            options.seen(bytes);
+        }
     }
     report& result;
 };

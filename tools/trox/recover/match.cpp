@@ -1,10 +1,12 @@
 #include "match.h"
 
+#include "align.h"
 #include "fill.h"
+#include "placing.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
-#include <unordered_set>
 
 namespace trox::recovery
 {
@@ -14,26 +16,25 @@ namespace
 class matcher
 {
 public:
-    matcher(found& file, record_checker& checker) : file_(file), checker_(checker) {}
+    matcher(found& file, record_checker& checker) : file_(file), places_(file, checker) {}
 
     void run()
     {
-        if (!file_.are_blocks_whole || file_.orphans.empty()) {
-            return;
-        }
-        for (const auto& one : file_.records) {
-            taken_.insert(key(one.channel, one.event));
-        }
-        assigned_.assign(file_.orphans.size(), no_index);
-        find_servers();
-        look_for_order();
         take_single_places();
-        if (against_order_ == 0) {
+        if (places_.against_order == 0) {
+            if (is_in_order()) {
+                align(places_);
+            } else {
+                align_on_trial();
+            }
             fill_servers();
-            if (for_order_ >= enough_for_order) {
-                take_as_many_as_blocks();
+            if (is_in_order()) {
+                align(places_);
             }
             take_single_places();
+        }
+        if (file_.options.in_order) {
+            assume_order();
         }
         move_assigned();
     }
@@ -41,126 +42,47 @@ public:
 private:
     static constexpr std::uint64_t enough_for_order = 3;
 
-    static std::uint64_t key(std::uint32_t channel, std::uint32_t event)
+    bool is_in_order() const
     {
-        return std::uint64_t{channel} << 32U | event;
+        return places_.for_order >= enough_for_order;
     }
 
-    // --- servers ---------------------------------------------------------------------------------------
-
-    void find_servers()
+    // Nothing that is known shows the order: then records that fill their blocks exactly in order must.
+    void align_on_trial()
     {
-        std::unordered_map<std::string, std::uint32_t> names;
-        for (std::uint32_t i = 0; i < file_.walked_blocks; ++i) {
-            const auto& name = file_.blocks[i].head.server.text;
-            server_of_block_.push_back(names.emplace(name, static_cast<std::uint32_t>(names.size())).first->second);
-        }
-        server_of_channel_.assign(file_.channels.size(), no_index);
-        for (std::size_t i = 0; i < file_.channels.size(); ++i) {
-            const auto described = names.find(file_.channels[i].server);
-            if (described != names.end()) {
-                server_of_channel_[i] = described->second;
-            }
-        }
-        // What the records tell goes before what the descriptions say.
-        std::unordered_map<std::uint32_t, std::uint32_t> seen;
-        for (const auto& one : file_.records) {
-            if (one.block < file_.walked_blocks) {
-                const auto [known, is_first] = seen.emplace(one.channel, server_of_block_[one.block]);
-                if (!is_first && known->second != server_of_block_[one.block]) {
-                    known->second = no_index;
-                }
-            }
-        }
-        for (const auto& [channel, server] : seen) {
-            server_of_channel_[channel] = server;
+        const auto before = places_.save();
+        align(places_);
+        if (is_aligned_for_certain(places_, before)) {
+            places_.for_order += enough_for_order;
+        } else {
+            places_.restore(before);
         }
     }
 
-    // --- order -----------------------------------------------------------------------------------------
-
-    // Data away from their sub-heads, and shared sub-heads, say nothing of the order of records.
-    bool is_in_one_piece(const record& one) const
+    // What was asked for: all records that are left in order, and into the first blocks that take them.
+    void assume_order()
     {
-        return !one.is_slow || one.data == one.subhead + file_.layout.sizes().subhead;
-    }
-
-    // Whether the file keeps the records of a channel in the order of the events: by those whose event, or time, is
-    // known.
-    void look_for_order()
-    {
-        std::vector<std::pair<std::uint64_t, std::uint64_t>> places;
-        for (const auto& one : file_.records) {
-            if (is_in_one_piece(one)) {
-                places.emplace_back(key(one.channel, one.event), one.subhead);
-            }
+        std::vector<std::uint32_t> certain;
+        for (std::size_t i = 0; i < file_.orphans.size(); ++i) {
+            certain.push_back(places_.place_of(i));
         }
-        std::sort(places.begin(), places.end());
-        for (std::size_t i = 1; i < places.size(); ++i) {
-            if (places[i].first >> 32U == places[i - 1].first >> 32U) {
-                ++(places[i].second > places[i - 1].second ? for_order_ : against_order_);
-            }
+        align(places_);
+        place_in_order(places_);
+        std::map<std::uint32_t, std::uint64_t> assumed;
+        for (std::size_t i = 0; i < file_.orphans.size(); ++i) {
+            auto& one = file_.orphans[i];
+            one.is_assumed = places_.place_of(i) != certain[i];
+            assumed[one.channel] += one.is_assumed ? 1 : 0;
         }
-        const record* before = nullptr;
-        time_stamp last{};
-        for (const auto& one : file_.orphans) {
-            subhead_values head;
-            time_stamp time{};
-            if (!one.is_slow || !is_in_one_piece(one) || !one.damage.empty() ||
-                !checker_.read_subhead(one.subhead, head) || !checker_.slow_time(head, one.data, time)) {
-                continue;
+        for (const auto& [channel, count] : assumed) {
+            if (count > 0) {
+                file_.lose("channel " + file_.channels[channel].name + ": the events of " + std::to_string(count) +
+                           " records are assumed from their order");
             }
-            if (before != nullptr && before->channel == one.channel && !same_time(last, time)) {
-                const bool rises = std::pair(time.timeup, time.timelow) > std::pair(last.timeup, last.timelow);
-                ++(rises ? for_order_ : against_order_);
-            }
-            before = &one;
-            last = time;
         }
     }
 
     // --- one place only --------------------------------------------------------------------------------
-
-    bool has_room(const record& one, std::uint32_t which) const
-    {
-        const auto& to = file_.blocks[which];
-        const auto& owner = file_.channels[one.channel];
-        const auto length = static_cast<std::int64_t>(one.length);
-        const auto least = static_cast<std::int64_t>(file_.layout.sizes().subhead);
-        const auto type = static_cast<unsigned>(file_.events[to.event].head.type);
-        const auto server = server_of_channel_[one.channel];
-        if ((to.is_countable && to.records_left < 1) || (server != no_index && server != server_of_block_[which]) ||
-            (owner.event_mask != 0 && (owner.event_mask >> type & 1U) == 0)) {
-            return false;
-        }
-        // Where the counts of a block cannot be right, it might have room for anything.
-        const bool fits =
-            to.records_left == 1 ? to.bytes_left == length : to.bytes_left - length >= (to.records_left - 1) * least;
-        return (!to.is_countable || fits) && taken_.count(key(one.channel, to.event)) == 0;
-    }
-
-    void assign(std::size_t orphan, std::uint32_t to)
-    {
-        auto& one = file_.orphans[orphan];
-        auto& its_block = file_.blocks[to];
-        assigned_[orphan] = to;
-        one.event = its_block.event;
-        one.block = to;
-        --its_block.records_left;
-        its_block.bytes_left -= static_cast<std::int64_t>(one.length);
-        taken_.insert(key(one.channel, one.event));
-    }
-
-    std::vector<std::uint32_t> open_blocks() const
-    {
-        std::vector<std::uint32_t> open;
-        for (std::uint32_t i = 0; i < file_.walked_blocks; ++i) {
-            if (file_.blocks[i].records_left > 0 || !file_.blocks[i].is_countable) {
-                open.push_back(i);
-            }
-        }
-        return open;
-    }
 
     void take_single_places()
     {
@@ -168,29 +90,30 @@ private:
         std::uint64_t work = 0;
         for (bool changed = true; changed;) {
             changed = false;
-            const auto open = open_blocks();
+            const auto open = places_.open_blocks();
             for (std::size_t i = 0; i < file_.orphans.size(); ++i) {
-                if (assigned_[i] != no_index || file_.orphans[i].length == 0) {
+                if (places_.place_of(i) != no_index || file_.orphans[i].length == 0) {
                     continue;
                 }
-                work += open.size();
+                const auto* told = places_.told_events(i);
+                work += told != nullptr ? told->size() : open.size();
                 if (work > most_work) {
                     return;
                 }
-                const auto place = single_place(file_.orphans[i], open);
+                const auto place = told != nullptr ? single_place(i, places_.blocks_of(*told)) : single_place(i, open);
                 if (place != no_index) {
-                    assign(i, place);
+                    places_.assign(i, place);
                     changed = true;
                 }
             }
         }
     }
 
-    std::uint32_t single_place(const record& one, const std::vector<std::uint32_t>& open) const
+    std::uint32_t single_place(std::size_t orphan, const std::vector<std::uint32_t>& open) const
     {
         std::uint32_t place = no_index;
         for (const auto which : open) {
-            if (has_room(one, which)) {
+            if (places_.fits(orphan, which)) {
                 if (place != no_index || !file_.blocks[which].is_countable) {
                     return no_index;
                 }
@@ -200,7 +123,7 @@ private:
         return place;
     }
 
-    // --- as many records as blocks ---------------------------------------------------------------------
+    // --- all records of a server -----------------------------------------------------------------------
 
     // The orphans of each channel, in order; those of a channel whose basket has holes, or records of unknown length,
     // are not all that the channel has.
@@ -210,7 +133,7 @@ private:
         std::set<std::uint32_t> broken;
         for (std::size_t i = 0; i < file_.orphans.size(); ++i) {
             const auto& one = file_.orphans[i];
-            if (assigned_[i] != no_index) {
+            if (places_.place_of(i) != no_index) {
                 continue;
             }
             result[one.channel].push_back(i);
@@ -229,37 +152,6 @@ private:
     {
         return orphans.size() == 1 || file_.channels[file_.orphans[orphans.front()].channel].is_ordered;
     }
-
-    void take_as_many_as_blocks()
-    {
-        std::map<std::uint32_t, std::vector<std::uint32_t>> open_of_server;
-        for (const auto which : open_blocks()) {
-            open_of_server[server_of_block_[which]].push_back(which);
-        }
-        for (const auto& [channel, orphans] : whole_sequences()) {
-            const auto server = server_of_channel_[channel];
-            const auto mask = file_.channels[channel].event_mask;
-            if (server == no_index || mask == 0 || !is_ordered(orphans)) {
-                continue;
-            }
-            std::vector<std::uint32_t> blocks;
-            for (const auto which : open_of_server[server]) {
-                const auto type = static_cast<unsigned>(file_.events[file_.blocks[which].event].head.type);
-                if ((mask >> type & 1U) != 0 && taken_.count(key(channel, file_.blocks[which].event)) == 0) {
-                    blocks.push_back(which);
-                }
-            }
-            bool fits = blocks.size() == orphans.size();
-            for (std::size_t i = 0; fits && i < blocks.size(); ++i) {
-                fits = file_.blocks[blocks[i]].is_countable && has_room(file_.orphans[orphans[i]], blocks[i]);
-            }
-            for (std::size_t i = 0; fits && i < blocks.size(); ++i) {
-                assign(orphans[i], blocks[i]);
-            }
-        }
-    }
-
-    // --- all records of a server -----------------------------------------------------------------------
 
     struct filled_server {
         std::vector<std::uint32_t> channels;
@@ -294,12 +186,12 @@ private:
         }
         std::vector<fill_channel> channels;
         for (const auto& [channel, orphans] : sequences) {
-            if (server_of_channel_[channel] != server && server_of_channel_[channel] != no_index) {
+            if (places_.server_of_channel(channel) != server && places_.server_of_channel(channel) != no_index) {
                 continue;
             }
             fill_channel added;
             added.event_mask = file_.channels[channel].event_mask;
-            added.must_be_used = server_of_channel_[channel] == server;
+            added.must_be_used = places_.server_of_channel(channel) == server;
             for (const auto orphan : orphans) {
                 added.lengths.push_back(file_.orphans[orphan].length);
             }
@@ -315,8 +207,8 @@ private:
         std::uint64_t effort = 20'000'000;
         const auto sequences = whole_sequences();
         std::map<std::uint32_t, std::vector<std::uint32_t>> open_of_server;
-        for (const auto which : open_blocks()) {
-            open_of_server[server_of_block_[which]].push_back(which);
+        for (const auto which : places_.open_blocks()) {
+            open_of_server[places_.server_of_block(which)].push_back(which);
         }
         std::vector<filled_server> servers;
         std::map<std::uint32_t, int> users;
@@ -330,7 +222,7 @@ private:
             }
         }
         // The order of records must show somewhere: in known times and events, or in lengths that fit in order only.
-        bool shows_order = for_order_ >= enough_for_order;
+        bool shows_order = is_in_order();
         for (const auto& tried : servers) {
             for (std::size_t i = 0; tried.result && i < tried.channels.size(); ++i) {
                 shows_order = shows_order || (is_placed(tried, i, users, are_all_filled, sequences) &&
@@ -344,7 +236,7 @@ private:
                 }
             }
         }
-        for_order_ += shows_order ? enough_for_order : 0;
+        places_.for_order += shows_order ? enough_for_order : 0;
     }
 
     // A channel that may have been cut off could fill the place of another: then only lengths that change convince.
@@ -357,9 +249,9 @@ private:
         }
         bool are_known = true;
         for (std::size_t other = 0; other < tried.channels.size(); ++other) {
-            are_known =
-                are_known && (!tried.result->is_used[other] || server_of_channel_[tried.channels[other]] != no_index ||
-                              has_fingerprint(sequences.at(tried.channels[other])));
+            are_known = are_known && (!tried.result->is_used[other] ||
+                                      places_.server_of_channel(tried.channels[other]) != no_index ||
+                                      has_fingerprint(sequences.at(tried.channels[other])));
         }
         return are_all_filled || are_known || has_fingerprint(sequences.at(channel));
     }
@@ -368,12 +260,8 @@ private:
     {
         for (std::size_t i = 0; is_ordered(orphans) && i < orphans.size(); ++i) {
             const auto place = tried.result->places[channel][i];
-            if (!place || assigned_[orphans[i]] != no_index) {
-                continue;
-            }
-            const auto which = tried.blocks[*place];
-            if (taken_.count(key(tried.channels[channel], file_.blocks[which].event)) == 0) {
-                assign(orphans[i], which);
+            if (place && places_.place_of(orphans[i]) == no_index && places_.fits(orphans[i], tried.blocks[*place])) {
+                places_.assign(orphans[i], tried.blocks[*place]);
             }
         }
     }
@@ -382,26 +270,22 @@ private:
     {
         std::vector<record> left;
         for (std::size_t i = 0; i < file_.orphans.size(); ++i) {
-            (assigned_[i] == no_index ? left : file_.records).push_back(std::move(file_.orphans[i]));
+            (places_.place_of(i) == no_index ? left : file_.records).push_back(std::move(file_.orphans[i]));
         }
         file_.orphans = std::move(left);
     }
 
     found& file_;
-    record_checker& checker_;
-    std::unordered_set<std::uint64_t> taken_; // channel and event
-    std::vector<std::uint32_t> assigned_;     // block per orphan
-    std::vector<std::uint32_t> server_of_block_;
-    std::vector<std::uint32_t> server_of_channel_;
-    std::uint64_t for_order_ = 0;
-    std::uint64_t against_order_ = 0;
+    placing places_;
 };
 
 } // namespace
 
 void match_orphans(found& file, record_checker& checker)
 {
-    matcher(file, checker).run();
+    if (file.are_blocks_whole && !file.orphans.empty()) {
+        matcher(file, checker).run();
+    }
 }
 
 } // namespace trox::recovery

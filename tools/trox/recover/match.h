@@ -13,10 +13,13 @@ void account(found& file);
 
 /// Moves from `orphans` to `records` those for which there is one place only; what is left stays. A record has one
 /// place when
-///   - one server block has room for it (number and bytes of records, server, event types), or
-///   - its channel has as many records as there are blocks for them, and the file keeps records in order, or
+///   - one server block has room for it (number and bytes of records, server, event types); the time or number that
+///     its own payload carries leaves few to choose from, or
+///   - the file keeps records in order, and all ways to lay those of its channel into the blocks of its server agree,
+///   or
 ///   - the records of all channels of its server fill the server's blocks, in order, in one way.
-/// All of it only while every server block is known.
+/// All of it only while every server block is known. With the option `in_order` what is left goes to the first blocks
+/// that take it, in order, and is marked.
 void match_orphans(found& file, record_checker& checker);
 
 } // namespace trox::recovery

@@ -24,11 +24,7 @@ constexpr std::size_t most_looked_at = 16; // rows, to tell what a column's reco
 
 } // namespace
 
-channel_names::channel_names(found& file, record_checker& checker)
-    : file_(file), checker_(checker),
-      is_dictionary_whole_(file.table(item::dictionary).is_there() && !file.table(item::dictionary).cut &&
-                           std::none_of(file.channels.begin(), file.channels.end(),
-                                        [](const channel& one) { return one.is_listed && one.name.empty(); }))
+channel_names::channel_names(found& file, record_checker& checker) : file_(file), checker_(checker)
 {
     for (std::uint32_t i = 0; i < file_.channels.size(); ++i) {
         if (!file_.channels[i].name.empty()) {
@@ -82,7 +78,7 @@ std::uint32_t channel_names::find(std::uint64_t subhead, std::uint64_t data)
     subhead_values head;
     const bool is_update =
         checker_.read_subhead(subhead, head) && checker_.is_slow(head) && file_.layout.is_update_type(head.dtype);
-    if (is_dictionary_whole_ || (full_name.empty() && (is_update || !known.empty()))) {
+    if (file_.is_dictionary_whole || (full_name.empty() && (is_update || !known.empty()))) {
         return no_index;
     }
     channel added;
@@ -116,8 +112,8 @@ void channel_names::correct_index(std::uint32_t listed, const std::vector<row_va
     if (looked_at < 2 || carried.size() != 1 || *carried.begin() == *target.environment_index) {
         return;
     }
-    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its environment index is " +
-                                   std::to_string(*carried.begin()));
+    file_.lose("channel " + target.name + ": its environment index is damaged; its records tell that it is " +
+               std::to_string(*carried.begin()));
     target.environment_index = *carried.begin();
     for (auto& [key, index] : file_.environment) {
         index = key == target.key ? *carried.begin() : index;
@@ -144,6 +140,9 @@ void channel_names::correct(std::uint32_t listed, const std::vector<row_values>&
             break;
         }
     }
+    if (looked_at > 0) {
+        target.count = -1; // what contradicts its records may be damaged in all it says
+    }
     if (carried.size() != 1) {
         return;
     }
@@ -152,19 +151,44 @@ void channel_names::correct(std::uint32_t listed, const std::vector<row_values>&
     const auto name = !full_name.empty()           ? full_name
                       : colon == std::string::npos ? short_name
                                                    : short_name + target.name.substr(colon);
-    const auto known = by_subhead_.find(short_name);
-    const auto has_name = [&](std::uint32_t index) {
-        return index != listed && (full_name.empty() || file_.channels[index].name == name);
-    };
-    if (known != by_subhead_.end() && std::any_of(known->second.begin(), known->second.end(), has_name)) {
-        return; // the records are another channel's
+    std::uint32_t described = no_index;
+    for (const auto index : by_subhead_[short_name]) {
+        const bool has_name = full_name.empty() || file_.channels[index].name == name;
+        if (index == listed || !has_name) {
+            continue;
+        }
+        if (file_.channels[index].is_listed || described != no_index) {
+            return; // the records are another channel's
+        }
+        described = index;
     }
-    file_.result.remarks.push_back("channel " + target.name + ": its records tell that its name is " + name);
+    file_.lose("channel " + target.name + ": its records tell that its name is " +
+               (described == no_index ? name : file_.channels[described].name));
     auto& old = by_subhead_[target.subhead];
     old.erase(std::remove(old.begin(), old.end(), listed), old.end());
+    if (described != no_index) {
+        take_over(listed, described);
+        return;
+    }
+    target.is_entry_damaged = true;
     target.name = name;
     target.subhead = short_name;
     by_subhead_[short_name].push_back(listed);
+}
+
+// A channel that is described under its name stands in the dictionary under a damaged one.
+void channel_names::take_over(std::uint32_t listed, std::uint32_t described)
+{
+    auto& target = file_.channels[listed];
+    auto& other = file_.channels[described];
+    target.name = other.name;
+    target.subhead = other.subhead;
+    target.server = other.server;
+    target.described_key = other.described_key;
+    target.is_entry_damaged = true;
+    other.lost = "is in the dictionary, under a damaged entry";
+    auto& known = by_subhead_[target.subhead];
+    std::replace(known.begin(), known.end(), described, listed);
 }
 
 bool channel_names::name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data)
@@ -175,18 +199,13 @@ bool channel_names::name_channel(std::uint32_t nameless, std::uint64_t subhead, 
         return false;
     }
     auto& known = by_subhead_[short_name];
-    for (auto& index : known) {
-        auto& other = file_.channels[index];
+    for (const auto index : known) {
+        const auto& other = file_.channels[index];
         if (other.is_listed || !(full_name.empty() ? known.size() == 1 : other.name == full_name)) {
             continue;
         }
         // Described under this name, and not in the dictionary under another.
-        auto& target = file_.channels[nameless];
-        target.name = other.name;
-        target.server = other.server;
-        other.lost = "is in the dictionary, under a damaged entry";
-        target.subhead = short_name;
-        index = nameless;
+        take_over(nameless, index);
         return true;
     }
     if (!known.empty() && full_name.empty()) {

@@ -29,16 +29,16 @@ public:
     bool name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data);
 
     /// Corrects the name of a dictionary entry when the first records of its column all carry another, one that no
-    /// channel has; its environment index likewise.
+    /// channel of the dictionary has; its environment index likewise. The count of such an entry is not to be trusted.
     void correct(std::uint32_t listed, const std::vector<row_values>& rows);
 
 private:
     void correct_index(std::uint32_t listed, const std::vector<row_values>& rows);
+    void take_over(std::uint32_t listed, std::uint32_t described);
     bool read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name, std::string& full_name);
 
     found& file_;
     record_checker& checker_;
-    bool is_dictionary_whole_;
     std::unordered_map<std::string, std::vector<std::uint32_t>> by_subhead_;
 };
 

@@ -130,6 +130,7 @@ checked_record record_checker::check(const channel& of, std::uint64_t subhead, s
         record.damage = "its sub-head lies outside the basket, or cannot be read";
         return record;
     }
+    found_.advance(static_cast<std::uint64_t>(std::max(record.head.ldata, 0)));
     if (record.head.name.text != of.subhead) {
         record.damage = "its sub-head does not carry the channel's name";
         return record;
@@ -266,31 +267,85 @@ std::string record_checker::unpack_zlib(const checked_record& record)
     return produced == record.zip.orig_length ? std::string() : "it decompresses to another length";
 }
 
-std::string record_checker::unpack_lzo([[maybe_unused]] const checked_record& record)
+// Memory then holds the compressed bytes, and the payload behind them.
+bool record_checker::expand_lzo([[maybe_unused]] std::uint64_t data, [[maybe_unused]] std::uint32_t stored,
+                                [[maybe_unused]] std::uint32_t original,
+                                [[maybe_unused]] std::vector<unsigned char>& memory)
 {
 #ifdef TROX_WITH_LZO
     static const int init_error = lzo_init();
-    if (init_error != LZO_E_OK) {
-        return "it does not decompress";
-    }
+    memory.resize(std::size_t{stored} + original);
+    lzo_uint produced = original;
+    return init_error == LZO_E_OK && found_.file.read(data, memory.data(), stored) &&
+           lzo1x_decompress_safe(memory.data(), stored, memory.data() + stored, &produced, nullptr) == LZO_E_OK &&
+           produced == original;
+#else
+    return false;
+#endif
+}
+
+std::string record_checker::unpack_lzo([[maybe_unused]] const checked_record& record)
+{
+#ifdef TROX_WITH_LZO
     std::vector<unsigned char> memory;
     try {
-        memory.resize(std::size_t{record.stored} + record.zip.orig_length);
+        return expand_lzo(record.data, record.stored, record.zip.orig_length, memory) ? std::string()
+                                                                                      : "it does not decompress";
     } catch (const std::bad_alloc&) {
         return "no memory to decompress it";
     }
-    if (!found_.file.read(record.data, memory.data(), record.stored)) {
-        return "its compressed bytes cannot be read";
-    }
-    lzo_uint produced = record.zip.orig_length;
-    if (lzo1x_decompress_safe(memory.data(), record.stored, memory.data() + record.stored, &produced, nullptr) !=
-        LZO_E_OK) {
-        return "it does not decompress";
-    }
-    return produced == record.zip.orig_length ? std::string() : "it decompresses to another length";
 #else
     return "this build decompresses no LZO records, so that it cannot be checked";
 #endif
+}
+
+bool record_checker::inflate_begin(const record& one, unsigned char* out, std::size_t size)
+{
+    constexpr std::size_t piece = 4096;
+    auto& zlib = stream_->zlib;
+    if (!stream_->is_ready || inflateReset(&zlib) != Z_OK) {
+        return false;
+    }
+    bytes_.resize(std::max(bytes_.size(), piece));
+    zlib.next_out = out;
+    zlib.avail_out = static_cast<uInt>(size);
+    int state = Z_OK;
+    for (std::uint32_t done = 0; state == Z_OK && zlib.avail_out > 0 && done < one.stored;) {
+        const auto count = std::min<std::uint32_t>(one.stored - done, piece);
+        if (!found_.file.read(one.data + done, bytes_.data(), count)) {
+            return false;
+        }
+        done += count;
+        zlib.next_in = bytes_.data();
+        zlib.avail_in = count;
+        state = inflate(&zlib, Z_NO_FLUSH);
+    }
+    return zlib.avail_out == 0;
+}
+
+bool record_checker::read_payload(const record& one, const subhead_values& head, unsigned char* out, std::size_t size)
+{
+    if (!head.is_zipped()) {
+        return size <= one.stored && found_.file.read(one.data, out, size);
+    }
+    unsigned char zip[sizeof(trox_zip_header)];
+    if (!found_.file.read(one.data - sizeof zip, zip, sizeof zip)) {
+        return false;
+    }
+    if ((trox_detail::load_big_endian<std::uint32_t>(zip) & trox_zip_zlib) != 0) {
+        return inflate_begin(one, out, size);
+    }
+    const auto original = trox_detail::load_big_endian<std::uint32_t>(zip + 4);
+    std::vector<unsigned char> memory;
+    try {
+        if (original < size || !expand_lzo(one.data, one.stored, original, memory)) {
+            return false;
+        }
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    std::memcpy(out, memory.data() + one.stored, size);
+    return true;
 }
 
 } // namespace trox::recovery

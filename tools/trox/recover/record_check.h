@@ -48,12 +48,19 @@ public:
     /// The time that a slow record's data carry; false when they cannot be read.
     bool slow_time(const subhead_values& head, std::uint64_t data, time_stamp& time);
 
+    /// Copies the first `size` bytes of the payload of a record that decodes, decompressed when it is compressed;
+    /// false when it has fewer, or they cannot be had.
+    bool read_payload(const record& one, const subhead_values& head, unsigned char* out, std::size_t size);
+
 private:
     void check_zipped(checked_record& record, std::uint64_t room);
     void check_plain(checked_record& record) const;
     void check_type(checked_record& record, std::uint64_t payload) const;
     std::string unpack_zlib(const checked_record& record);
     std::string unpack_lzo(const checked_record& record);
+    bool inflate_begin(const record& one, unsigned char* out, std::size_t size);
+    bool expand_lzo(std::uint64_t data, std::uint32_t stored, std::uint32_t original,
+                    std::vector<unsigned char>& memory);
 
     struct stream;
     found& found_;

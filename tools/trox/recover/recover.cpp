@@ -3,6 +3,7 @@
 #include "baskets.h"
 #include "events.h"
 #include "found.h"
+#include "keys.h"
 #include "match.h"
 #include "names.h"
 #include "patterns.h"
@@ -72,11 +73,14 @@ std::string refuse_output(const source_file& input, const std::string& output, b
 {
     struct stat status {
     };
-    if (::stat(output.c_str(), &status) != 0) {
+    if (::stat(output.c_str(), &status) == 0 && input.is_same_file(status)) {
+        return output + ": is the damaged file itself";
+    }
+    if (::lstat(output.c_str(), &status) != 0) {
         return {};
     }
-    if (input.is_same_file(status)) {
-        return output + ": is the damaged file itself";
+    if (!S_ISREG(status.st_mode)) {
+        return output + ": is no regular file, and is not replaced";
     }
     return replace ? std::string() : output + ": a file of that name exists";
 }
@@ -95,6 +99,7 @@ void find_records(found& file, patterns& scanned)
     }
     account(file);
     match_orphans(file, checker);
+    settle_keys(file, checker);
 }
 
 // What is lost of the tables beside the records that they lead to.

@@ -9,7 +9,7 @@
 // Tables are found through the trailer, or by their patterns. Records are found through the rows of the pointers
 // table; those that no good row points at, by walking the channels' baskets, and they are then assigned to events by
 // what the event headers and the server block heads count: number and bytes of their records, server, event types. A
-// record for which this leaves more than one place is lost: nothing is ever written on a guess.
+// record for which this leaves more than one place is lost: nothing is written on a guess that was not asked for.
 #ifndef TROX_RECOVER_RECOVER_H
 #define TROX_RECOVER_RECOVER_H
 
@@ -17,6 +17,7 @@
 #include "trox_writer_records.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -55,12 +56,13 @@ struct lost_event {
     std::string reason{};
 };
 
-/// A record that is not in the new file.
+/// A record that is not in the new file, or several of which no more is known than their number.
 struct lost_record {
     std::string channel{};                ///< empty when it is not known
     std::optional<std::uint64_t> event{}; ///< number, when it is known
     std::uint64_t offset = 0;             ///< of its sub-head, or of the row that points at it
     std::string reason{};
+    std::uint64_t count = 1;
 };
 
 /// What became of one channel's records.
@@ -68,6 +70,7 @@ struct channel_result {
     std::string name{};
     std::uint64_t by_row = 0;   ///< recovered through the pointers table
     std::uint64_t by_match = 0; ///< recovered by walking its basket
+    std::uint64_t by_order = 0; ///< recovered with an event that is assumed
     std::uint64_t lost = 0;
 };
 
@@ -81,6 +84,7 @@ struct report {
     std::vector<channel_result> channels{};
     std::vector<lost_event> lost_events{};
     std::vector<lost_record> lost_records{};
+    std::uint64_t lost = 0; ///< records of all of them, those of unknown channels too
     /// What else differs from the undamaged file: fields that are unknown, keys that were given anew.
     std::vector<std::string> remarks{};
 };
@@ -91,11 +95,16 @@ struct recover_options {
     bool sync = false;                              ///< wait until the output is on the disk
     /// Keep plain records of block types that no reader knows. A strict reader waits for ever on them.
     bool keep_unknown_types = false;
+    /// Give records whose event is not certain to the first blocks that take them, in the order of their basket.
+    bool in_order = false;
+    /// Told of the bytes of every record that was looked at, written or compared: thrice the records that are
+    /// undamaged, and what else is searched. May throw, which stops the recovery.
+    std::function<void(std::uint64_t bytes)> seen{};
 };
 
 /// Recovers `input` into `output`, which comes to be whole and checked, or not at all; `input` is only read, and an
 /// output that is the same file is refused. Memory grows with the tables, not with the data, beside one record and
-/// its compressed form. Never throws but for a lack of memory. One file per call; calls are independent.
+/// its compressed form. Throws what `seen` throws, or for a lack of memory. One file per call; calls are independent.
 report recover_file(const std::string& input, const std::string& output, const recover_options& options = {});
 
 } // namespace trox::recovery

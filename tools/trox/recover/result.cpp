@@ -26,6 +26,7 @@ public:
         add_unplaced();
         add_missing();
         add_uncounted();
+        result_.lost = count_lost();
         for (std::size_t i = 0; i < results_.size(); ++i) {
             if (!results_[i].name.empty() && (file_.channels[i].lost.empty() || results_[i].lost > 0)) {
                 result_.channels.push_back(results_[i]);
@@ -48,21 +49,31 @@ private:
             for (const auto index : written_.records[i]) {
                 const auto& one = file_.records[index];
                 recovered_.insert(key(one.channel, one.event));
-                ++(one.by_match ? results_[one.channel].by_match : results_[one.channel].by_row);
+                auto& known = results_[one.channel];
+                ++(one.is_assumed ? known.by_order : one.by_match ? known.by_match : known.by_row);
                 ++result_.records;
             }
         }
     }
 
-    void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason)
+    // Of an event whose header and index disagree, what the index says.
+    std::uint64_t number_of(const event& one) const
+    {
+        const bool is_indexed = !one.lost.empty() && one.index_entry != no_index;
+        return is_indexed ? file_.index[one.index_entry].info.number : one.head.number;
+    }
+
+    void lose_record(std::uint32_t channel, std::uint32_t event, std::uint64_t offset, const std::string& reason,
+                     std::uint64_t count = 1)
     {
         lost_record lost;
+        lost.count = count;
         if (channel != no_index) {
             lost.channel = file_.channels[channel].name;
-            ++results_[channel].lost;
+            results_[channel].lost += count;
         }
         if (event != no_index) {
-            lost.event = file_.events[event].head.number;
+            lost.event = number_of(file_.events[event]);
         }
         lost.offset = offset;
         lost.reason = reason;
@@ -74,7 +85,7 @@ private:
         std::uint64_t rebuilt = 0;
         for (const auto& one : file_.events) {
             if (!one.lost.empty()) {
-                result_.lost_events.push_back({one.head.number, one.position, one.lost});
+                result_.lost_events.push_back({number_of(one), one.position, one.lost});
             }
             rebuilt += one.is_rebuilt ? 1 : 0;
         }
@@ -125,6 +136,7 @@ private:
         for (const auto& one : file_.records) {
             if (!one.damage.empty()) {
                 lose_record(one.channel, one.event, one.subhead, one.damage);
+                matched_lost_[one.channel] += one.by_match ? 1 : 0;
             } else if (recovered_.count(key(one.channel, one.event)) == 0) {
                 lose_record(one.channel, one.event, one.subhead, "its event is lost");
             }
@@ -140,7 +152,8 @@ private:
         }
         for (auto& [channel, count] : rows) {
             if (channel != no_index) {
-                count -= std::min(count, results_[channel].by_match);
+                count -=
+                    std::min(count, results_[channel].by_match + results_[channel].by_order + matched_lost_[channel]);
             }
         }
         auto left = rows;
@@ -173,44 +186,45 @@ private:
         }
         for (std::size_t i = 0; i < file_.listed; ++i) {
             const auto& known = results_[i];
-            const auto have = known.by_row + known.by_match + known.lost;
+            const auto have = known.by_row + known.by_match + known.by_order + known.lost;
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
                 const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
-                results_[i].lost += missing - 1;
                 lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
-                            std::to_string(missing) + " records that the dictionary counts cannot be found");
+                            std::to_string(missing) + " records that the dictionary counts cannot be found", missing);
             }
         }
     }
 
-    // Records that server blocks count, where dictionary or pointers table are not there to tell.
+    // Records that server blocks count beyond those that are written or listed.
     void add_uncounted()
     {
-        const auto& pointers = file_.table(item::pointers);
-        const auto& dictionary = file_.table(item::dictionary);
-        if (pointers.is_there() && !pointers.cut && dictionary.is_there() && !dictionary.cut) {
-            return;
-        }
-        std::int64_t counted = 0;
+        std::uint64_t counted = 0;
         for (const auto& one : file_.blocks) {
-            counted += one.is_rebuilt ? 0 : one.head.nchan;
+            counted += one.is_rebuilt || one.head.nchan < 0 ? 0 : static_cast<std::uint64_t>(one.head.nchan);
         }
-        std::uint64_t have = result_.records;
-        for (const auto& one : results_) {
-            have += one.lost;
-        }
-        if (counted > 0 && static_cast<std::uint64_t>(counted) > have) {
+        const auto known = result_.records + count_lost();
+        if (counted > known) {
             lose_record(no_index, no_index, 0,
-                        std::to_string(static_cast<std::uint64_t>(counted) - have) +
-                            " records that the server blocks count cannot be found");
+                        std::to_string(counted - known) + " records that the server blocks count cannot be found",
+                        counted - known);
         }
+    }
+
+    std::uint64_t count_lost() const
+    {
+        std::uint64_t lost = 0;
+        for (const auto& one : result_.lost_records) {
+            lost += one.count;
+        }
+        return lost;
     }
 
     found& file_;
     const written_file& written_;
     report& result_;
     std::vector<channel_result> results_;
-    std::unordered_set<std::uint64_t> recovered_; // channel and event
+    std::unordered_set<std::uint64_t> recovered_;         // channel and event
+    std::map<std::uint32_t, std::uint64_t> matched_lost_; // records found without their rows, and lost, per channel
 };
 
 } // namespace

@@ -10,7 +10,9 @@
 namespace trox::recovery
 {
 
-source_file::source_file(const std::string& path) : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+// A pipe without a writer must not keep the program waiting.
+source_file::source_file(const std::string& path)
+    : path_(path), fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
 {
     if (fd_ < 0) {
         throw std::system_error(errno, std::generic_category(), path);

@@ -343,20 +343,25 @@ void read_dictionary(found& file)
         added.entry = place.position + sizes.table_head + i * bytes.size();
         if (file.file.read(added.entry, bytes.data(), bytes.size())) {
             const auto entry = file.layout.dictionary(bytes.data());
-            added.event_mask = entry.event_mask;
-            added.dtype_mask = entry.dtype_mask;
-            added.count = entry.count;
+            // With its name, all of an entry may be destroyed.
+            added.is_entry_damaged = !entry.name.is_printable;
+            added.event_mask = added.is_entry_damaged ? 0 : entry.event_mask;
+            added.dtype_mask = added.is_entry_damaged ? 0 : entry.dtype_mask;
+            added.count = added.is_entry_damaged ? -1 : entry.count;
             if (entry.name.is_printable && names.insert(entry.name.text).second) {
                 added.name = entry.name.text;
                 added.subhead = subhead_name(file.layout, added.name);
             }
-            if (keys.insert(entry.key).second) {
+            const bool is_lost = added.is_entry_damaged && entry.key == 0;
+            if (!is_lost && keys.insert(entry.key).second) {
                 added.key = entry.key;
             }
         }
         file.channels.push_back(std::move(added));
     }
     file.listed = file.channels.size();
+    file.is_dictionary_whole = !place.cut && std::none_of(file.channels.begin(), file.channels.end(),
+                                                          [](const channel& one) { return one.name.empty(); });
 }
 
 void read_environment(found& file)
@@ -374,8 +379,7 @@ void read_environment(found& file)
         const auto key = trox_detail::load_big_endian<std::uint32_t>(bytes);
         const auto index = trox_detail::load_big_endian<std::int32_t>(bytes + sizeof key);
         if (!keys.insert(key).second) {
-            file.result.remarks.push_back("environment dictionary: a second entry of key " + std::to_string(key) +
-                                          " is left out");
+            file.lose("environment dictionary: a second entry of key " + std::to_string(key) + " is left out");
             continue;
         }
         file.environment.emplace_back(key, index);

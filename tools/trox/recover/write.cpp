@@ -8,7 +8,6 @@
 #include <map>
 #include <new>
 #include <numeric>
-#include <set>
 
 namespace trox::recovery
 {
@@ -52,20 +51,14 @@ private:
 
     void add_channels()
     {
-        std::set<std::uint32_t> keys;
-        for (const auto& one : file_.channels) {
-            if (one.key) {
-                keys.insert(*one.key);
-            }
-        }
         new_channel_.assign(file_.channels.size(), no_index);
         for (std::uint32_t i = 0; i < file_.channels.size(); ++i) {
-            add_channel(i, keys);
+            add_channel(i);
         }
         written_.records.resize(written_.channels.size());
     }
 
-    void add_channel(std::uint32_t which, std::set<std::uint32_t>& keys)
+    void add_channel(std::uint32_t which)
     {
         auto& one = file_.channels[which];
         if (one.name.empty() || !one.lost.empty()) {
@@ -81,13 +74,6 @@ private:
         settings.key = one.key;
         settings.event_mask = one.event_mask;
         settings.dtype_mask = one.dtype_mask;
-        if (!one.key) {
-            settings.key = keys.empty() ? 1 : *keys.rbegin() + 1;
-            while (!keys.insert(*settings.key).second) {
-                ++*settings.key;
-            }
-            file_.lose("channel " + one.name + ": its key is lost, a new one is " + std::to_string(*settings.key));
-        }
         try {
             new_channel_[which] = static_cast<std::uint32_t>(out_.add_channel(settings));
         } catch (const writer::error& refused) {
@@ -163,9 +149,6 @@ private:
         info.mpulse = one.head.mpulse;
         info.tmask = one.head.tmask;
         info.status = one.head.status;
-        if (!one.is_rebuilt) {
-            info.nchan = one.head.nchan;
-        }
         std::string refusal;
         try {
             out_.begin_server_block(info);
@@ -189,6 +172,7 @@ private:
     std::string add_record(const record& one, std::size_t index)
     {
         const auto to = new_channel_[one.channel];
+        file_.advance(one.stored);
         if (to == no_index) {
             return "its channel is lost";
         }

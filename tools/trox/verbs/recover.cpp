@@ -2,7 +2,12 @@
 #include "recover/recover.h"
 #include "../verbs.h"
 
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace trox_cli
 {
@@ -25,6 +30,53 @@ std::string word_of(const std::optional<generation>& which)
     return {};
 }
 
+volatile std::sig_atomic_t stopped_by = 0;
+
+extern "C" void note_stop(int signal)
+{
+    stopped_by = signal;
+}
+
+/// A signal came; thrown so that what is half written goes away.
+struct stopped {
+};
+
+/// Lets SIGINT, SIGTERM and SIGHUP be seen by `check` instead of ending the program at once.
+class stop_guard
+{
+public:
+    stop_guard()
+    {
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            struct sigaction action {
+            };
+            ::sigaction(signals[i], nullptr, &before_[i]);
+            action.sa_handler = &note_stop;
+            if (before_[i].sa_handler != SIG_IGN) {
+                ::sigaction(signals[i], &action, nullptr);
+            }
+        }
+    }
+    stop_guard(const stop_guard&) = delete;
+    stop_guard& operator=(const stop_guard&) = delete;
+    ~stop_guard()
+    {
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+            ::sigaction(signals[i], &before_[i], nullptr);
+        }
+    }
+    static void check()
+    {
+        if (stopped_by != 0) {
+            throw stopped();
+        }
+    }
+
+private:
+    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, signals.size()> before_{};
+};
+
 class recover_verb final : public verb
 {
 public:
@@ -36,35 +88,54 @@ public:
         app.add_flag("--sync", options_.sync, "Wait until the new file is on the disk");
         app.add_flag("--keep-unknown-types", options_.keep_unknown_types,
                      "Keep records of block types that no reader knows");
+        app.add_flag("--in-order", options_.in_order,
+                     "Give records whose event is not certain to the first events that can have them, in order; a "
+                     "guess, marked in the report");
         add_choice(app, "--generation", options_.generation, generation_words,
                    "Generation of the damaged file, where it cannot be told (auto)");
         common.declare_rendering(app);
         common.declare_output(app);
+        common.declare_progress(app);
     }
 
     exit_code run(context& context) override
     {
         context.keep_inputs({damaged_, recovered_});
-        const auto result = tr::recover_file(damaged_, recovered_, options_);
+        const auto result = recover(context);
         if (result.end == tr::outcome::nothing) {
             throw failure(result.failure);
         }
         tell(context, result);
         if (result.end == tr::outcome::partial) {
-            context.data_lost(damaged_ + ": " + std::to_string(lost_records(result)) + " records and " +
+            context.data_lost(damaged_ + ": " + std::to_string(result.lost) + " records and " +
                               std::to_string(result.lost_events.size()) + " events or server blocks are lost");
         }
         return exit_code::done;
     }
 
 private:
-    static std::uint64_t lost_records(const tr::report& result)
+    tr::report recover(context& context)
     {
-        std::uint64_t lost = 0;
-        for (const auto& channel : result.channels) {
-            lost += channel.lost;
+        constexpr std::uint64_t passes = 3; // records are looked at, written and compared
+        std::error_code ignored;
+        const auto size = std::filesystem::file_size(damaged_, ignored);
+        const std::uint64_t total = ignored ? 0 : passes * size;
+        auto bar = context.start_progress("recovering", total);
+        std::uint64_t left = total;
+        const stop_guard guard;
+        options_.seen = [&](std::uint64_t bytes) {
+            stop_guard::check();
+            const auto amount = std::min(bytes, left); // what is searched may be seen more often
+            left -= amount;
+            bar.advance(amount);
+        };
+        try {
+            return tr::recover_file(damaged_, recovered_, options_);
+        } catch (const stopped&) {
+            std::signal(stopped_by, SIG_DFL);
+            ::raise(stopped_by);
+            throw failure("interrupted");
         }
-        return lost;
     }
 
     void tell(context& context, const tr::report& result) const
@@ -74,7 +145,7 @@ private:
                                    {{"complete", column_type::boolean}, result.end == tr::outcome::complete},
                                    {{"events", column_type::integer}, result.events},
                                    {{"records", column_type::integer}, result.records},
-                                   {{"lost_records", column_type::integer}, lost_records(result)}});
+                                   {{"lost_records", column_type::integer}, result.lost}});
         told.begin_table({"parts", "Parts of the damaged file"},
                          {{"part"}, {"found"}, {"offset", column_type::integer}, {"cut", column_type::boolean}});
         for (const auto& part : result.parts) {
@@ -92,9 +163,10 @@ private:
         told.begin_table({"channels", "Channels"}, {{"channel"},
                                                     {"by_row", column_type::integer},
                                                     {"by_match", column_type::integer},
+                                                    {"by_order", column_type::integer},
                                                     {"lost", column_type::integer}});
         for (const auto& channel : result.channels) {
-            told.row({channel.name, channel.by_row, channel.by_match,
+            told.row({channel.name, channel.by_row, channel.by_match, channel.by_order,
                       cell(channel.lost).with(channel.lost > 0 ? tone::bad : tone::plain)});
         }
         told.end_table();
@@ -108,10 +180,14 @@ private:
             told.row({lost.number, lost.offset, lost.reason});
         }
         told.end_table();
-        told.begin_table({"lost_records", "Lost records"},
-                         {{"channel"}, {"event", column_type::integer}, {"offset", column_type::integer}, {"reason"}});
+        told.begin_table({"lost_records", "Lost records"}, {{"channel"},
+                                                            {"event", column_type::integer},
+                                                            {"offset", column_type::integer},
+                                                            {"reason"},
+                                                            {"records", column_type::integer}});
         for (const auto& lost : result.lost_records) {
-            told.row({lost.channel.empty() ? cell() : cell(lost.channel), lost.event, lost.offset, lost.reason});
+            told.row(
+                {lost.channel.empty() ? cell() : cell(lost.channel), lost.event, lost.offset, lost.reason, lost.count});
         }
         told.end_table();
         told.begin_table({"remarks", "Remarks"}, {{"remark"}});
