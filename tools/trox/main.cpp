@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <clocale>
-#include <csignal>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
@@ -31,6 +30,5 @@ int main(int argc, char** argv)
     fill_standard_descriptors();
     std::setlocale(LC_CTYPE, "C.UTF-8"); // widths of characters; everything else stays as in the C locale
     trox_cli::install_signal_handlers();
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is told of as a full disk is
     return trox_cli::run_program(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
 }

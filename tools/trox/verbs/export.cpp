@@ -1,11 +1,10 @@
 // trox export: events as files of other formats.
 #include "../cli/input.h"
+#include "../cli/signals.h"
 #include "../verbs.h"
 #include "base/target_file.h"
 #include "export/exporter.h"
 
-#include <array>
-#include <csignal>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -22,53 +21,6 @@ const choices<std::optional<file_format>> format_words{{"csv", file_format::csv}
                                                        {"npz", file_format::npz},
                                                        {"hdf5", file_format::hdf5},
                                                        {"png", file_format::png}};
-
-volatile std::sig_atomic_t signal_received = 0;
-
-extern "C" void note_signal(int signal)
-{
-    signal_received = signal;
-}
-
-/// A signal came; thrown so that what is half written goes away.
-struct interrupted {
-};
-
-/// Lets SIGINT, SIGTERM and SIGHUP be seen by `check` instead of ending the program at once.
-class signal_guard
-{
-public:
-    signal_guard()
-    {
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            struct sigaction action {
-            };
-            ::sigaction(signals[i], nullptr, &before_[i]);
-            action.sa_handler = &note_signal;
-            if (before_[i].sa_handler != SIG_IGN) {
-                ::sigaction(signals[i], &action, nullptr);
-            }
-        }
-    }
-    signal_guard(const signal_guard&) = delete;
-    signal_guard& operator=(const signal_guard&) = delete;
-    ~signal_guard()
-    {
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals[i], &before_[i], nullptr);
-        }
-    }
-    static void check()
-    {
-        if (signal_received != 0) {
-            throw interrupted();
-        }
-    }
-
-private:
-    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
-    std::array<struct sigaction, signals.size()> before_{};
-};
 
 class export_verb final : public verb
 {
@@ -184,8 +136,7 @@ private:
             signal_guard::check(); // one that came too late to undo anything
             return done;
         } catch (const interrupted&) {
-            std::signal(signal_received, SIG_DFL);
-            ::raise(signal_received);
+            signal_guard::end_by_signal();
             throw failure("interrupted");
         }
     }

@@ -1,10 +1,9 @@
 // trox recover: what can be read of a damaged file, in a new one.
 #include "recover/recover.h"
+#include "../cli/signals.h"
 #include "../verbs.h"
 
 #include <algorithm>
-#include <array>
-#include <csignal>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -29,53 +28,6 @@ std::string word_of(const std::optional<generation>& which)
     }
     return {};
 }
-
-volatile std::sig_atomic_t stopped_by = 0;
-
-extern "C" void note_stop(int signal)
-{
-    stopped_by = signal;
-}
-
-/// A signal came; thrown so that what is half written goes away.
-struct stopped {
-};
-
-/// Lets SIGINT, SIGTERM and SIGHUP be seen by `check` instead of ending the program at once.
-class stop_guard
-{
-public:
-    stop_guard()
-    {
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            struct sigaction action {
-            };
-            ::sigaction(signals[i], nullptr, &before_[i]);
-            action.sa_handler = &note_stop;
-            if (before_[i].sa_handler != SIG_IGN) {
-                ::sigaction(signals[i], &action, nullptr);
-            }
-        }
-    }
-    stop_guard(const stop_guard&) = delete;
-    stop_guard& operator=(const stop_guard&) = delete;
-    ~stop_guard()
-    {
-        for (std::size_t i = 0; i < signals.size(); ++i) {
-            ::sigaction(signals[i], &before_[i], nullptr);
-        }
-    }
-    static void check()
-    {
-        if (stopped_by != 0) {
-            throw stopped();
-        }
-    }
-
-private:
-    static constexpr std::array signals{SIGINT, SIGTERM, SIGHUP};
-    std::array<struct sigaction, signals.size()> before_{};
-};
 
 class recover_verb final : public verb
 {
@@ -122,18 +74,17 @@ private:
         const std::uint64_t total = ignored ? 0 : passes * size;
         auto bar = context.start_progress("recovering", total);
         std::uint64_t left = total;
-        const stop_guard guard;
+        const signal_guard guard;
         options_.seen = [&](std::uint64_t bytes) {
-            stop_guard::check();
+            signal_guard::check();
             const auto amount = std::min(bytes, left); // what is searched may be seen more often
             left -= amount;
             bar.advance(amount);
         };
         try {
             return tr::recover_file(damaged_, recovered_, options_);
-        } catch (const stopped&) {
-            std::signal(stopped_by, SIG_DFL);
-            ::raise(stopped_by);
+        } catch (const interrupted&) {
+            signal_guard::end_by_signal();
             throw failure("interrupted");
         }
     }
