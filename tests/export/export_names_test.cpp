@@ -2,6 +2,7 @@
 #include "export/exporter.h"
 #include "export/hdf5_names.h"
 #include "export/png_codec.h"
+#include "exported_files.h"
 #include "temp_directory.h"
 #include "written_data.h"
 
@@ -16,8 +17,10 @@
 namespace te = trox_export;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using trox_test::contents_of;
 using trox_test::temp_directory;
 using trox_test::trace;
+using trox_test::verified;
 using trox_test::written_data;
 using trox_test::tw::control_payload;
 using trox_test::tw::name_value_payload;
@@ -25,21 +28,6 @@ using trox_test::tw::update_payload;
 
 namespace
 {
-
-std::string contents_of(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-te::options verified(te::file_format format, const std::string& target)
-{
-    te::options how;
-    how.format = format;
-    how.target = target;
-    how.verify = true;
-    return how;
-}
 
 std::vector<std::string> paths_of(const std::vector<std::string>& names)
 {

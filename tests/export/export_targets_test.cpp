@@ -1,5 +1,6 @@
 // What becomes of targets when an export fails, and of what was there before.
 #include "export/exporter.h"
+#include "exported_files.h"
 #include "temp_directory.h"
 #include "trox/error.h"
 #include "written_data.h"
@@ -17,36 +18,15 @@ namespace fs = std::filesystem;
 namespace te = trox_export;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using trox_test::contents_of;
+using trox_test::into;
+using trox_test::names_in;
 using trox_test::temp_directory;
 using trox_test::trace;
 using trox_test::written_data;
 
 namespace
 {
-
-std::vector<std::string> names_in(const temp_directory& directory)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(directory.file(""))) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string contents_of(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-te::options into(te::file_format format, const std::string& target)
-{
-    te::options how;
-    how.format = format;
-    how.target = target;
-    return how;
-}
 
 struct stopped {
 };

@@ -1,6 +1,7 @@
 // Exports of small files whose values are typed here.
 #include "export/exporter.h"
 #include "export/png_codec.h"
+#include "exported_files.h"
 #include "sample_files.h"
 #include "temp_directory.h"
 #include "trox/error.h"
@@ -20,9 +21,12 @@ namespace fs = std::filesystem;
 namespace te = trox_export;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using trox_test::contents_of;
 using trox_test::image;
+using trox_test::names_in;
 using trox_test::temp_directory;
 using trox_test::trace;
+using trox_test::verified;
 using trox_test::written_data;
 using trox_test::tw::control_payload;
 using trox_test::tw::name_value_payload;
@@ -32,22 +36,6 @@ namespace
 {
 
 constexpr auto format_2010 = trox_test::tw::generation::v2010;
-
-std::vector<std::string> names_in(const temp_directory& directory)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(directory.file(""))) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string contents_of(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::string exported_text(const trox::data_set& data, te::file_format format,
                           te::csv_layout layout = te::csv_layout::rows)
@@ -59,15 +47,6 @@ std::string exported_text(const trox::data_set& data, te::file_format format,
     how.write = [&](std::string_view piece) { text += piece; };
     te::export_events(data, {}, {}, how);
     return text;
-}
-
-te::options verified(te::file_format format, const std::string& target)
-{
-    te::options how;
-    how.format = format;
-    how.target = target;
-    how.verify = true;
-    return how;
 }
 
 } // namespace
