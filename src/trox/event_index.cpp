@@ -504,12 +504,10 @@ void event_index::find_again()
 
 /// Comes to an end whatever numbers and times say: every round takes a record that none has taken before, or leads to
 /// one that does so or moves a channel to its next stretch, and of both there are as many as the files have.
-/// - A round that begins anew takes at least the first record of the channel that gave its target, which none has
-/// taken.
-/// - Any other round that takes no new record lets the following ones go without the numbers of neighbours. By time
-/// these
-///   choose times that rise strictly, by number numbers that rise (after number 0, times, then numbers); where they
-///   end, all channels that were taken from move on, and a round begins anew.
+/// A round that begins anew takes at least the first record of the channel that gave its target, which none has taken.
+/// Any other round that takes no new record lets the following ones go without the numbers of neighbours. By time these
+/// choose times that rise strictly, by number numbers that rise (after number 0, times, then numbers); where they end,
+/// all channels that were taken from move on, and a round begins anew.
 bool event_index::find_one()
 {
     while (!complete_) {
