@@ -9,8 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace
 {
@@ -497,55 +495,6 @@ TEST_F(bad_files, that_are_cut_while_they_are_read_give_gaps_and_no_fault)
     for (const trox::skipped_record& record : report.skipped_records) {
         EXPECT_EQ(record.reason, "its file was cut while it was read");
     }
-}
-
-/// Leaves the process so many descriptors more than it has.
-class descriptor_limit
-{
-public:
-    explicit descriptor_limit(rlim_t more)
-    {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const int next = ::dup(0); // the lowest one that is free
-        ::close(next);
-        const rlimit limit{static_cast<rlim_t>(next) + more, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
-    descriptor_limit(const descriptor_limit&) = delete;
-    descriptor_limit& operator=(const descriptor_limit&) = delete;
-    ~descriptor_limit()
-    {
-        ::setrlimit(RLIMIT_NOFILE, &before_);
-    }
-
-private:
-    rlimit before_{};
-};
-
-TEST_F(bad_files, are_not_those_for_which_the_process_has_no_descriptor)
-{
-    std::vector<std::string> paths;
-    numbers all;
-    for (std::uint64_t i = 0; i < 20; ++i) {
-        paths.push_back(good("f" + std::to_string(i) + ".raw", {i + 1}));
-        all.push_back(i + 1);
-    }
-    const auto data = trox::data_set::open_files(paths);
-    trox::event_reader reader(data, {}, {std::size_t{1} << 20, 1, true});
-    {
-        const descriptor_limit limit(8); // fewer than the reader would keep
-        EXPECT_EQ(numbers_of(reader), all);
-    }
-    trox::event_reader later(data, {}, {std::size_t{1} << 20, 1, true});
-    {
-        const descriptor_limit limit(0);
-        const trox::error failure = error_of([&] { later.next(); });
-        EXPECT_EQ(failure.why(), fault::input_output);
-        EXPECT_EQ(failure.reason(), "Too many open files");
-    }
-    EXPECT_EQ(numbers_of(later), all); // not remembered
-    EXPECT_TRUE(reader.report().skipped_files.empty());
-    EXPECT_TRUE(later.report().skipped_files.empty());
 }
 
 TEST_F(bad_files, whose_descriptors_run_out_are_still_read_one_by_one)

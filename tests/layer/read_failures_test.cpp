@@ -1,11 +1,15 @@
-// Records on a bad part of a disk: reading tells what the system said, and goes on behind them.
+// What the system refuses: records on a bad part of a disk, files for which the process has no descriptor. Reading
+// tells what the system said, and goes on behind it.
 #include "small_file.h"
 #include "temp_directory.h"
 
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <unistd.h>
 
 namespace
@@ -13,6 +17,9 @@ namespace
 
 constexpr off_t none = -1;
 std::atomic<off_t> bad_byte{none}; ///< of any file, cannot be read
+
+constexpr int unlimited = std::numeric_limits<int>::max();
+std::atomic<int> first_refused{unlimited}; ///< no file is opened as this descriptor, or as one behind it
 
 } // namespace
 
@@ -29,6 +36,27 @@ extern "C" [[gnu::visibility("default")]] ssize_t pread(int fd, void* to, std::s
         size = static_cast<std::size_t>(bad - at);
     }
     return system(fd, to, size, at);
+}
+
+// Not setrlimit: UndefinedBehaviorSanitizer makes pipes, and takes objects for wrong ones when it cannot.
+extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, ...)
+{
+    using function = int (*)(const char*, int, ...);
+    static const auto system = reinterpret_cast<function>(::dlsym(RTLD_NEXT, "open"));
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        std::va_list more;
+        va_start(more, flags);
+        mode = va_arg(more, mode_t);
+        va_end(more);
+    }
+    const int fd = system(path, flags, mode);
+    if (fd >= first_refused) {
+        ::close(fd);
+        errno = EMFILE;
+        return -1;
+    }
+    return fd;
 }
 
 namespace
@@ -100,5 +128,51 @@ INSTANTIATE_TEST_SUITE_P(storage, read_failures, testing::Values(tw::storage::pl
                          [](const auto& tested) {
                              return std::string(tested.param == tw::storage::plain ? "plain" : "zlib");
                          });
+
+/// Leaves the process so many descriptors for files more than it has.
+class descriptor_limit
+{
+public:
+    explicit descriptor_limit(int more)
+    {
+        const int next = ::dup(STDERR_FILENO); // the lowest one that is free
+        ::close(next);
+        first_refused = next + more;
+    }
+    descriptor_limit(const descriptor_limit&) = delete;
+    descriptor_limit& operator=(const descriptor_limit&) = delete;
+    ~descriptor_limit()
+    {
+        first_refused = unlimited;
+    }
+};
+
+TEST(lack_of_descriptors, is_not_taken_for_a_bad_file)
+{
+    const trox_test::temp_directory directory;
+    std::vector<std::string> paths;
+    numbers all;
+    for (std::uint64_t number = 1; number <= 20; ++number) {
+        const std::string path = directory.file("f" + std::to_string(number) + ".raw");
+        paths.push_back(write_numbers(path, tw::generation::v2010, {number}));
+        all.push_back(number);
+    }
+    const auto data = trox::data_set::open_files(paths);
+    trox::event_reader reader(data, {}, {std::size_t{1} << 20, 1, true});
+    {
+        const descriptor_limit limit(8); // fewer than the reader would keep
+        EXPECT_EQ(numbers_of(reader), all);
+    }
+    trox::event_reader later(data, {}, {std::size_t{1} << 20, 1, true});
+    {
+        const descriptor_limit limit(0);
+        const trox::error failure = error_of([&] { later.next(); });
+        EXPECT_EQ(failure.why(), trox::fault::input_output);
+        EXPECT_EQ(failure.reason(), "Too many open files");
+    }
+    EXPECT_EQ(numbers_of(later), all); // not remembered
+    EXPECT_TRUE(reader.report().skipped_files.empty());
+    EXPECT_TRUE(later.report().skipped_files.empty());
+}
 
 } // namespace
