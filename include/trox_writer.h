@@ -55,9 +55,10 @@ namespace trox::writer
 class file_writer
 {
 public:
-    /// Begins the file `path`. Refuses (bad_name) an empty name, a name of a directory, and an existing file
-    /// unless `replace_existing`; (unsupported) a default storage that the build has not got; (bad_value) a
-    /// `max_file_bytes` above the generation's limit.
+    /// Begins the file `path`. Refuses (bad_name) an empty name, a name of a directory, device or pipe, and an existing
+    /// file unless `replace_existing`, which puts the new file in the place of a link, too, and leaves alone what the
+    /// link leads to; (unsupported) a default storage that the build has not got; (bad_value) a `max_file_bytes` above
+    /// the generation's limit.
     file_writer(const std::string& path, generation format, const file_options& options = {});
     ~file_writer();
     file_writer(file_writer&&) noexcept;

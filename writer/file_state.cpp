@@ -36,16 +36,25 @@ void check_path(const std::string& path, bool replace)
     if (name.empty() || name == "." || name == ".." || name.size() > NAME_MAX || path.find('\0') != std::string::npos) {
         throw error(fault::bad_name, "\"" + printable(path) + "\" is no name of a file");
     }
+    // The name itself is given away in the end, not what a link leads to.
     struct stat status {
     };
-    if (::stat(path.c_str(), &status) != 0) {
+    if (::lstat(path.c_str(), &status) != 0) {
         return;
+    }
+    struct stat reached {
+    };
+    if (S_ISLNK(status.st_mode) && ::stat(path.c_str(), &reached) == 0) {
+        status = reached;
     }
     if (S_ISDIR(status.st_mode)) {
         throw error(fault::bad_name, path + ": is a directory");
     }
     if (!replace) {
         throw error(fault::bad_name, path + ": a file of that name exists");
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+        throw error(fault::bad_name, path + ": is no regular file");
     }
 }
 

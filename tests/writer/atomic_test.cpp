@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -32,6 +33,17 @@ void add_events(tw::file_writer& file, int events, std::size_t size)
         file.begin_server_block({"S"});
         file.add_record(channel, tw::record{9, bytes});
         file.end_event();
+    }
+}
+
+// Why a file cannot be begun.
+std::optional<tw::fault> refusal_of(const std::string& path, const tw::file_options& options = {})
+{
+    try {
+        const tw::file_writer file(path, v2010, options);
+        return std::nullopt;
+    } catch (const tw::error& failure) {
+        return failure.why();
     }
 }
 
@@ -150,6 +162,36 @@ TEST_F(atomic_files, a_file_to_be_replaced_stays_until_the_new_one_is_whole)
     file.finish();
     EXPECT_THAT(check_file(directory_.path("a.raw")).problems, IsEmpty());
     EXPECT_THAT(directory_.entries(), ElementsAre("a.raw"));
+}
+
+TEST_F(atomic_files, take_the_place_of_a_link_and_leave_alone_what_it_leads_to)
+{
+    std::ofstream(directory_.path("old.raw")) << "old";
+    for (const char* target : {"old.raw", "none.raw"}) {
+        std::filesystem::create_symlink(target, directory_.path("a.raw"));
+        EXPECT_EQ(refusal_of(directory_.path("a.raw")), tw::fault::bad_name) << target;
+        tw::file_options options;
+        options.replace_existing = true;
+        tw::file_writer file(directory_.path("a.raw"), v2010, options);
+        file.finish();
+        EXPECT_TRUE(std::filesystem::is_regular_file(std::filesystem::symlink_status(directory_.path("a.raw"))));
+        std::filesystem::remove(directory_.path("a.raw"));
+    }
+    EXPECT_EQ(read_file(directory_.path("old.raw")).size(), 3U);
+    EXPECT_THAT(directory_.entries(), ElementsAre("old.raw"));
+}
+
+TEST_F(atomic_files, never_take_the_place_of_a_pipe_or_device)
+{
+    tw::file_options options;
+    options.replace_existing = true;
+    ASSERT_EQ(::mkfifo(directory_.path("pipe").c_str(), 0600), 0);
+    std::filesystem::create_symlink("pipe", directory_.path("link"));
+    for (const std::string& name : {directory_.path("pipe"), directory_.path("link"), std::string("/dev/null")}) {
+        EXPECT_EQ(refusal_of(name, options), tw::fault::bad_name) << name;
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(directory_.path("pipe")));
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
 TEST_F(atomic_files, are_synchronised_when_asked)
