@@ -84,6 +84,27 @@ const reading_verb reading_verbs[]{
 INSTANTIATE_TEST_SUITE_P(all, reading, testing::ValuesIn(reading_verbs),
                          [](const auto& one) { return std::string(one.param.name); });
 
+TEST(replacing, keeps_the_permissions_of_what_is_replaced)
+{
+    const trox_test::temp_directory directory;
+    const std::string data = TROX_TEST_DATA_DIR "/" + first_file;
+    const std::string target = directory.file("target");
+    const auto permissions =
+        std::filesystem::perms::owner_read | std::filesystem::perms::owner_write | std::filesystem::perms::group_read;
+    const std::vector<std::string> commands[]{{"info", data, "-o", target},
+                                              {"plot", data, read_channel, "--format", "svg", "-o", target},
+                                              {"export", data, "--format", "csv", "-o", target},
+                                              {"export", data, "--format", "hdf5", "-o", target},
+                                              {"recover", data, target, "--replace"}};
+    for (const auto& command : commands) {
+        std::ofstream(target) << "mine";
+        std::filesystem::permissions(target, permissions);
+        EXPECT_EQ(run_trox(command).code, 0) << command[0];
+        EXPECT_EQ(std::filesystem::status(target).permissions(), permissions) << command[0];
+        EXPECT_NE(contents_of(target), "mine") << command[0];
+    }
+}
+
 TEST(recovering, refuses_to_replace_the_damaged_and_the_new_file_by_its_report)
 {
     const trox_test::temp_directory directory;

@@ -1,7 +1,11 @@
 #include "target_file.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace trox_base
 {
@@ -36,6 +40,31 @@ bool is_same_file(const std::string& a, const std::string& b)
     };
     return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
            first.st_ino == second.st_ino;
+}
+
+bool put_in_place(const std::string& made, const std::string& target)
+{
+    constexpr mode_t permissions = 0777;
+    struct stat replaced {
+    };
+    if (::stat(target.c_str(), &replaced) == 0 && S_ISREG(replaced.st_mode) &&
+        ::chmod(made.c_str(), replaced.st_mode & permissions) != 0) {
+        return false;
+    }
+    return std::rename(made.c_str(), target.c_str()) == 0;
+}
+
+bool put_in_new_place(const std::string& made, const std::string& target)
+{
+    if (::renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    // File systems without this get a hard link, which never replaces either.
+    if ((errno != EINVAL && errno != ENOSYS) || ::link(made.c_str(), target.c_str()) != 0) {
+        return false;
+    }
+    ::unlink(made.c_str());
+    return true;
 }
 
 } // namespace trox_base

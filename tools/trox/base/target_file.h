@@ -17,6 +17,13 @@ bool takes_bytes_as_they_come(const std::string& path);
 /// Whether both names lead to one existing file.
 bool is_same_file(const std::string& a, const std::string& b);
 
+/// Gives a whole new file the name of another one, which it replaces; the permissions stay those of the one that is
+/// replaced. Whether it is done; otherwise errno says why not.
+bool put_in_place(const std::string& made, const std::string& target);
+
+/// Gives a file a new name; fails with EEXIST when there is something of that name.
+bool put_in_new_place(const std::string& made, const std::string& target);
+
 } // namespace trox_base
 
 #endif

@@ -123,7 +123,7 @@ atomic_file::~atomic_file()
 
 void atomic_file::commit()
 {
-    if (::fsync(descriptor_) != 0 || ::rename(temporary_.c_str(), path_.c_str()) != 0) {
+    if (::fsync(descriptor_) != 0 || !trox_base::put_in_place(temporary_, path_)) {
         throw failure(path_ + ": cannot be written: " + words_of(errno));
     }
     forget_pending(temporary_);

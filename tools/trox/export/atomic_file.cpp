@@ -100,7 +100,7 @@ void atomic_file::commit()
     const int number = errno;
     ::close(descriptor);
     errno = number;
-    if (!is_stored || std::rename(temporary_.c_str(), target_.c_str()) != 0) {
+    if (!is_stored || !trox_base::put_in_place(temporary_, target_)) {
         throw_system_error("cannot be put in place", target_);
     }
     temporary_.clear();

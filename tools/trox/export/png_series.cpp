@@ -249,8 +249,8 @@ public:
                 fs::rename(move.to, before, failed);
             }
         }
-        if (!failed) {
-            fs::rename(move.from, move.to, failed);
+        if (!failed && !trox_base::put_in_place(move.from, move.to)) {
+            failed.assign(errno, std::generic_category());
         }
         if (failed) {
             throw trox::error(trox::fault::input_output, "cannot be put in place: " + failed.message(),

@@ -1,5 +1,6 @@
 #include "recover.h"
 
+#include "base/target_file.h"
 #include "baskets.h"
 #include "events.h"
 #include "found.h"
@@ -53,13 +54,10 @@ public:
     }
     void put_in_place(bool replace)
     {
-        // A link fails where there is a file of that name, a renaming would replace it.
-        const int failed = replace ? ::rename(name_.c_str(), target_.c_str()) : ::link(name_.c_str(), target_.c_str());
-        if (failed != 0) {
+        const bool done =
+            replace ? trox_base::put_in_place(name_, target_) : trox_base::put_in_new_place(name_, target_);
+        if (!done) {
             throw std::system_error(errno, std::generic_category(), target_);
-        }
-        if (!replace) {
-            ::unlink(name_.c_str());
         }
         name_.clear();
     }
