@@ -109,7 +109,8 @@ TEST(recovering, refuses_to_replace_the_damaged_and_the_new_file_by_its_report)
 {
     const trox_test::temp_directory directory;
     std::filesystem::copy_file(TROX_TEST_DATA_DIR "/" + first_file, directory.file("a.raw"));
-    for (const char* target : {"a.raw", "b.raw"}) {
+    std::filesystem::create_symlink("b.raw", directory.file("link"));
+    for (const char* target : {"a.raw", "b.raw", "./b.raw", "link"}) {
         const auto result =
             run_trox({"recover", directory.file("a.raw"), directory.file("b.raw"), "-o", directory.file(target)});
         EXPECT_EQ(result.code, 2);
@@ -117,6 +118,47 @@ TEST(recovering, refuses_to_replace_the_damaged_and_the_new_file_by_its_report)
     }
     EXPECT_EQ(contents_of(directory.file("a.raw")), contents_of(TROX_TEST_DATA_DIR "/" + first_file));
     EXPECT_FALSE(std::filesystem::exists(directory.file("b.raw")));
+}
+
+TEST(making, refuses_to_replace_a_new_file_by_its_report)
+{
+    const trox_test::temp_directory directory;
+    const std::string first = directory.file("run/linac_main_run1_file1_20250310T093000.raw");
+    const auto result = run_trox({"make", directory.file("run"), "-o", first});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_THAT(result.err, HasSubstr(", which this command works on\n"));
+    EXPECT_EQ(run_trox({"doctor", first}).code, 0);
+}
+
+TEST(names, of_255_bytes_can_be_written)
+{
+    const trox_test::temp_directory directory;
+    for (const auto& command : {std::vector<std::string>{"export", "data_2010", read_channel, "--format", "csv"},
+                                {"export", "data_2010", read_channel, "--format", "hdf5"},
+                                {"info", "data_2010"}}) {
+        const std::string target = directory.file(std::string(255, 'n'));
+        auto words = command;
+        words.insert(words.end(), {"-o", target});
+        const auto result = run_trox(words);
+        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_TRUE(std::filesystem::remove(target));
+    }
+}
+
+TEST(links, in_a_loop_stay_and_nothing_is_written)
+{
+    const trox_test::temp_directory directory;
+    const std::string loop = directory.file("loop.csv");
+    std::filesystem::create_symlink("loop.csv", loop);
+    for (const auto& command : {std::vector<std::string>{"export", "data_2010", read_channel}, {"info", "data_2010"}}) {
+        auto words = command;
+        words.insert(words.end(), {"-o", loop});
+        const auto result = run_trox(words);
+        EXPECT_EQ(result.code, 1) << words[0];
+        EXPECT_THAT(result.err, HasSubstr("Too many levels of symbolic links")) << words[0];
+        EXPECT_TRUE(std::filesystem::is_symlink(loop));
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.file("")), {}), 1);
 }
 
 } // namespace

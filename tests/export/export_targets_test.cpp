@@ -13,6 +13,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 namespace te = trox_export;
@@ -133,6 +134,32 @@ TEST_F(SeriesOfPictures, AppearsAsAWholeOrNotAtAll)
     }
     EXPECT_EQ(contents_of(directory_.file("beam-1000.png")), "before");
     EXPECT_THAT(names_in(directory_), ElementsAre("a.raw", "beam-1000.png", "beam-1002.png"));
+}
+
+TEST_F(SeriesOfPictures, LeavesAloneWhatALinkLeadsToOnAnotherFileSystem)
+{
+    const std::string shared = "/dev/shm";
+    struct stat here {
+    };
+    struct stat there {
+    };
+    if (::stat(shared.c_str(), &there) != 0 || ::stat(directory_.file("").c_str(), &here) != 0 ||
+        here.st_dev == there.st_dev || ::access(shared.c_str(), W_OK) != 0) {
+        GTEST_SKIP() << "there is no second file system";
+    }
+    const std::string target = shared + "/trox-test-" + std::to_string(::getpid()) + ".png";
+    std::ofstream(target) << "precious";
+    fs::create_symlink(target, directory_.file("beam-1001.png"));
+    try {
+        write();
+        ADD_FAILURE() << "a picture cannot be moved there";
+    } catch (const trox::error& reason) {
+        EXPECT_EQ(reason.where().file, target);
+    }
+    EXPECT_EQ(contents_of(target), "precious");
+    EXPECT_EQ(contents_of(directory_.file("beam-1000.png")), "before");
+    EXPECT_TRUE(fs::is_symlink(directory_.file("beam-1001.png")));
+    fs::remove(target);
 }
 
 TEST_F(SeriesOfPictures, DoesNotReplaceTheDataThatItComesFrom)

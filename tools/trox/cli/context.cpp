@@ -73,9 +73,8 @@ void context::keep_inputs(const std::vector<std::string>& paths) const
     if (target.empty() || trox_base::takes_bytes_as_they_come(target)) {
         return;
     }
-    const auto same = std::find_if(paths.begin(), paths.end(), [&](const std::string& path) {
-        return path == target || trox_base::is_same_file(path, target);
-    });
+    const auto same = std::find_if(paths.begin(), paths.end(),
+                                   [&](const std::string& path) { return trox_base::is_same_place(path, target); });
     if (same != paths.end()) {
         throw wrong_use("-o " + target + " would replace " + *same + ", which this command works on",
                         "name another file");
@@ -207,6 +206,7 @@ void context::tell_losses(const std::vector<trox::skipped_file>& files)
 
 void context::tell_losses(const trox::reading_report& read)
 {
+    tell_losses(read.skipped_files);
     constexpr std::size_t most = 10;
     std::uint64_t skipped = 0;
     std::uint64_t unmatched = 0;
@@ -223,8 +223,9 @@ void context::tell_losses(const trox::reading_report& read)
         data_lost(fmt::format("{} more damaged records were passed over", skipped - told));
     }
     if (unmatched > 0) { // sound data: there are other ways to read them
-        note(fmt::format("{} {} part of no event: of several that match the same event one is taken", unmatched,
-                         unmatched == 1 ? "record became" : "records became"));
+        note(fmt::format("{} {} part of no event: of several that match the same event one is taken, and by time those "
+                         "between two steps are passed over",
+                         unmatched, unmatched == 1 ? "record became" : "records became"));
     }
 }
 

@@ -69,13 +69,6 @@ std::string words_of(int error)
     return std::strerror(error);
 }
 
-mode_t permissions_of_new_files()
-{
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
-}
-
 } // namespace
 
 void install_signal_handlers()
@@ -101,15 +94,14 @@ atomic_file::atomic_file(const std::string& path) : path_(trox_base::resolve_lin
     if (path_.empty() || std::filesystem::is_directory(path_, ignored)) {
         throw failure(path + ": cannot be written: " + words_of(path_.empty() ? ENOENT : EISDIR));
     }
-    const auto slash = path_.rfind('/');
-    const std::size_t name_at = slash == std::string::npos ? 0 : slash + 1;
-    temporary_ = path_.substr(0, name_at) + "." + path_.substr(name_at) + ".XXXXXX";
+    const std::string ending = ".XXXXXX";
+    temporary_ = trox_base::hidden_name(path_, ending.size()) + ending;
     descriptor_ = ::mkostemp(temporary_.data(), O_CLOEXEC);
     if (descriptor_ < 0) {
         throw failure(path + ": cannot be written: " + words_of(errno));
     }
     note_pending(temporary_);
-    ::fchmod(descriptor_, permissions_of_new_files());
+    ::fchmod(descriptor_, trox_base::permissions_while_made(path_));
 }
 
 atomic_file::~atomic_file()

@@ -15,16 +15,11 @@ namespace fs = std::filesystem;
 namespace
 {
 
-std::string hidden_name(const std::string& target)
-{
-    const fs::path path(target);
-    return (path.parent_path() / ("." + path.filename().string() + ".part-")).string();
-}
-
 /// Makes a name with `make`, which answers 0 for success, that nobody has.
 template <class Make> std::string unused_name(const std::string& target, const Make& make)
 {
-    const std::string beginning = hidden_name(target) + std::to_string(::getpid()) + "-";
+    constexpr std::size_t room = 32; // for the ending
+    const std::string beginning = trox_base::hidden_name(target, room) + ".part-" + std::to_string(::getpid()) + "-";
     constexpr int most_tries = 1000;
     for (int i = 0; i < most_tries; ++i) {
         const std::string name = beginning + std::to_string(i);
@@ -81,6 +76,7 @@ void throw_system_error(const std::string& what, const std::string& file)
 atomic_file::atomic_file(std::string target)
     : target_(replaceable(std::move(target))), temporary_(unused_name(target_, make_file))
 {
+    ::chmod(temporary_.c_str(), trox_base::permissions_while_made(target_));
 }
 
 atomic_file::~atomic_file()

@@ -186,15 +186,7 @@ private:
                 return file_writer(events, file.temporary(), scratch ? scratch->path().string() : std::string());
             });
         } catch (const trox::error& reason) {
-            // Nobody knows the names beside the target.
-            trox::place where = reason.where();
-            const auto is_below = [&](const std::string& path) {
-                return !path.empty() && where.file.starts_with(path);
-            };
-            where.file = is_below(file.temporary()) || is_below(scratch ? scratch->path().string() : std::string())
-                             ? how_.target
-                             : where.file;
-            throw trox::error(reason.why(), reason.reason(), where);
+            throw with_target(reason, {file.temporary(), scratch ? scratch->path().string() : std::string()});
         }
         scratch.reset();
         if (how_.verify) {
@@ -213,7 +205,11 @@ private:
     {
         const temporary_directory directory(how_.target);
         const png_setting setting{directory.path().string(), how_.target, how_.compression};
-        write([&](trox::event_reader&) { return make_png_writer(heads_, setting); });
+        try {
+            write([&](trox::event_reader&) { return make_png_writer(heads_, setting); });
+        } catch (const trox::error& reason) {
+            throw with_target(reason, {setting.directory});
+        }
         if (how_.verify) {
             verify([&](trox::event_reader&) { return make_png_checker(heads_, setting); });
         }
@@ -224,6 +220,17 @@ private:
             result_.file_count = placed.count;
         }
         return std::move(result_);
+    }
+
+    /// The error of what is written beside the target: nobody knows those names.
+    trox::error with_target(const trox::error& reason, const std::vector<std::string>& beside) const
+    {
+        trox::place where = reason.where();
+        const bool is_beside = std::any_of(beside.begin(), beside.end(), [&](const std::string& path) {
+            return !path.empty() && where.file.starts_with(path);
+        });
+        where.file = is_beside ? how_.target : where.file;
+        return {reason.why(), reason.reason(), where};
     }
 
     std::vector<std::string> inputs() const

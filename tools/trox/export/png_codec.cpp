@@ -5,8 +5,10 @@
 #include "trox/error.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csetjmp>
 #include <png.h>
+#include <system_error>
 #include <utility>
 
 namespace trox_export
@@ -133,11 +135,14 @@ void write_png(const std::string& path, const grey_image& image, const png_texts
     png_texts kept = texts;
     std::vector<png_text> list = texts_of(kept);
     file_handle file = open_file(path, "wb");
+    errno = 0;
     {
         const png_writer writer(reason);
         if (writer.info == nullptr ||
             !write_all(writer, file.get(), image, {list.data(), static_cast<int>(list.size())}, compression)) {
-            throw_png_error(reason, path);
+            const int number = errno;
+            const bool is_of_system = std::ferror(file.get()) != 0 && number != 0;
+            throw_png_error(reason + (is_of_system ? ": " + std::generic_category().message(number) : ""), path);
         }
     }
     close_file(std::move(file), path);

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <set>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace trox_export
@@ -188,10 +189,25 @@ struct picture_move {
     fs::path to;
 };
 
-/// Links stay; what is no file, or is read, is not replaced.
+dev_t file_system_of(const fs::path& directory)
+{
+    struct stat status {
+    };
+    if (::stat(directory.empty() ? "." : directory.c_str(), &status) != 0) {
+        throw_system_error("cannot be written", directory.string());
+    }
+    return status.st_dev;
+}
+
+/// Links stay; what is no file, or is read, or lies where nothing can be moved to, is not replaced.
 void check_target(picture_move& move, const std::vector<std::string>& inputs)
 {
     move.to = replaceable(move.to.string());
+    if (file_system_of(move.to.parent_path()) != file_system_of(move.from.parent_path())) {
+        throw trox::error(trox::fault::input_output,
+                          "a link leads to it from another file system, from which pictures cannot be moved",
+                          {move.to.string(), {}, {}, {}});
+    }
     for (const std::string& input : inputs) {
         if (trox_base::is_same_file(input, move.to.string())) {
             throw trox::error(trox::fault::wrong_use, "is a file that is read, and would be replaced",
@@ -219,34 +235,35 @@ void store_files(const std::string& directory)
 class series_placement
 {
 public:
-    /// `replaced`: a new directory for files that were there before.
-    explicit series_placement(fs::path replaced) : replaced_(std::move(replaced))
+    /// `replaced`: a new directory for files that were there before; `most`: pictures.
+    series_placement(fs::path replaced, std::size_t most) : replaced_(std::move(replaced))
     {
         fs::create_directory(replaced_);
+        done_.reserve(most); // so that what happened can be noted
     }
     series_placement(const series_placement&) = delete;
     series_placement& operator=(const series_placement&) = delete;
     ~series_placement()
     {
         std::error_code ignored;
-        for (std::size_t i = done_.size(); i > 0; --i) {
-            const fs::path before = old_name(i - 1);
-            if (fs::exists(before, ignored)) {
-                fs::rename(before, done_[i - 1], ignored);
+        for (auto one = done_.rbegin(); one != done_.rend(); ++one) {
+            if (!one->replaced.empty()) {
+                fs::rename(one->replaced, one->place, ignored);
             } else {
-                fs::remove(done_[i - 1], ignored);
+                fs::remove(one->place, ignored);
             }
         }
     }
     void put(const picture_move& move)
     {
-        const fs::path before = old_name(done_.size());
-        done_.push_back(move.to);
+        step one{move.to, {}};
         std::error_code failed;
-        if (fs::exists(move.to)) {
-            fs::create_hard_link(move.to, before, failed); // so that there is no moment without a file
-            if (failed) {
-                fs::rename(move.to, before, failed);
+        const bool replaces = fs::exists(move.to, failed);
+        if (replaces) {
+            one.replaced = replaced_ / std::to_string(done_.size());
+            fs::create_hard_link(move.to, one.replaced, failed); // so that there is no moment without a file
+            if (failed) {                                        // not every file system has second names
+                fs::copy_file(move.to, one.replaced, failed);
             }
         }
         if (!failed && !trox_base::put_in_place(move.from, move.to)) {
@@ -256,6 +273,7 @@ public:
             throw trox::error(trox::fault::input_output, "cannot be put in place: " + failed.message(),
                               {move.to.string(), {}, {}, {}});
         }
+        done_.push_back(std::move(one));
     }
     void keep()
     {
@@ -263,12 +281,12 @@ public:
     }
 
 private:
-    fs::path old_name(std::size_t index) const
-    {
-        return replaced_ / std::to_string(index);
-    }
+    struct step {
+        fs::path place;
+        fs::path replaced; // what was there before; none: nothing was
+    };
     fs::path replaced_;
-    std::vector<fs::path> done_;
+    std::vector<step> done_;
 };
 
 } // namespace
@@ -303,7 +321,7 @@ placed_files place_png_series(const std::string& directory, const std::string& t
     for (picture_move& move : moves) {
         check_target(move, inputs);
     }
-    series_placement placement(fs::path(directory) / "replaced");
+    series_placement placement(fs::path(directory) / "replaced", moves.size());
     for (const picture_move& move : moves) {
         placement.put(move);
     }

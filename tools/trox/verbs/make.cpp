@@ -55,6 +55,7 @@ public:
             const auto seen = [&](std::uint64_t done) { bar.advance(done - std::exchange(before, done)); };
             return trox_machine::write_run(source, run_, directory_, length_, seen);
         }();
+        context.keep_inputs(written.files);
         tell(context, written);
         tell_oversize(context, written);
         return exit_code::done;
