@@ -162,6 +162,15 @@ TEST(damaged_record, is_told_of_by_each_verb_that_decodes_it)
     }
     EXPECT_EQ(run_trox({"show", path, "--event", "388120122"}).code, 0);
     EXPECT_EQ(run_trox({"cover", path}).code, 0); // tables alone
+    // Nothing is left to be shown of it.
+    for (const auto& use : {std::vector<std::string>{"show", path, charge, "--event", "388120121"},
+                            {"plot", path, charge, "--as", "trace", "--event", "388120121"}}) {
+        const auto result = run_trox(use);
+        EXPECT_EQ(result.code, 1) << use.at(0);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(result.err, HasSubstr("its compressed data are damaged")) << use.at(0);
+        EXPECT_THAT(result.err, HasSubstr("the records of event 388120121 cannot be read\n")) << use.at(0);
+    }
 }
 
 } // namespace

@@ -90,7 +90,7 @@ TEST(trox_plot, shows_times_in_the_zone_and_format_that_are_wanted)
                 HasSubstr("event 388120040, 09:30\n"));
 }
 
-TEST(trox_plot, tells_of_a_damaged_record_and_ends_with_3)
+TEST(trox_plot, tells_of_a_damaged_record_and_fails_when_nothing_is_left)
 {
     const temp_directory directory;
     const std::string name = trox_test::sample_names(trox_test::sample_generation::g2010)[0];
@@ -106,10 +106,10 @@ TEST(trox_plot, tells_of_a_damaged_record_and_ends_with_3)
         damaged.write("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 8);
     }
     const auto result = run_trox({"plot", directory.file("a.raw"), trace, "--event", "388120045"});
-    EXPECT_EQ(result.code, 3) << result.err;
+    EXPECT_EQ(result.code, 1) << result.err;
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("passed over"));
-    EXPECT_THAT(result.err, HasSubstr("nothing is drawn: "));
+    EXPECT_THAT(result.err, HasSubstr("nothing is drawn: the records of event 388120045 cannot be read\n"));
 }
 
 TEST(trox_plot, refuses_binary_on_a_terminal)

@@ -166,4 +166,32 @@ program_result run_trox_into_closing_pipe(const std::vector<std::string>& argume
     return result;
 }
 
+int signal_that_ended_trox_before_a_full_pipe(const std::vector<std::string>& arguments, int signal)
+{
+    const pipe_ends out = make_pipe();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::dup2(out.write, STDOUT_FILENO);
+        ::close(out.read);
+        ::close(out.write);
+        become_trox(arguments, {});
+    }
+    // A pipe that takes nothing more makes the child wait.
+    pollfd writable{out.write, POLLOUT, 0};
+    int status = 0;
+    pid_t ended = 0;
+    while (::poll(&writable, 1, 0) == 1 && (ended = ::waitpid(child, &status, WNOHANG)) == 0) {
+        ::usleep(1000);
+    }
+    ::usleep(50000); // in the writing that does not end
+    if (ended == 0) {
+        ::kill(child, signal);
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+    }
+    ::close(out.read);
+    ::close(out.write);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
 } // namespace trox_test

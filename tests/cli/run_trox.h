@@ -42,6 +42,10 @@ program_result run_trox_on_terminal(const std::vector<std::string>& arguments, u
 program_result run_trox_into_closing_pipe(const std::vector<std::string>& arguments, std::size_t bytes,
                                           const run_options& options = {});
 
+/// Runs it with a standard output that takes what a pipe holds and no more; sends a signal when that is full. The
+/// signal that ended it; 0 when none did.
+int signal_that_ended_trox_before_a_full_pipe(const std::vector<std::string>& arguments, int signal);
+
 } // namespace trox_test
 
 #endif

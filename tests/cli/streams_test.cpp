@@ -1,7 +1,9 @@
 // Standard output and error that are closed, full or a terminal; bars; memory and threads.
 #include "run_trox.h"
 #include "temp_directory.h"
+#include "trox_writer.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -84,11 +86,50 @@ TEST(output, that_has_no_room_left_fails)
     EXPECT_EQ(to_stdout.err, "trox: list: standard output: cannot be written: File too large\n");
 }
 
+TEST(output, into_a_pipe_that_nobody_reads_ends_by_a_signal)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        for (const auto& use : {std::vector<std::string>{"export", "data_2010", "--format", "csv"},
+                                {"export", "data_2010", "--format", "ndjson"}}) {
+            EXPECT_EQ(trox_test::signal_that_ended_trox_before_a_full_pipe(use, signal), signal);
+        }
+    }
+}
+
 TEST(output, to_a_dash_is_standard_output)
 {
     EXPECT_EQ(run_trox({"list", "data_2010", "-o", "-"}).out, run_trox({"list", "data_2010"}).out);
     EXPECT_FALSE(fs::exists(TROX_TEST_DATA_DIR "/-"));
     EXPECT_EQ(run_trox({"list", "data_2010", "--output="}).code, 2);
+}
+
+TEST(output, of_an_export_to_a_dash_is_standard_output)
+{
+    const auto result = run_trox({"export", "data_2010", "LINAC.DIAG/TOROID/3.UNDU/CHARGE", "-o", "-"});
+    EXPECT_EQ(result.code, 0) << result.err;
+    EXPECT_EQ(result.out.substr(0, 11), "event,time,");
+    EXPECT_FALSE(fs::exists(TROX_TEST_DATA_DIR "/-"));
+}
+
+TEST(output, of_an_export_moves_no_cursor_of_a_terminal)
+{
+    namespace tw = trox::writer;
+    const trox_test::temp_directory directory;
+    const std::string text = "\033]0;owned\a";
+    tw::file_writer file(directory.file("a.raw"), tw::generation::v2010);
+    const auto channel = file.add_channel("T/TEXT");
+    file.begin_event({1, {1339666200, 0}});
+    file.begin_server_block({"S"});
+    file.add_record(channel, tw::control_payload(text, {1339666200, 0}));
+    file.end_event();
+    file.finish();
+    const std::vector<std::string> use{"export", directory.file("a.raw"), "--format", "csv"};
+    EXPECT_THAT(run_trox(use).out, HasSubstr(text));
+    const auto shown = trox_test::run_trox_on_terminal(use, 80);
+    EXPECT_EQ(shown.code, 0);
+    EXPECT_THAT(shown.out, HasSubstr("]0;owned"));
+    EXPECT_THAT(shown.out, Not(HasSubstr("\033]")));
+    EXPECT_THAT(shown.out, Not(HasSubstr("\a")));
 }
 
 TEST(output, of_a_search_without_a_result_leaves_the_file_as_it_was)

@@ -67,6 +67,34 @@ const failing_use failures[]{
      {"list", "data_2010", "--kind"},
      2,
      "trox: list: --kind: a value is missing\ntrox: list: hint: \"trox help list\" lists arguments and options\n"},
+    {"given_twice",
+     {"list", "data_2010", "--tz", "UTC", "--tz", "UTC"},
+     2,
+     "trox: list: --tz: given twice\ntrox: list: hint: \"trox help list\" lists arguments and options\n"},
+    {"unknown_conversion",
+     {"list", "data_2010", "--time-format", "%H %Q"},
+     2,
+     "trox: list: --time-format: there is no conversion \"%Q\"\n"
+     "trox: list: hint: %f for microseconds, else those of strftime; %% shows a per cent sign\n"},
+    {"enormous_conversion",
+     {"list", "data_2010", "--time-format", "%0999999999Y"},
+     2,
+     "trox: list: --time-format: there is no conversion \"%0999999999Y\"\n"
+     "trox: list: hint: %f for microseconds, else those of strftime; %% shows a per cent sign\n"},
+    {"export_to_a_file_without_a_name",
+     {"export", "data_2010", "-o", ""},
+     2,
+     "trox: export: --output: the name of the file is empty\n"
+     "trox: export: hint: \"trox help export\" lists arguments and options\n"},
+    {"doctor_of_files_and_a_run",
+     {"doctor", "data_2010", "--run", "1042", "--catalogue", "catalogue"},
+     2,
+     "trox: doctor: files and --run are two things to read\ntrox: doctor: hint: name one of them\n"},
+    {"doctor_of_files_and_a_period",
+     {"doctor", "data_2010", "--from", "2012-06-14"},
+     2,
+     "trox: doctor: --from and --to name a period, and files or a run are named as well\n"
+     "trox: doctor: hint: name one of them\n"},
     {"unknown_zone",
      {"list", "data_2010", "--tz", "Mars/Olympus"},
      2,
@@ -387,6 +415,15 @@ TEST(selection, of_a_slow_channel_shows_the_value_that_holds_at_any_event)
         carried += row->at("updated") == false ? 1 : 0;
     }
     EXPECT_GT(carried, 0);
+}
+
+TEST(kinds, are_taken_as_they_are_shown_and_with_dashes)
+{
+    const auto shown = run_trox({"list", "data_2010", "--kind", "region of interest", "--json"});
+    EXPECT_EQ(shown.code, 0) << shown.err;
+    ASSERT_EQ(shown.json().at("channels").size(), 1U);
+    EXPECT_EQ(shown.json().at("channels")[0].at("kind"), "region of interest");
+    EXPECT_EQ(run_trox({"list", "data_2010", "--kind", "region-of-interest", "--json"}).out, shown.out);
 }
 
 TEST(selection, by_time_matches_what_lies_close_together)

@@ -1,5 +1,7 @@
 #include "coverage.h"
 
+#include "summary.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -120,6 +122,16 @@ std::optional<trox::microseconds> channel_coverage::longest_gap() const
         }
     }
     return longest;
+}
+
+bool has_fast_events(const trox::channel_info& channel)
+{
+    return (channel.event_types & ~slow_event_types()) != 0;
+}
+
+std::optional<trox::microseconds> median_step(const std::vector<trox::record_stamp>& records)
+{
+    return find_usual_steps(records).step;
 }
 
 channel_coverage find_coverage(const std::vector<trox::record_stamp>& records, bool is_regular)

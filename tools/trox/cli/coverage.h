@@ -13,6 +13,12 @@
 namespace trox_cli
 {
 
+/// Whether a channel has events other than slow ones, so that it records regularly.
+bool has_fast_events(const trox::channel_info& channel);
+
+/// The median of the steps in time above 0, of an even number of steps the lower of the middle ones; none without one.
+std::optional<trox::microseconds> median_step(const std::vector<trox::record_stamp>& records);
+
 /// What is wrong between a record and the one before it.
 enum class irregularity {
     gap,       ///< a step of more than 1.5 times the channel's median step

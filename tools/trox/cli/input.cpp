@@ -1,5 +1,6 @@
 #include "input.h"
 
+#include "coverage.h"
 #include "errors.h"
 #include "event_util.h"
 #include "text.h"
@@ -220,9 +221,8 @@ bool data_source::has_files() const
     return !sort_arguments().files.empty();
 }
 
-trox::data_set data_source::open(context& context) const
+void data_source::refuse_two_sources(const sorted_arguments& sorted) const
 {
-    const sorted_arguments sorted = sort_arguments();
     if (!sorted.files.empty() && run_) {
         throw wrong_use("files and --run are two things to read", "name one of them");
     }
@@ -232,6 +232,19 @@ trox::data_set data_source::open(context& context) const
     if (!limits_events_ && (begin_ || end_) && (!sorted.files.empty() || run_)) {
         throw wrong_use("--from and --to name a period, and files or a run are named as well", "name one of them");
     }
+}
+
+trox::data_set data_source::open_period(const context& context, const trox::open_options& how) const
+{
+    constexpr trox::time_point earliest{std::chrono::seconds(0)};
+    constexpr trox::time_point latest{std::chrono::seconds(253402300799)}; // end of the year 9999
+    return trox::data_set::open_period(where_.place(context), begin_.value_or(earliest), end_.value_or(latest), how);
+}
+
+trox::data_set data_source::open(context& context) const
+{
+    const sorted_arguments sorted = sort_arguments();
+    refuse_two_sources(sorted);
     trox::open_options as_named;
     as_named.progress = context.follow_files("opening files");
     trox::open_options by_time = as_named;
@@ -246,10 +259,7 @@ trox::data_set data_source::open(context& context) const
             return trox::data_set::open_run(where_.place(context), *run_, as_named);
         }
         if (where_.is_given() && (begin_ || end_)) {
-            constexpr trox::time_point earliest{std::chrono::seconds(0)};
-            constexpr trox::time_point latest{std::chrono::seconds(253402300799)}; // end of the year 9999
-            return trox::data_set::open_period(where_.place(context), begin_.value_or(earliest), end_.value_or(latest),
-                                               by_time);
+            return open_period(context, by_time);
         }
         if (!sorted.channels.empty() && channels_.empty()) {
             throw wrong_use("no file is named: \"" + sorted.channels.front() + "\" is none",
@@ -268,24 +278,30 @@ trox::data_set data_source::open(context& context) const
 std::vector<std::string> data_source::files(const context& context) const
 {
     const sorted_arguments sorted = sort_arguments();
-    if (!sorted.files.empty() && !run_) {
-        where_.refuse_beside_files();
+    refuse_two_sources(sorted);
+    if (!sorted.files.empty()) {
         const auto files = expand_directories(sorted.files);
         context.keep_inputs(files);
         return files;
     }
-    if (!run_) {
-        throw wrong_use("nothing to read is named", "a file, a directory, or --run N --catalogue DIR");
-    }
-    trox::run_query query;
-    query.first = run_;
-    query.last = run_;
     std::vector<std::string> paths;
-    for (const auto& found : trox::find_runs(where_.place(context), query)) {
-        paths.insert(paths.end(), found.files.begin(), found.files.end());
-    }
-    if (paths.empty()) {
-        throw failure("there is no run " + std::to_string(*run_) + " in the catalogue");
+    if (run_) {
+        trox::run_query query;
+        query.first = run_;
+        query.last = run_;
+        for (const auto& found : trox::find_runs(where_.place(context), query)) {
+            paths.insert(paths.end(), found.files.begin(), found.files.end());
+        }
+        if (paths.empty()) {
+            throw failure("there is no run " + std::to_string(*run_) + " in the catalogue");
+        }
+    } else if (where_.is_given() && (begin_ || end_)) {
+        trox::open_options by_time;
+        by_time.order = trox::open_options::file_order::by_time;
+        paths = paths_of(open_period(context, by_time));
+    } else {
+        throw wrong_use("nothing to read is named",
+                        "a file, a directory, --run N --catalogue DIR, or --from TIME --to TIME --catalogue DIR");
     }
     context.keep_inputs(paths);
     return paths;
@@ -361,6 +377,29 @@ std::size_t require_channel(const trox::data_set& data, const std::string& name)
     return *found;
 }
 
+namespace
+{
+
+/// The median step of the fast channel that has the smallest; none without two records at different times.
+std::optional<trox::microseconds> smallest_step(const trox::data_set& data, const trox::selection& selected,
+                                                const trox::file_progress& progress)
+{
+    std::vector<std::size_t> fast;
+    for (const std::size_t channel : trox::match_channels(data, selected.channels)) {
+        if (has_fast_events(data.channels()[channel])) {
+            fast.push_back(channel);
+        }
+    }
+    std::optional<trox::microseconds> smallest;
+    for (const trox::channel_stamps& stamps : data.stamps(fast, progress)) {
+        const auto step = median_step(stamps.records);
+        smallest = smallest && (!step || *smallest < *step) ? smallest : step;
+    }
+    return smallest;
+}
+
+} // namespace
+
 void synchronisation_options::declare(CLI::App& app)
 {
     const trox::synchronisation usual;
@@ -368,9 +407,13 @@ void synchronisation_options::declare(CLI::App& app)
     by_time_ =
         app.add_flag("--by-time{" + duration_text(usual.tolerance) + "}", tolerance_,
                      "Match channels by time instead of by event number: records that lie no farther apart are of one "
-                     "event (50ms)")
+                     "event (50ms, or half the distance of events when that is less)")
             ->type_name("TOLERANCE")
             ->group(selection_group);
+    has_step_ = add_duration(app, "--step", step_,
+                             "With --by-time, the distance of events: behind an event, the next one is looked for so "
+                             "much later, less the tolerance (the smallest of the channels' median steps)");
+    has_step_->group(selection_group);
     add_choice<trox::on_missing>(
         app, "--missing", missing_,
         {{"keep", trox::on_missing::keep}, {"drop", trox::on_missing::drop}, {"fail", trox::on_missing::fail}},
@@ -378,10 +421,13 @@ void synchronisation_options::declare(CLI::App& app)
         ->group(selection_group);
 }
 
-void synchronisation_options::apply(trox::selection& selection) const
+void synchronisation_options::apply(context& context, const trox::data_set& data, trox::selection& selection) const
 {
     selection.missing = missing_;
     if (by_time_->count() == 0) {
+        if (has_step_->count() != 0) {
+            throw wrong_use("--step is for --by-time");
+        }
         return;
     }
     selection.match.how = trox::synchronisation::mode::by_time;
@@ -392,6 +438,18 @@ void synchronisation_options::apply(trox::selection& selection) const
         throw wrong_use("--by-time: \"" + tolerance_ + "\" is no duration like 300us, 50ms or 1.5s");
     }
     selection.match.tolerance = *tolerance;
+    auto& step = selection.match.time_step;
+    step = has_step_->count() != 0
+               ? step_
+               : smallest_step(data, selection, context.follow_files("reading tables")).value_or(step);
+    if (*tolerance >= step && step.count() > 0) {
+        if (tolerance_ != duration_text(trox::synchronisation().tolerance)) {
+            throw wrong_use("--by-time: the tolerance must be smaller than the distance of events, " +
+                                duration_text(step),
+                            "a smaller tolerance, or --step");
+        }
+        selection.match.tolerance = step / 2;
+    }
 }
 
 void add_slice(CLI::App& app, std::optional<trox::sample_window>& target, const std::string& description)

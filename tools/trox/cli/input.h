@@ -86,6 +86,8 @@ private:
         std::vector<std::string> channels;
     };
     sorted_arguments sort_arguments() const;
+    void refuse_two_sources(const sorted_arguments& sorted) const;
+    trox::data_set open_period(const context& context, const trox::open_options& how) const;
 
     bool takes_channels_ = false;
     bool limits_events_ = false; ///< --from and --to mean events also beside files and --run
@@ -100,16 +102,19 @@ private:
     std::optional<std::uint64_t> end_number_;
 };
 
-/// --by-time[=TOLERANCE] and --missing.
+/// --by-time[=TOLERANCE], --step and --missing.
 class synchronisation_options
 {
 public:
     void declare(CLI::App& app);
-    void apply(trox::selection& selection) const;
+    /// By time, the distance of events is that of the channel with the smallest median step, unless it is given.
+    void apply(context& context, const trox::data_set& data, trox::selection& selection) const;
 
 private:
     const CLI::Option* by_time_ = nullptr;
     std::string tolerance_;
+    CLI::Option* has_step_ = nullptr;
+    trox::microseconds step_{0};
     trox::on_missing missing_ = trox::on_missing::keep;
 };
 

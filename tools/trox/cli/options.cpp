@@ -35,7 +35,9 @@ CLI::Option* add_choice(CLI::App& app, const std::string& names, const std::vect
                         const std::function<void(std::size_t)>& choose, const std::string& description)
 {
     const auto take = [words, choose](const std::string& word) {
-        const auto found = std::find(words.begin(), words.end(), word);
+        std::string joined = word; // results show "single values"
+        std::replace(joined.begin(), joined.end(), ' ', '-');
+        const auto found = std::find(words.begin(), words.end(), joined);
         if (found == words.end()) {
             throw wrong_use("\"" + word + "\" is none of " + join(words, ", "));
         }
@@ -159,7 +161,7 @@ void common_options::declare_long(CLI::App& app)
         ->group(rendering_group);
 }
 
-void common_options::declare_output(CLI::App& app)
+void common_options::declare_output(CLI::App& app, const std::string& description)
 {
     const auto take = [this](const std::string& word) {
         if (word.empty()) {
@@ -167,9 +169,7 @@ void common_options::declare_output(CLI::App& app)
         }
         output_file = word == "-" ? "" : word;
     };
-    add_word(app, "-o,--output", file_value, take,
-             "Write to FILE instead of standard output (-); FILE is replaced as a whole, when all is done")
-        ->group(rendering_group);
+    add_word(app, "-o,--output", file_value, take, description)->group(rendering_group);
 }
 
 void common_options::declare_work(CLI::App& app)

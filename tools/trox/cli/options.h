@@ -43,7 +43,9 @@ struct common_options {
     /// --color alone.
     void declare_color(CLI::App& app);
     /// -o: for verbs whose result is one stream of text or bytes.
-    void declare_output(CLI::App& app);
+    void declare_output(CLI::App& app,
+                        const std::string& description = "Write to FILE instead of standard output (-); FILE is "
+                                                         "replaced as a whole, when all is done");
     /// --threads, --memory, --progress: for verbs that may take long.
     void declare_work(CLI::App& app);
     /// --memory and --progress: for verbs that may take long, and decode with one thread.

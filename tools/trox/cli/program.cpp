@@ -64,8 +64,9 @@ void parse(CLI::App& app, const verb_entry& entry, const std::vector<std::string
         }
         throw wrong_use("\"" + first + "\" is one argument too many", see);
     } catch (const CLI::ArgumentMismatch& error) {
-        const std::string text = error.what(); // "--kind: 1 required ... missing"
-        throw wrong_use(text.substr(0, text.find(':')) + ": a value is missing", see);
+        const std::string text = error.what(); // "--kind: 1 required ... missing", "--tz: At Most 1 required ..."
+        const bool is_twice = text.find("At Most") != std::string::npos || text.find("received 2") != std::string::npos;
+        throw wrong_use(text.substr(0, text.find(':')) + (is_twice ? ": given twice" : ": a value is missing"), see);
     } catch (const CLI::RequiredError&) {
         throw wrong_use(missing_argument(app) + " is missing", see);
     } catch (const CLI::ParseError& error) {

@@ -2,6 +2,7 @@
 
 #include "errors.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -61,17 +62,31 @@ std::size_t conversion_length(std::string_view pattern, std::size_t at)
     return letter == std::string_view::npos ? 0 : letter + 1 - at;
 }
 
-/// Whether every "%" begins a conversion.
-bool is_whole(std::string_view pattern)
+/// Whether it is %f, or something that strftime knows, of a sensible width.
+bool is_known(const std::string& conversion)
 {
-    for (std::size_t at = pattern.find('%'); at != std::string_view::npos;) {
+    constexpr std::string_view letters = "aAbBcCdDeFgGhHIjklmMnpPrRsStTuUVwWxXyYzZ%";
+    constexpr std::size_t most_digits = 2; // of the width
+    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto digits = static_cast<std::size_t>(std::count_if(conversion.begin(), conversion.end(), is_digit));
+    return conversion == "%f" || (letters.find(conversion.back()) != std::string_view::npos && digits <= most_digits);
+}
+
+/// Throws wrong_use for what does not begin a conversion, or none that there is.
+void check_conversions(const std::string& pattern)
+{
+    for (std::size_t at = pattern.find('%'); at != std::string::npos;) {
         const std::size_t length = conversion_length(pattern, at);
         if (length == 0) {
-            return false;
+            throw wrong_use("--time-format: \"" + pattern + "\" ends within a conversion", "%% shows a per cent sign");
+        }
+        const std::string conversion = pattern.substr(at, length);
+        if (!is_known(conversion)) {
+            throw wrong_use("--time-format: there is no conversion \"" + conversion + "\"",
+                            "%f for microseconds, else those of strftime; %% shows a per cent sign");
         }
         at = pattern.find('%', at + length);
     }
-    return true;
 }
 
 /// Puts in what strftime does not know (%f), and what it would take for a time of the local zone (%s).
@@ -127,9 +142,7 @@ time_display::time_display(const std::string& zone, const std::string& format)
             throw wrong_use("--time-format: \"" + format + "\" shows no time",
                             "iso, epoch, or a pattern like \"%H:%M:%S.%f\"");
         }
-        if (!is_whole(format)) {
-            throw wrong_use("--time-format: \"" + format + "\" ends within a conversion", "%% shows a per cent sign");
-        }
+        check_conversions(format);
         pattern_ = format;
     }
 }

@@ -59,7 +59,8 @@ public:
             if (error.why() != trox::fault::not_found || events_.report().skipped_records.empty()) {
                 throw;
             }
-            result_.nothing = error.what();
+            result_.nothing =
+                how_.event ? "the records of event " + std::to_string(*how_.event) + " cannot be read" : error.what();
         }
         result_.report = events_.report();
         for (const channel_curves& channel : curves_) {

@@ -13,11 +13,6 @@ namespace
 {
 
 /// Channels that only slow events carry record when they change, at no step of their own.
-bool is_regular(const trox::channel_info& channel)
-{
-    return (channel.event_types & ~slow_event_types()) != 0;
-}
-
 class cover_verb final : public verb
 {
 public:
@@ -77,7 +72,7 @@ private:
         }
         std::vector<channel_coverage> found;
         for (std::size_t i = 0; i < channels.size(); ++i) {
-            found.push_back(find_coverage(stamps[i].records, is_regular(data.channels()[channels[i]])));
+            found.push_back(find_coverage(stamps[i].records, has_fast_events(data.channels()[channels[i]])));
         }
         report result = tells_findings_ ? context.open_document() : context.open_table();
         if (tells_findings_) {
@@ -167,7 +162,9 @@ const verb_entry cover_entry{
     "\"over time\" shows the parts of the time from the first to the last record of all channels, each as high as it "
     "is "
     "full. \"expected\" is the number of records that fit between a channel's first and last one. Slow channels record "
-    "when they change: of them only duplicates are told.",
+    "when they change: of them only duplicates are told. The median is that of all steps above 0, of an even number "
+    "the "
+    "lower of the two in the middle.",
     {{"trox cover /data", "Tells how complete the channels of a directory's files are."},
      {"trox cover /data 'LINAC.RF/*' --findings", "Lists each gap of some channels."},
      {"trox cover --run 7 --catalogue /catalogue --data /data --json", "Tells of a run, as JSON."}},

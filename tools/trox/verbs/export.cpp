@@ -1,12 +1,14 @@
 // trox export: events as files of other formats.
 #include "../cli/input.h"
 #include "../cli/signals.h"
+#include "../cli/text.h"
 #include "../verbs.h"
 #include "base/target_file.h"
 #include "export/exporter.h"
 
+#include <algorithm>
 #include <fmt/format.h>
-#include <unistd.h>
+#include <optional>
 
 namespace trox_cli
 {
@@ -22,6 +24,19 @@ const choices<std::optional<file_format>> format_words{{"csv", file_format::csv}
                                                        {"hdf5", file_format::hdf5},
                                                        {"png", file_format::png}};
 
+/// Lines without what moves a terminal's cursor.
+std::string printable_lines(std::string_view text)
+{
+    std::string lines;
+    while (!text.empty()) {
+        const std::size_t length = std::min(text.find('\n'), text.size());
+        lines += printable(text.substr(0, length));
+        lines.append(length < text.size() ? 1 : 0, '\n');
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return lines;
+}
+
 class export_verb final : public verb
 {
 public:
@@ -31,11 +46,8 @@ public:
         source_.declare_event_range(app);
         synchronisation_.declare(app);
         declare_format(app);
-        app.add_option("-o,--output", common.output_file,
-                       "The file, which is replaced as a whole; CSV and NDJSON go to standard output without it, and "
-                       "into a device or pipe as they are made")
-            ->type_name(file_value)
-            ->group("Output");
+        common.declare_output(app, "The file, which is replaced as a whole; CSV and NDJSON go to standard output (-) "
+                                   "without it, and into a device or pipe as they are made");
         common.declare_times(app, "CSV shows times");
         common.declare_work(app);
     }
@@ -46,7 +58,7 @@ public:
         const file_format format = chosen_format();
         const trox::data_set data = source_.open(context);
         trox::selection selected = source_.selection(data);
-        synchronisation_.apply(selected);
+        synchronisation_.apply(context, data, selected);
         const auto& options = context.options();
         if (options.zone != "UTC" || options.time_format != "iso") {
             if (format != file_format::csv) {
@@ -58,7 +70,10 @@ public:
         how_.format = format;
         how_.target = target_;
         if (is_stream()) {
-            how_.write = [&](std::string_view text) { context.out().write(text); };
+            const bool is_terminal = context.out().is_terminal();
+            how_.write = [&context, is_terminal](std::string_view text) {
+                context.out().write(is_terminal ? printable_lines(text) : std::string(text));
+            };
         }
         const auto done = write(context, data, selected);
         if (is_stream()) {
@@ -123,17 +138,22 @@ private:
 
     trox_export::result write(context& context, const trox::data_set& data, const trox::selection& selected)
     {
-        const bool is_shown = context.options().progress == progress_use::automatic && ::isatty(STDERR_FILENO) == 1;
         const std::uint64_t passes = how_.verify ? 2 : 1;
         const std::uint64_t total =
-            is_shown ? passes * trox::event_reader(data, selected, context.reading()).count() : 0;
+            context.wants_progress() ? passes * trox::event_reader(data, selected, context.reading()).count() : 0;
         auto bar = context.start_progress(how_.verify ? "exporting and verifying" : "exporting", total);
-        const signal_guard guard;
-        how_.check = &signal_guard::check;
+        // A stream ends where a signal ends the program: there is nothing to undo.
+        std::optional<signal_guard> guard;
+        if (!is_stream()) {
+            guard.emplace();
+            how_.check = &signal_guard::check;
+        }
         how_.progress = [&](std::uint64_t) { bar.advance(); };
         try {
             auto done = trox_export::export_events(data, selected, context.reading(), how_);
-            signal_guard::check(); // one that came too late to undo anything
+            if (guard) {
+                signal_guard::check(); // one that came too late to undo anything
+            }
             return done;
         } catch (const interrupted&) {
             signal_guard::end_by_signal();

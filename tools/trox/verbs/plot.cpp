@@ -64,12 +64,11 @@ public:
             throw wrong_use("there is no channel to draw", "\"trox list\" lists channels");
         }
         trox::selection selected = source_.selection(data);
-        synchronisation_.apply(selected);
+        synchronisation_.apply(context, data, selected);
         const auto made = make(context, data, selected);
         context.tell_losses(made.report);
         if (made.nothing) {
-            context.note("nothing is drawn: " + *made.nothing);
-            return exit_code::done;
+            throw failure("nothing is drawn: " + *made.nothing);
         }
         if (made.left_out != 0) {
             context.note(std::to_string(made.left_out) + " values are no finite numbers, and left out");

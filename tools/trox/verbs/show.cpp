@@ -36,7 +36,7 @@ public:
     {
         const trox::data_set data = source_.open(context);
         trox::selection selected = source_.selection(data);
-        synchronisation_.apply(selected);
+        synchronisation_.apply(context, data, selected);
         const bool is_record = source_.names_channels() && selected.channels.size() == 1;
         if (shown_.window && !is_record) {
             throw wrong_use("--slice shows samples of a channel, and an event is shown", "name one channel");
@@ -118,7 +118,7 @@ private:
         if (found) {
             return shown(events, *found);
         }
-        refuse(events);
+        refuse(context, events);
     }
 
     /// Slow values hold also in events that are none of their channels'.
@@ -168,8 +168,15 @@ private:
         return event;
     }
 
-    [[noreturn]] void refuse(trox::event_reader& events) const
+    [[noreturn]] void refuse(context& context, trox::event_reader& events) const
     {
+        const trox::reading_report& read = events.report();
+        context.tell_losses(read);
+        const bool is_damaged = number_ && std::any_of(read.skipped_records.begin(), read.skipped_records.end(),
+                                                       [&](const auto& bad) { return bad.where.event == number_; });
+        if (is_damaged) {
+            throw failure(fmt::format("the records of event {} cannot be read", *number_));
+        }
         const std::string what = number_ ? fmt::format("there is no event {}", *number_)
                                  : time_ ? "there is no event at " + trox::to_text(*time_) + " or later"
                                          : "there is no event";

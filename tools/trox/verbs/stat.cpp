@@ -89,6 +89,11 @@ private:
         losses.skipped_records.insert(losses.skipped_records.end(), read.skipped_records.begin(),
                                       read.skipped_records.end());
         losses.channels.push_back(read.channels.front());
+        const auto note_files = [&losses](const std::vector<trox::skipped_file>& files) {
+            losses.skipped_files.insert(losses.skipped_files.end(), files.begin(), files.end());
+        };
+        note_files(numbers.details.skipped_files);
+        note_files(read.skipped_files);
         return numbers;
     }
 

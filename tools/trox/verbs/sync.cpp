@@ -44,7 +44,7 @@ public:
     {
         const trox::data_set data = source_.open(context);
         trox::selection selection = source_.selection(data);
-        synchronisation_.apply(selection);
+        synchronisation_.apply(context, data, selection);
         trox::reading_options reading = context.reading();
         reading.progress = context.follow_files("finding events");
         trox::event_reader events(data, selection, reading);
@@ -92,6 +92,7 @@ private:
                                                       {"carried", column_type::integer},
                                                       {"missing", column_type::integer},
                                                       {"skipped", column_type::integer},
+                                                      {"unmatched", column_type::integer},
                                                       residual("least_residual_us", "least/us"),
                                                       residual("mean_residual_us", "mean/us"),
                                                       residual("most_residual_us", "most/us"),
@@ -104,8 +105,8 @@ private:
                 return cell(number).with(number > 0 ? shade : tone::plain);
             };
             result.row({channel.name, channel.present, channel.carried, marked(channel.missing, tone::warning),
-                        marked(channel.skipped, tone::bad), found.least(), found.mean(), found.most(),
-                        found.deviation(), matches[i].farthest_event});
+                        marked(channel.skipped, tone::bad), marked(channel.unmatched, tone::warning), found.least(),
+                        found.mean(), found.most(), found.deviation(), matches[i].farthest_event});
         }
         result.end_table();
         context.finish(result);
@@ -125,7 +126,8 @@ const verb_entry sync_entry{
     "slow value, or nothing, and how far its records lie from the time of their event (the residual: record less "
     "event, "
     "in microseconds). \"farthest event\" is the event with the largest residual.\n\n"
-    "\"filled\" is the part of all records that could be there that is there, slow values carried on included.",
+    "\"filled\" is the part of all records that could be there that is there, slow values carried on included. "
+    "\"unmatched\" are sound records that became part of no event.",
     {{"trox sync /data", "Tells how the channels of a directory's files match by event number."},
      {"trox sync /data 'LINAC.DIAG/CAM/*' LINAC.DIAG/TOROID/3/CHARGE --by-time=10ms",
       "Matches cameras and a toroid by time, at most 10 ms apart."}},
