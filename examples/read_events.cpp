@@ -27,7 +27,11 @@ int main(int argc, char** argv)
     while (reader.get_data(nullptr, &event, TROX_DAQ_READ_CHAN_EVENT_NEXT) == TROX_DAQ_READER_OK) {
         for (const trox_channel_entry_long* record : event) {
             const auto* block = reinterpret_cast<const trox_serv_block_subhead_2010*>(record->sbchdata[0].chhd);
-            if (const float* samples = get_pointer_to_data_2010(block, 0)) {
+            int length = 0; // stays 0 when the record is no trace, or has not got the samples that it announces
+            get_spect_params_for_data_type_2010(block, nullptr, nullptr, nullptr, &length, nullptr, nullptr, nullptr,
+                                                0);
+            if (length > 0) {
+                const float* samples = get_pointer_to_data_2010(block, 0);
                 std::printf("%u  %.256s  %g\n", record->event_id.event_number, block->chname, samples[0]);
             }
         }

@@ -44,8 +44,10 @@ int main(int argc, char** argv)
             float inc = 0;
             int length = 0;
             event.GetSpectPar(&start, &inc, nullptr, &length, 0);
-            const auto highest = std::max_element(samples, samples + length) - samples;
-            std::printf("  peak %g at %g", samples[highest], start + inc * static_cast<float>(highest));
+            if (length > 0) {
+                const auto highest = std::max_element(samples, samples + length) - samples;
+                std::printf("  peak %g at %g", samples[highest], start + inc * static_cast<float>(highest));
+            }
         }
         float value = 0;
         if (event.GetDataPtrs(slow.c_str(), &value, nullptr, 0) == 0) {

@@ -753,7 +753,8 @@ struct trox_daq_reader_result_entry_2024 {
 // Requests
 // ---------------------------------------------------------------------------------------------------
 
-/// What a caller wants read (legacy and 2010). A zero means "open" or "not given".
+/// What a caller wants read (legacy and 2010). A zero means "open" or "not given", but for `period`: a reader takes
+/// over the whole request, and has no defaults for what is zero in it.
 struct trox_daq_request {
     trox_time_id start_time{}; ///< first event or time
     trox_time_id stop_time{};  ///< last event or time
@@ -764,9 +765,12 @@ struct trox_daq_request {
     std::string cdir;       ///< directory of the run catalogue
     std::string ddir;       ///< data directory, or a list of them
     time_stamp time_diff{}; ///< tolerance when channels are synchronised by time (a duration)
-    trox_time_id period{};  ///< distance between events: a number step and a time step
+    /// Distance between events: a number step and a time step; {1, {0, 100000}} is every event, ten a second. Never
+    /// zero: a step of 0 leads back to the event at hand, and requests of the next one deliver it for ever.
+    trox_time_id period{};
     std::int32_t synch_mode = 0;
 };
+/// The same for 2024.
 struct trox_daq_request_2024 {
     trox_time_id_2024 start_time{};
     trox_time_id_2024 stop_time{};

@@ -198,7 +198,8 @@ int get_channel_number(int dtype, std::nullptr_t);
 const char* get_chan_name(int dtype, int i);
 
 /// The first float of a member (TROX_BLOCK_EQDATA: the first element), inside the block. Null for a type
-/// without such data, a member out of range, or a payload too short for what its head announces.
+/// without such data, a member out of range, or a payload too short for what its head announces. A member may have
+/// no samples: nothing may be read then, so ask for their number first.
 float* get_pointer_to_data_2009(const trox_serv_block_subhead* subhead, int member);
 float* get_pointer_to_data_2010(const trox_serv_block_subhead_2010* subhead, int member);
 

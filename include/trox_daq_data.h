@@ -161,7 +161,8 @@ public:
     /// Value of an update, or of entry `i` of a name/value list; 0.0 without it. In front of a list's first entry the
     /// words of its head are taken for the values of -1 and -2.
     float GetSingle(int i) const;
-    /// Samples of a member of a spectrum: all groups, one behind the other. Null without them.
+    /// Samples of a member of a spectrum: all groups, one behind the other. Null without them, but not for a spectrum
+    /// of 0 samples: `GetSpectPar` gives their number.
     float* GetSpect(int member) const;
     /// Axis of a member of a spectrum: first value, step, samples (of a group), number of groups and the step between
     /// them, statistics (null without); `extra` becomes the address of the spectrum's head. 0, -1 for another block

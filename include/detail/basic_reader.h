@@ -84,7 +84,7 @@ public:
     /// A trox_daq_slicer_synch_mode. Any other value is ignored and answered 0. -8 while running.
     int set_synch_mode(int mode);
     int get_synch_mode() const;
-    /// Expected distance between events, in number and time. Copied. -7 null, -8 while running.
+    /// Expected distance between events, in number and time, not zero: see `init`. Copied. -7 null, -8 while running.
     int set_period(time_id* period);
     time_id* get_period();
     /// First event (number, or time when the number is 0) of the range; 0 is open. Copied. -7 null, -8 while
@@ -139,9 +139,11 @@ public:
 
     /// Takes over a request (copied) and channels, and finds the request's files: those of its runs or period in
     /// the run catalogue, or else in the data directory; narrows the range to the runs' time when it lies
-    /// elsewhere. Begins with `clean_up` when running; else adds to the files and channels there are. The channel
-    /// list may be null; its names must not belong to this reader. -7 null request or bad channel, -10 no files,
-    /// -5 the first file has none of the channels, -9 it cannot be read.
+    /// elsewhere. The request replaces all settings that it has members for, also by zeros: fill its `period` and
+    /// `time_diff`. With a period of zero every request of the next event delivers the first one again, for ever.
+    /// Begins with `clean_up` when running; else adds to the files and channels there are. The channel list may be
+    /// null; its names must not belong to this reader. -7 null request or bad channel, -10 no files, -5 the first file
+    /// has none of the channels, -9 it cannot be read.
     int init(request* req, std::vector<daq_channel_entry*>* chans);
     /// The same for a list of files, which `add_file` resolves; those that are not found are left out, and
     /// without any left the answer is 0. -7 null or empty list or bad channel, -9 the first file cannot be read or

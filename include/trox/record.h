@@ -139,6 +139,8 @@ public:
     /// Number of members of a trace, or of single values; 0 for other kinds.
     std::size_t members() const noexcept;
     /// A member; a window limits its samples, and a step of 0 is taken for 1. Regions of interest have members as well.
+    /// Nothing for a record without samples, or without all that it announces: what is there has at least one sample,
+    /// unless the window leaves none.
     std::optional<trace_view> trace(std::size_t member = 0, const sample_window& window = {}) const;
     std::optional<region> region_of_interest() const;
     std::optional<image_view> image() const;

@@ -107,7 +107,8 @@ TEST(pages, name_paths_that_are_there)
 TEST(readme, shows_pieces_of_the_examples_as_they_are)
 {
     std::string rest = trox_test::read_text(root / "README.md");
-    for (const char* example : {"examples/read_any_generation.cpp", "examples/read_events.cpp"}) {
+    for (const char* example :
+         {"examples/read_any_generation.cpp", "examples/read_events.cpp", "examples/read_run.cpp"}) {
         const std::string shown = trox_test::piece_between(rest, "```cpp\n", "```\n");
         const auto lines = trox_test::lines_of(shown);
         std::string indented;
@@ -119,6 +120,7 @@ TEST(readme, shows_pieces_of_the_examples_as_they_are)
         rest.erase(0, rest.find(shown) + shown.size());
         rest.erase(0, rest.find("```\n") + 4);
     }
+    EXPECT_EQ(rest.find("```cpp"), std::string::npos) << "a piece that no example is compared with";
 }
 
 /// First cells, without backticks, of README's table with this first column.

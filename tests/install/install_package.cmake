@@ -1,4 +1,5 @@
-# Installs the build into WORK_DIR/stage and moves that to WORK_DIR/prefix: what works from there hangs on no path.
+# Installs the build into WORK_DIR/stage and moves that to WORK_DIR/prefix: what works from there hangs on no path. README
+# lists the targets that it gives.
 file(REMOVE_RECURSE ${WORK_DIR})
 execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/stage OUTPUT_QUIET
   COMMAND_ERROR_IS_FATAL ANY)
@@ -17,3 +18,15 @@ foreach(file IN LISTS texts)
     endif()
   endforeach()
 endforeach()
+
+file(GLOB_RECURSE exports ${WORK_DIR}/prefix/*/TroxDaqTargets.cmake)
+file(READ ${exports} text)
+string(REGEX MATCHALL "add_library\\(TroxDaq::[A-Za-z_]+" exported "${text}")
+list(TRANSFORM exported REPLACE "add_library\\(" "")
+file(STRINGS ${SOURCE_DIR}/README.md listed REGEX "^\\| `TroxDaq::")
+list(TRANSFORM listed REPLACE "^\\| `([A-Za-z_:]+)` .*" "\\1")
+list(SORT exported)
+list(SORT listed)
+if(NOT exported OR NOT exported STREQUAL listed)
+  message(SEND_ERROR "README lists the targets ${listed}, installed are ${exported}")
+endif()

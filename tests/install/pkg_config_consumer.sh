@@ -10,6 +10,11 @@ mkdir -p "$folder"
 read -ra flags <<< "$(pkg-config --cflags --libs trox-daq)"
 "$compiler" -std=c++17 -Wall -Wextra -Werror -o "$folder/consumer" "$source" "${flags[@]}"
 
+# As README tells: a program that knows where the libraries are.
+"$compiler" -std=c++17 -o "$folder/consumer_with_path" "$source" "${flags[@]}" \
+  -Wl,-rpath,"$(pkg-config --variable=libdir trox-daq)"
+env -u LD_LIBRARY_PATH "$folder/consumer_with_path" "$folder/run_with_path"
+
 # A program finds the libraries in a folder of its own choice; that they find each other is theirs.
 LD_LIBRARY_PATH=$libdir "$folder/consumer" "$folder/run"
 ldd_output=$(LD_LIBRARY_PATH=$libdir ldd "$folder/consumer")

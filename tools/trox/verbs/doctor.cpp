@@ -228,7 +228,7 @@ const verb_entry doctor_entry{
     "check files, and tell what is wrong with them",
     "Checks everything that can be checked in data files of any generation: references, lengths, counts, patterns, "
     "checksums, positions, streams and payloads. Tells what is wrong, where, and what can still be read. The codes are "
-    "listed in doctor.md of the documentation.\n\n"
+    "listed in docs/doctor.md of the documentation (installed below share/doc/trox).\n\n"
     "Ends with 0 when no error was found (warnings and notes are none), with 3 when data are lost or wrong, and with 1 "
     "when a file cannot be opened or is no data file.\n\n"
     "--memory bounds what one LZO record may take; larger ones are not decompressed. Tables for people show damaged "

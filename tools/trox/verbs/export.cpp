@@ -224,7 +224,8 @@ const verb_entry export_entry{
     "Pictures have 8 or 16 bits, as the camera sent them. Several become NAME-EVENT.png, with several channels "
     "NAME-CHANNEL-EVENT.png.",
     {{"trox export run7.raw 'LINAC.RF/*' -o rf.h5 --verify", "Writes some channels to HDF5, and compares."},
-     {"trox export run7.raw LINAC.MAG/QUAD/Q5.BC2/I.RBV --wide", "Shows a slow value against events as CSV."},
+     {"trox export run7.raw LINAC.DIAG/TOROID/2.BC1/CHARGE LINAC.MAG/QUAD/Q5.BC1/I.RBV --wide",
+      "Shows a slow value beside a value of every event as CSV. Alone it has the events that brought a new value."},
      {"trox export run7.raw LINAC.DIAG/CAM/SCR.4/IMG -o beam.png", "Writes every image as a picture."}},
     []() -> std::unique_ptr<verb> { return std::make_unique<export_verb>(); }};
 
