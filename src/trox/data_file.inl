@@ -65,11 +65,8 @@ template <class G> void open_file(const std::string& path, loaded_file<G>& file)
 {
     file.name = path;
     file.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file.fd < 0 && (errno == EMFILE || errno == ENFILE)) {
-        throw out_of_resources(fault::input_output, std::strerror(errno), {path});
-    }
     if (file.fd < 0) {
-        throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
+        throw_unopened(errno, path);
     }
 }
 

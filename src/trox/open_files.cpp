@@ -63,6 +63,8 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
     for (std::size_t i = 0; i < ordered.size(); ++i) {
         try {
             files.push_back(read_contents(ordered[i]));
+        } catch (const out_of_resources&) {
+            throw;
         } catch (const error& failure) {
             if (!options.skip_bad_files || paths.size() == 1) {
                 throw;

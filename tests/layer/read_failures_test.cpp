@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ std::atomic<off_t> bad_byte{none}; ///< of any file, cannot be read
 
 constexpr int unlimited = std::numeric_limits<int>::max();
 std::atomic<int> first_refused{unlimited}; ///< no file is opened as this descriptor, or as one behind it
+std::atomic<int> refused_with{EMFILE};
 
 } // namespace
 
@@ -53,7 +55,7 @@ extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, 
     const int fd = system(path, flags, mode);
     if (fd >= first_refused) {
         ::close(fd);
-        errno = EMFILE;
+        errno = refused_with;
         return -1;
     }
     return fd;
@@ -133,8 +135,9 @@ INSTANTIATE_TEST_SUITE_P(storage, read_failures, testing::Values(tw::storage::pl
 class descriptor_limit
 {
 public:
-    explicit descriptor_limit(int more)
+    explicit descriptor_limit(int more, int error_number = EMFILE)
     {
+        refused_with = error_number;
         const int next = ::dup(STDERR_FILENO); // the lowest one that is free
         ::close(next);
         first_refused = next + more;
@@ -174,5 +177,34 @@ TEST(lack_of_descriptors, is_not_taken_for_a_bad_file)
     EXPECT_TRUE(reader.report().skipped_files.empty());
     EXPECT_TRUE(later.report().skipped_files.empty());
 }
+
+class refused_files : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(refused_files, are_no_bad_ones)
+{
+    const trox_test::temp_directory directory;
+    const std::string path = write_numbers(directory.file("a.raw"), tw::generation::v2010, {1, 2, 3});
+    const std::string other = write_numbers(directory.file("b.raw"), tw::generation::v2010, {4});
+    const auto data = trox::data_set::open_files({path, other});
+    trox::event_reader reader(data, {});
+    const auto without_files = [&](auto call) {
+        const descriptor_limit limit(0, GetParam());
+        const trox::error failure = error_of(call);
+        EXPECT_EQ(failure.why(), trox::fault::input_output);
+        EXPECT_EQ(failure.reason(), std::strerror(GetParam()));
+        EXPECT_EQ(failure.where().file, path);
+    };
+    without_files([&] { trox::data_set::open_files({path, other}); });
+    without_files([&] { data.stamps({0}); });
+    without_files([&] { data.inspect(0); });
+    without_files([&] { reader.first(); });
+    EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 3, 4}));
+    EXPECT_TRUE(reader.report().skipped_files.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(for_lack, refused_files, testing::Values(EMFILE, ENFILE, ENOMEM),
+                         [](const auto& tested) { return "of_" + std::to_string(tested.param); });
 
 } // namespace
