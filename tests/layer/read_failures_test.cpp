@@ -207,4 +207,33 @@ TEST_P(refused_files, are_no_bad_ones)
 INSTANTIATE_TEST_SUITE_P(for_lack, refused_files, testing::Values(EMFILE, ENFILE, ENOMEM),
                          [](const auto& tested) { return "of_" + std::to_string(tested.param); });
 
+TEST(files_that_vanish, leave_the_places_of_their_records_as_far_as_they_are_known)
+{
+    const trox_test::temp_directory directory;
+    const std::string gone = write_numbers(directory.file("a.raw"), tw::generation::v2010, {1, 2});
+    const auto data = trox::data_set::open_files(
+        {gone, write_numbers(directory.file("b.raw"), tw::generation::v2010, {3, 4})}, {true, 1});
+    trox::event_reader skipping(data, {}, {std::size_t{1} << 20, 1, true});
+    trox::event_reader strict(data, {}, {std::size_t{1} << 20, 1, false});
+    EXPECT_EQ(skipping.count(), 4U);
+    EXPECT_EQ(strict.count(), 4U);
+    ASSERT_EQ(::unlink(gone.c_str()), 0);
+
+    EXPECT_EQ(numbers_of(skipping), (numbers{3, 4}));
+    const trox::reading_report& report = skipping.report();
+    ASSERT_EQ(report.skipped_records.size(), 2U);
+    for (std::uint64_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(report.skipped_records[i].reason, "its file cannot be loaded");
+        EXPECT_EQ(report.skipped_records[i].where.file, gone);
+        EXPECT_EQ(report.skipped_records[i].where.channel, "T/A");
+        EXPECT_EQ(report.skipped_records[i].where.event, i + 1);
+        EXPECT_FALSE(report.skipped_records[i].where.offset);
+    }
+
+    const trox::error failure = error_of([&] { strict.at_number(2); });
+    EXPECT_EQ(failure.why(), trox::fault::not_found);
+    EXPECT_STREQ(failure.what(), (gone + ", channel T/A, event 2: No such file or directory").c_str());
+    EXPECT_EQ(number_of(strict.at_number(3)), 3U);
+}
+
 } // namespace
