@@ -226,6 +226,7 @@ try {
 void event_source::want(std::size_t index, bool forward)
 {
     store_.begin_event();
+    forward_ = forward;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         wanted_record& wanted = wanted_[i];
         wanted.position = index_.position(i, index);
@@ -234,8 +235,7 @@ void event_source::want(std::size_t index, bool forward)
             wanted.position.reset();
         }
         if (wanted.position) {
-            at_place(i, *wanted.position,
-                     [&] { store_.request(i, index_.records(i), *wanted.position, forward); });
+            at_place(i, *wanted.position, [&] { store_.request(i, index_.records(i), *wanted.position, forward); });
         }
     }
 }
@@ -247,7 +247,7 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
     while (wanted.position) {
         const std::size_t at = *wanted.position;
         record_failure failure;
-        auto record = at_place(channel, at, [&] { return store_.wait(channel, records, at, failure); });
+        auto record = at_place(channel, at, [&] { return store_.wait(channel, records, at, forward_, failure); });
         if (record != nullptr) {
             return record;
         }
@@ -272,8 +272,7 @@ void event_source::refuse_or_note(std::size_t channel, std::size_t at, const rec
     const record_place& bad = index_.records(channel)[at];
     const auto rows = rows_.rows(bad.file);
     const std::string& file = data_.files()[bad.file].path;
-    const auto offset =
-        rows == nullptr ? std::nullopt : std::optional<std::uint64_t>(rows->offset(channel, bad.row));
+    const auto offset = rows == nullptr ? std::nullopt : std::optional<std::uint64_t>(rows->offset(channel, bad.row));
     const std::uint64_t number = index_.events()[bad.event].number;
     if (failure.may_pass) {
         throw error(failure.why(), failure.reason(), {file, data_.channels()[channels_[channel]].name, number, offset});
@@ -287,8 +286,8 @@ void event_source::refuse_or_note(std::size_t channel, std::size_t at, const rec
     }
 }
 
-void event_source::note_bad_record(const std::string& file, std::size_t channel,
-                                   std::optional<std::uint64_t> offset, std::optional<std::uint64_t> number, fault why, const std::string& reason)
+void event_source::note_bad_record(const std::string& file, std::size_t channel, std::optional<std::uint64_t> offset,
+                                   std::optional<std::uint64_t> number, fault why, const std::string& reason)
 {
     place where{file, data_.channels()[channels_[channel]].name, number, offset};
     if (!skips_) {

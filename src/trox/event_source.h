@@ -89,6 +89,7 @@ private:
     std::optional<std::size_t> position_;
     std::size_t horizon_ = 16; ///< events that the index is ahead of the reader going forward
     std::vector<wanted_record> wanted_;
+    bool forward_ = true;                                     ///< where the reader goes
     std::set<std::pair<std::size_t, std::size_t>> known_bad_; ///< channel, and position in its list
     /// Records without an event that were noted, by file and channel: a column may be asked for again.
     std::map<std::pair<std::size_t, std::size_t>, std::size_t> noted_;

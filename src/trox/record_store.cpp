@@ -248,13 +248,13 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
 }
 
 std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
-                                                         std::size_t at, record_failure& failure)
+                                                         std::size_t at, bool forward, record_failure& failure)
 {
     channel_state& state = channels_[channel];
     for (;;) {
         const batch_pointer batch = find(state, at);
         if (batch == nullptr) { // the one that had it in mind ended early
-            request(channel, list, at, true);
+            request(channel, list, at, forward);
             continue;
         }
         finish(batch);

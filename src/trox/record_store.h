@@ -86,9 +86,10 @@ public:
     /// Has record `at` of a channel's list decoded. `forward` tells where the reader goes. Throws error for a file that
     /// cannot be loaded and must not be passed over.
     void request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
-    /// The requested record; null when it cannot be decoded, with the reason. Throws as `request`.
+    /// The requested record; null when it cannot be decoded, with the reason. `forward` and what is thrown
+    /// as of `request`.
     std::shared_ptr<const decoded_record> wait(std::size_t channel, const std::vector<record_place>& list,
-                                               std::size_t at, record_failure& failure);
+                                               std::size_t at, bool forward, record_failure& failure);
     /// Has the records behind (before) `at` decoded, as far as there is room for them and nothing fails.
     void prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward) noexcept;
 

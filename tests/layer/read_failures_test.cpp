@@ -18,6 +18,7 @@ namespace
 
 constexpr off_t none = -1;
 std::atomic<off_t> bad_byte{none}; ///< of any file, cannot be read
+std::atomic<std::int64_t> bytes_read{0};
 
 constexpr int unlimited = std::numeric_limits<int>::max();
 std::atomic<int> first_refused{unlimited}; ///< no file is opened as this descriptor, or as one behind it
@@ -37,7 +38,9 @@ extern "C" [[gnu::visibility("default")]] ssize_t pread(int fd, void* to, std::s
         }
         size = static_cast<std::size_t>(bad - at);
     }
-    return system(fd, to, size, at);
+    const ssize_t got = system(fd, to, size, at);
+    bytes_read += got > 0 ? got : 0;
+    return got;
 }
 
 // Not setrlimit: UndefinedBehaviorSanitizer makes pipes, and takes objects for wrong ones when it cannot.
@@ -126,6 +129,20 @@ TEST_P(read_failures, are_thrown_as_such_when_reading_strictly)
     EXPECT_EQ(number_of(reader.at_number(4)), 4U);
 }
 
+TEST_P(read_failures, going_backward_leave_out_that_record_alone)
+{
+    trox::event_reader reader(*data_, {}, {std::size_t{1} << 20, 1, true});
+    bad_byte = static_cast<off_t>(offset_ + sizeof(trox_serv_block_subhead_2010) + 20);
+    numbers found;
+    while (const auto event = reader.previous()) {
+        found.push_back(event->number());
+    }
+    EXPECT_EQ(found, (numbers{5, 4, 2, 1}));
+    ASSERT_EQ(reader.report().skipped_records.size(), 1U);
+    EXPECT_EQ(reader.report().skipped_records[0].where.event, 3U);
+    EXPECT_EQ(reader.report().skipped_records[0].reason, "it cannot be read: Input/output error");
+}
+
 INSTANTIATE_TEST_SUITE_P(storage, read_failures, testing::Values(tw::storage::plain, tw::storage::zlib),
                          [](const auto& tested) {
                              return std::string(tested.param == tw::storage::plain ? "plain" : "zlib");
@@ -206,6 +223,41 @@ TEST_P(refused_files, are_no_bad_ones)
 
 INSTANTIATE_TEST_SUITE_P(for_lack, refused_files, testing::Values(EMFILE, ENFILE, ENOMEM),
                          [](const auto& tested) { return "of_" + std::to_string(tested.param); });
+
+TEST(going_backward, reads_as_many_bytes_as_going_forward)
+{
+    const trox_test::temp_directory directory;
+    const std::string path = directory.file("a.raw");
+    constexpr int events = 2000;
+    {
+        tw::file_writer file(path, tw::generation::v2010);
+        const auto channel = file.add_channel("T/A");
+        for (std::uint64_t number = 1; number <= events; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            file.add_record(channel, tw::spectrum_payload(tw::generation::v2010, TROX_BLOCK_1CHAN_2010,
+                                                          std::vector<float>(number % 300, 1.0F)));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    const auto bytes_of = [&](auto step) {
+        trox::event_reader reader(data, {}, {std::size_t{16} << 20, 1, true});
+        EXPECT_EQ(reader.count(), static_cast<std::uint64_t>(events));
+        const std::int64_t before = bytes_read;
+        int delivered = 0;
+        while (step(reader)) {
+            ++delivered;
+        }
+        EXPECT_EQ(delivered, events);
+        return bytes_read - before;
+    };
+    const std::int64_t forward = bytes_of([](trox::event_reader& reader) { return reader.next(); });
+    const std::int64_t backward = bytes_of([](trox::event_reader& reader) { return reader.previous(); });
+    EXPECT_GT(forward, events * 150);
+    EXPECT_LT(backward, forward + forward / 2);
+}
 
 TEST(files_that_vanish, leave_the_places_of_their_records_as_far_as_they_are_known)
 {
