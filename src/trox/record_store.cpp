@@ -32,6 +32,10 @@ record_store::record_store(std::size_t channels, row_cache& rows, std::size_t bu
       depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)),
       pool_(std::make_shared<memory_pool>(budget - budget / 8)), channels_(channels)
 {
+    rows_.ask_for_relief([this] {
+        std::unique_lock lock(mutex_);
+        return bring_on(lock);
+    });
     const unsigned workers = threads_or_all(threads) - (threads == 1 ? 1 : 0);
     workers_.reserve(workers);
     try {
@@ -121,6 +125,7 @@ template <class Keeps> auto record_store::take_out(channel_state& state, Keeps k
         if ((*batch)->state == record_batch::stage::waiting) {
             queue_.remove(*batch);
             reserved_ -= (*batch)->grant;
+            --under_way_;
         }
         taken.splice(taken.end(), state.batches, batch);
     }
@@ -157,6 +162,7 @@ void record_store::enqueue(batch_list& one, bool at_once) noexcept
     {
         const std::lock_guard lock(mutex_);
         reserved_ += one.front()->grant;
+        ++under_way_;
         // Behind the others of the same event, before what is wanted later.
         const auto later = at_once ? std::find_if(queue_.begin(), queue_.end(),
                                                   [this](const batch_pointer& other) { return other->round != round_; })
@@ -188,11 +194,8 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
         release_others();
     }
     std::unique_lock lock(mutex_);
-    while (budget_ < account_->bytes + reserved_ + wanted &&
-           reserved_ > 0) { // what is under way takes less than granted
-        if (!run_one(lock)) {
-            has_result_.wait(lock);
-        }
+    // What is under way takes less than granted.
+    while (budget_ < account_->bytes + reserved_ + wanted && bring_on(lock)) {
     }
     lock.unlock();
     batch_list known_one{make(channel, list, at, forward, room())};
@@ -233,7 +236,8 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
             }
             const auto files =
                 list[next].file > list[at].file ? list[next].file - list[at].file : list[at].file - list[next].file;
-            if (files >= rows_.most_open()) { // a batch keeps its file open until it is decoded
+            // A batch keeps its file open until it is decoded.
+            if (files >= rows_.most_open() || !rows_.has_room_for(list[next].file)) {
                 return;
             }
             batch_list known_one{make(channel, list, next, forward, free)};
@@ -297,13 +301,11 @@ void record_store::finish(const batch_pointer& batch)
 /// is nothing that the program could let go, it counts as one that cannot be decoded.
 void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
 {
-    while (reserved_ > 0) {
-        if (!run_one(lock)) {
-            has_result_.wait(lock);
-        }
+    while (bring_on(lock)) {
     }
     lock.unlock();
     release_others();
+    batch->rows = rows_.rows(batch->places.front().file);
     lock.lock();
     const std::size_t used = account_->bytes;
     batch->places.resize(1);
@@ -312,6 +314,7 @@ void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, 
     batch->gets_all = true;
     batch->state = record_batch::stage::waiting;
     reserved_ += batch->grant;
+    ++under_way_;
     run(lock, batch, own_workspace_);
     batch->refusal.may_pass = batch->refusal.what == record_failure::cause::no_room && holds_more_than_the_event();
 }
@@ -340,6 +343,19 @@ bool record_store::run_one(std::unique_lock<std::mutex>& lock)
     return true;
 }
 
+/// Decodes a batch that waits, or waits until one that is being decoded is done; false when there are neither.
+bool record_store::bring_on(std::unique_lock<std::mutex>& lock)
+{
+    if (run_one(lock)) {
+        return true;
+    }
+    if (under_way_ == 0) {
+        return false;
+    }
+    has_result_.wait(lock);
+    return true;
+}
+
 void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch,
                        decode_workspace& workspace) noexcept
 {
@@ -348,9 +364,10 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
     decode(*batch, workspace);
     lock.lock();
     batch->size = batch->records.size();
-    batch->rows = batch->size == 0 ? std::move(batch->rows) : nullptr;
+    batch->rows = nullptr;
     batch->state = record_batch::stage::done;
     reserved_ -= batch->grant;
+    --under_way_;
     account_->bytes += batch->arena.bytes() - batch->counted;
     batch->counted = batch->arena.bytes();
     has_result_.notify_all();

@@ -45,7 +45,7 @@ struct record_batch {
     }
 
     std::shared_ptr<memory_account> account;
-    std::shared_ptr<const file_rows> rows;   ///< until it is decoded: what is held must not keep files open
+    std::shared_ptr<const file_rows> rows;   ///< while it waits and is decoded: what is held must not keep files open
     std::shared_ptr<const std::string> path; ///< of the file, at which records point
     std::size_t channel = 0;
     std::size_t first = 0; ///< position of the first record in the channel's list
@@ -115,6 +115,7 @@ private:
     void enqueue(batch_list& one, bool at_once) noexcept;
     void fetch_ahead(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward);
     bool run_one(std::unique_lock<std::mutex>& lock);
+    bool bring_on(std::unique_lock<std::mutex>& lock);
     void run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch, decode_workspace& workspace) noexcept;
     void decode(record_batch& batch, decode_workspace& workspace) noexcept;
     void decode_records(record_batch& batch, decode_workspace& workspace);
@@ -138,7 +139,8 @@ private:
     std::condition_variable has_work_;
     std::condition_variable has_result_;
     batch_list queue_;
-    std::size_t reserved_ = 0; ///< grants of batches that are not decoded yet
+    std::size_t reserved_ = 0;  ///< grants of batches that are not decoded yet
+    std::size_t under_way_ = 0; ///< how many they are
     bool stop_ = false;
     std::vector<std::thread> workers_;
 };

@@ -3,14 +3,18 @@
 #include "small_file.h"
 #include "temp_directory.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
+#include <string_view>
+#include <system_error>
 #include <unistd.h>
 
 namespace
@@ -23,6 +27,19 @@ std::atomic<std::int64_t> bytes_read{0};
 constexpr int unlimited = std::numeric_limits<int>::max();
 std::atomic<int> first_refused{unlimited}; ///< no file is opened as this descriptor, or as one behind it
 std::atomic<int> refused_with{EMFILE};
+
+std::atomic<int> most_open{0}; ///< data files at once, as far as open has seen them
+
+/// Descriptors of data files.
+int open_data_files()
+{
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code ignored;
+        count += std::filesystem::read_symlink(entry.path(), ignored).extension() == ".raw" ? 1 : 0;
+    }
+    return count;
+}
 
 } // namespace
 
@@ -60,6 +77,9 @@ extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, 
         ::close(fd);
         errno = refused_with;
         return -1;
+    }
+    if (fd >= 0 && std::string_view(path).find(".raw") != std::string_view::npos) {
+        most_open = std::max<int>(most_open, open_data_files());
     }
     return fd;
 }
@@ -193,6 +213,60 @@ TEST(lack_of_descriptors, is_not_taken_for_a_bad_file)
     EXPECT_EQ(numbers_of(later), all); // not remembered
     EXPECT_TRUE(reader.report().skipped_files.empty());
     EXPECT_TRUE(later.report().skipped_files.empty());
+}
+
+/// Forty slow values, each in a file of its own, and an event behind them in which all of them are carried.
+std::vector<std::string> write_one_value_per_file(const trox_test::temp_directory& directory)
+{
+    std::vector<std::string> paths;
+    for (std::uint64_t i = 1; i <= 40; ++i) {
+        const std::string name = std::to_string(i);
+        small_file file(directory.file("s" + name + ".raw"));
+        paths.push_back(file.update(i, tenth(i), "T/SLOW." + name, static_cast<float>(i)).finish());
+    }
+    paths.push_back(small_file(directory.file("z.raw")).machine(50, tenth(50), {{"T/A", 1.0F}}).finish());
+    return paths;
+}
+
+void expect_all_values(const std::optional<trox::event>& event)
+{
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->number(), 50U);
+    for (std::size_t i = 0; i < 40; ++i) {
+        ASSERT_TRUE((*event)[i]) << i;
+        EXPECT_EQ((*event)[i].number(), static_cast<double>(i + 1));
+    }
+}
+
+TEST(files_at_once, are_no_more_than_allowed)
+{
+    const trox_test::temp_directory directory;
+    const auto paths = write_one_value_per_file(directory);
+    for (const int allowed : {1, 2, 7}) {
+        const auto data = trox::data_set::open_files(paths, {true, static_cast<std::size_t>(allowed)});
+        for (const unsigned threads : {1U, 2U, 4U}) {
+            SCOPED_TRACE(std::to_string(allowed) + " files, " + std::to_string(threads) + " threads");
+            trox::event_reader reader(data, {}, {std::size_t{16} << 20, threads, true});
+            most_open = 0;
+            expect_all_values(reader.last());
+            EXPECT_EQ(number_of(reader.first()), 1U);
+            expect_all_values(reader.at_number(50));
+            EXPECT_LE(most_open, allowed);
+            EXPECT_GE(most_open, 1);
+        }
+    }
+}
+
+TEST(files_at_once, are_no_more_than_there_are_descriptors)
+{
+    const trox_test::temp_directory directory;
+    const auto data = trox::data_set::open_files(write_one_value_per_file(directory));
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {std::size_t{16} << 20, threads, true});
+        const descriptor_limit limit(6);
+        expect_all_values(reader.last());
+        EXPECT_TRUE(reader.report().skipped_files.empty());
+    }
 }
 
 class refused_files : public testing::TestWithParam<int>
