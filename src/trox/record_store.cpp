@@ -316,7 +316,9 @@ void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, 
     reserved_ += batch->grant;
     ++under_way_;
     run(lock, batch, own_workspace_);
-    batch->refusal.may_pass = batch->refusal.what == record_failure::cause::no_room && holds_more_than_the_event();
+    using cause = record_failure::cause;
+    batch->refusal.may_pass = batch->refusal.what == cause::no_memory ||
+                              (batch->refusal.what == cause::no_room && holds_more_than_the_event());
 }
 
 /// Whether decoded records outside the present event are held. Under the mutex, when all others are released.
