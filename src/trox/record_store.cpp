@@ -63,8 +63,14 @@ auto record_store::find(const channel_state& state, std::size_t at) -> batch_poi
 {
     const std::lock_guard lock(mutex_);
     const auto found = std::find_if(state.batches.begin(), state.batches.end(),
-                                    [at](const batch_pointer& batch) { return batch->covers(at); });
+                                    [at](const batch_pointer& batch) { return batch->answers_for(at); });
     return found == state.batches.end() ? nullptr : *found;
+}
+
+/// Whether a batch was refused, and may not be now. Under the mutex.
+bool record_store::is_stale(const record_batch& batch) const noexcept
+{
+    return batch.size == 0 && batch.round != round_;
 }
 
 /// Bytes that may still be granted.
@@ -132,6 +138,17 @@ template <class Keeps> auto record_store::take_out(channel_state& state, Keeps k
     return taken;
 }
 
+bool record_store::forget_if_stale(channel_state& state, const record_batch& batch) noexcept
+{
+    batch_list released; // ends without the lock
+    const std::lock_guard lock(mutex_);
+    if (!is_stale(batch)) {
+        return false;
+    }
+    released = take_out(state, [&batch](const record_batch& other) { return &other != &batch; });
+    return true;
+}
+
 /// Gives up what neither the present event nor a caller holds.
 void record_store::release_others() noexcept
 {
@@ -152,7 +169,8 @@ void record_store::trim(channel_state& state, bool forward) noexcept
     bool keeps_one = true;
     released = take_out(state, [&](const record_batch& batch) {
         const bool is_ahead = batch.round == 0 && batch.forward == forward;
-        return batch.round == round_ || is_ahead || (batch.round != 0 && std::exchange(keeps_one, false));
+        return !is_stale(batch) &&
+               (batch.round == round_ || is_ahead || (batch.round != 0 && std::exchange(keeps_one, false)));
     });
 }
 
@@ -175,7 +193,10 @@ void record_store::enqueue(batch_list& one, bool at_once) noexcept
 void record_store::request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
-    const batch_pointer known = find(state, at);
+    batch_pointer known = find(state, at);
+    if (known != nullptr && forget_if_stale(state, *known)) {
+        known.reset();
+    }
     if (at == state.expected) {
         state.run = std::min(state.run + 1, longest_run);
         state.expected = forward ? at + 1 : at - 1;
@@ -225,6 +246,9 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
         const batch_pointer known = find(state, next);
         if (known != nullptr) {
             const std::lock_guard lock(mutex_);
+            if (known->size == 0) { // refused
+                return;
+            }
             next = forward ? known->first + (known->forward ? known->size : 1)
                            : known->first - (known->forward ? 1 : known->size);
         } else if (ahead > 0 && next < list.size()) { // positions before 0 wrap around

@@ -6,6 +6,7 @@
 #include "trox/event_index.h"
 #include "trox/open_files.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -34,11 +35,12 @@ struct record_batch {
     record_batch(const record_batch&) = delete;
     record_batch& operator=(const record_batch&) = delete;
 
-    /// Whether record `at` of the channel's list is in it, and its index here.
-    bool covers(std::size_t at) const noexcept
+    /// Whether record `at` of the channel's list is in it, or would be the first one had there been room or memory.
+    bool answers_for(std::size_t at) const noexcept
     {
-        return index_of(at) < size;
+        return index_of(at) < std::max<std::size_t>(size, 1);
     }
+    /// Its index here.
     std::size_t index_of(std::size_t at) const noexcept
     {
         return forward ? at - first : first - at; // wraps around for what is not in it
@@ -105,6 +107,8 @@ private:
     };
 
     batch_pointer find(const channel_state& state, std::size_t at);
+    bool is_stale(const record_batch& batch) const noexcept;
+    bool forget_if_stale(channel_state& state, const record_batch& batch) noexcept;
     batch_pointer make(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward,
                        std::size_t room);
     std::size_t room() const;

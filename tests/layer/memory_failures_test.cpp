@@ -144,6 +144,19 @@ TEST_F(memory_failures, of_workers_leave_it_to_the_reader_to_try_again)
     }
 }
 
+TEST_F(memory_failures, of_workers_that_never_have_any_leave_all_to_the_reader)
+{
+    for (const unsigned threads : {2U, 4U, 16U}) {
+        SCOPED_TRACE(threads);
+        trox::event_reader reader(*data_, {}, {budget, threads, true});
+        const trox_test::failing_allocations_elsewhere fails;
+        for (int round = 0; round < 20; ++round) {
+            ASSERT_EQ(first_difference(expected_, texts_of(reader)), "");
+        }
+        EXPECT_TRUE(reader.report().skipped_records.empty());
+    }
+}
+
 TEST_F(memory_failures, are_thrown_and_never_taken_for_damage)
 {
     const auto format = tw::generation::v2010;

@@ -37,6 +37,16 @@ public:
     bool has_failed() const;
 };
 
+/// Makes all allocations of all other threads fail, as long as it lives. One at a time.
+class failing_allocations_elsewhere
+{
+public:
+    failing_allocations_elsewhere();
+    failing_allocations_elsewhere(const failing_allocations_elsewhere&) = delete;
+    failing_allocations_elsewhere& operator=(const failing_allocations_elsewhere&) = delete;
+    ~failing_allocations_elsewhere();
+};
+
 /// Makes all allocations fail that are of so many bytes or more, in all threads, as long as it lives. One at a time.
 class failing_large_allocations
 {
