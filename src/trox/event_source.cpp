@@ -222,7 +222,8 @@ try {
                  index_.events()[index_.records(channel)[at].event].number, where.offset});
 }
 
-/// Finds out which records the event needs, and has them decoded.
+/// Finds out which records the event needs, and has them decoded. None is held until all are, so that they have to find
+/// room beside nothing but each other.
 void event_source::want(std::size_t index, bool forward)
 {
     store_.begin_event();
@@ -237,6 +238,9 @@ void event_source::want(std::size_t index, bool forward)
         if (wanted.position) {
             at_place(i, *wanted.position, [&] { store_.request(i, index_.records(i), *wanted.position, forward); });
         }
+    }
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        take(wanted_[i], i);
     }
 }
 

@@ -125,7 +125,7 @@ template <class Keeps> auto record_store::take_out(channel_state& state, Keeps k
     batch_list taken;
     for (auto at = state.batches.begin(); at != state.batches.end();) {
         const auto batch = at++;
-        if (keeps(**batch) || (*batch)->state == record_batch::stage::decoding) {
+        if (keeps(*batch) || (*batch)->state == record_batch::stage::decoding) {
             continue;
         }
         if ((*batch)->state == record_batch::stage::waiting) {
@@ -145,7 +145,7 @@ bool record_store::forget_if_stale(channel_state& state, const record_batch& bat
     if (!is_stale(batch)) {
         return false;
     }
-    released = take_out(state, [&batch](const record_batch& other) { return &other != &batch; });
+    released = take_out(state, [&batch](const batch_pointer& other) { return other.get() != &batch; });
     return true;
 }
 
@@ -156,7 +156,7 @@ void record_store::release_others() noexcept
     const std::lock_guard lock(mutex_);
     for (channel_state& state : channels_) {
         released.splice(released.end(),
-                        take_out(state, [this](const record_batch& batch) { return batch.round == round_; }));
+                        take_out(state, [this](const batch_pointer& batch) { return batch->round == round_; }));
     }
 }
 
@@ -167,10 +167,10 @@ void record_store::trim(channel_state& state, bool forward) noexcept
     batch_list released; // ends without the lock
     const std::lock_guard lock(mutex_);
     bool keeps_one = true;
-    released = take_out(state, [&](const record_batch& batch) {
-        const bool is_ahead = batch.round == 0 && batch.forward == forward;
-        return !is_stale(batch) &&
-               (batch.round == round_ || is_ahead || (batch.round != 0 && std::exchange(keeps_one, false)));
+    released = take_out(state, [&](const batch_pointer& batch) {
+        const bool is_ahead = batch->round == 0 && batch->forward == forward;
+        return !is_stale(*batch) &&
+               (batch->round == round_ || is_ahead || (batch->round != 0 && std::exchange(keeps_one, false)));
     });
 }
 
@@ -210,20 +210,31 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
                              std::find(state.batches.begin(), state.batches.end(), known));
         return;
     }
-    const std::size_t wanted = wanted_bytes(state);
-    if (room() < wanted) {
-        release_others();
+    if (!one_by_one_) {
+        make_room_for(wanted_bytes(state));
     }
-    std::unique_lock lock(mutex_);
-    // What is under way takes less than granted.
-    while (budget_ < account_->bytes + reserved_ + wanted && bring_on(lock)) {
-    }
-    lock.unlock();
     batch_list known_one{make(channel, list, at, forward, room())};
     batch_list queued_one = known_one;
     trim(state, forward);
     state.batches.splice(state.batches.begin(), known_one);
-    enqueue(queued_one, true);
+    if (one_by_one_) {
+        std::unique_lock lock(mutex_);
+        decode_alone(lock, queued_one.front());
+    } else {
+        enqueue(queued_one, true);
+    }
+}
+
+/// As far as that is possible without what the present event needs.
+void record_store::make_room_for(std::size_t bytes)
+{
+    if (room() < bytes) {
+        release_others();
+    }
+    std::unique_lock lock(mutex_);
+    // What is under way takes less than granted.
+    while (budget_ < account_->bytes + reserved_ + bytes && bring_on(lock)) {
+    }
 }
 
 void record_store::prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at,
@@ -299,6 +310,8 @@ std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, co
             failure = batch->failures[index];
             return nullptr;
         }
+        state.given = at;
+        state.given_in = round_;
         return {batch, &batch->records[index]};
     }
 }
@@ -316,45 +329,117 @@ void record_store::finish(const batch_pointer& batch)
             has_result_.wait(lock);
         }
     }
-    if (batch->size == 0) {
+    if (batch->size == 0 && !batch->is_alone) {
         decode_with_all_there_is(lock, batch);
     }
 }
 
-/// A record that did not fit its grant gets all memory that nobody holds. When that does not suffice either, and there
-/// is nothing that the program could let go, it counts as one that cannot be decoded.
+/// A record that did not fit its grant gets all memory that nobody holds; when that does not suffice, also what records
+/// lie in that stand beside those of the event. When that does not suffice either, and there is nothing that the
+/// program could let go, it counts as one that cannot be decoded.
 void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
 {
     while (bring_on(lock)) {
     }
     lock.unlock();
     release_others();
-    batch->rows = rows_.rows(batch->places.front().file);
+    load_rows_of(*batch);
     lock.lock();
+    decode_alone(lock, batch);
+    if (batch->size == 0 && batch->refusal.what == record_failure::cause::no_room && !one_by_one_) {
+        go_one_by_one(lock, batch);
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        decode_alone(lock, batch);
+    }
+}
+
+/// While no other is under way.
+void record_store::decode_alone(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    using cause = record_failure::cause;
     const std::size_t used = account_->bytes;
     batch->places.resize(1);
     batch->size = 1;
     batch->grant = used < budget_ ? budget_ - used : 0;
-    batch->gets_all = true;
+    batch->is_alone = true;
     batch->state = record_batch::stage::waiting;
     reserved_ += batch->grant;
     ++under_way_;
     run(lock, batch, own_workspace_);
-    using cause = record_failure::cause;
     batch->refusal.may_pass = batch->refusal.what == cause::no_memory ||
                               (batch->refusal.what == cause::no_room && holds_more_than_the_event());
 }
 
-/// Whether decoded records outside the present event are held. Under the mutex, when all others are released.
+void record_store::load_rows_of(record_batch& batch)
+{
+    batch.rows = rows_.rows(batch.places.front().file);
+    batch.path = batch.rows == nullptr ? nullptr : batch.rows->path();
+}
+
+/// A batch of one record of another batch.
+auto record_store::alone_of(const record_batch& batch, std::size_t at) const -> batch_pointer
+{
+    auto alone = std::make_shared<record_batch>(account_);
+    alone->channel = batch.channel;
+    alone->first = at;
+    alone->forward = batch.forward;
+    alone->target_bytes = batch_bytes_;
+    alone->round = round_;
+    alone->places.push_back(batch.places[batch.index_of(at)]);
+    alone->records.reserve(1);
+    alone->failures.reserve(1);
+    return alone;
+}
+
+/// Decodes the records of the event that waits have given so far once more, each alone, in the order of the channels,
+/// and gives up those that no wait has asked for yet: these follow in turn. Only what the program holds stays. While no
+/// batch is under way.
+void record_store::go_one_by_one(std::unique_lock<std::mutex>& lock, const batch_pointer& present)
+{
+    one_by_one_ = true;
+    const auto stays = [&present](const batch_pointer& batch) {
+        return batch == present || batch->is_alone || batch.use_count() > 1;
+    };
+    batch_list again;
+    for (const channel_state& state : channels_) {
+        const auto given = std::find_if(state.batches.begin(), state.batches.end(), [&](const batch_pointer& batch) {
+            return state.given_in == round_ && batch->answers_for(state.given);
+        });
+        if (given != state.batches.end() && !stays(*given)) {
+            again.push_back(alone_of(**given, state.given));
+        }
+    }
+    batch_list released;
+    for (channel_state& state : channels_) {
+        released.splice(released.end(), take_out(state, stays));
+    }
+    released.clear();
+    while (!again.empty()) {
+        const batch_pointer batch = again.front();
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        auto& batches = channels_[batch->channel].batches;
+        batches.splice(batches.begin(), again, again.begin());
+        decode_alone(lock, batch);
+    }
+}
+
+/// Whether decoded records outside the present event are held, or such that lie beside one of its records. Under the
+/// mutex, when all others are released.
 bool record_store::holds_more_than_the_event() const noexcept
 {
     std::size_t counted = 0;
+    bool is_shared = false;
     for (const channel_state& state : channels_) {
         for (const batch_pointer& batch : state.batches) {
             counted += batch->counted;
+            is_shared = is_shared || !batch->is_alone;
         }
     }
-    return account_->bytes > counted;
+    return account_->bytes > counted || (one_by_one_ && is_shared);
 }
 
 /// Decodes one batch that waits; false when none does.
@@ -402,7 +487,8 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
 void record_store::decode(record_batch& batch, decode_workspace& workspace) noexcept
 {
     constexpr auto no_memory = record_failure::cause::no_memory;
-    batch.arena = batch_arena(batch.grant, pool_);
+    batch.arena =
+        batch_arena(batch.grant, pool_, batch.is_alone ? batch_arena::blocks::exact : batch_arena::blocks::roomy);
     batch.records.clear();
     batch.failures.clear();
     batch.refusal = {};
@@ -457,7 +543,7 @@ void record_store::refuse(record_batch& batch, channel_decoder& decoder, std::ui
                 : "the records of one event, with those that the program holds, need more memory than the budget";
         batch.refusal = {record_failure::cause::no_room, text, 0, budget_};
     }
-    if (needed <= budget_ && !batch.gets_all) {
+    if (needed <= budget_ && !batch.is_alone) {
         return; // may fit, or find memory, when it is tried once more
     }
     const record_failure defect = decoder.defect(row);

@@ -55,7 +55,7 @@ struct record_batch {
     std::vector<record_place> places;
     std::size_t target_bytes = 0; ///< decoding ends early once there are so many
     std::size_t grant = 0;        ///< bytes that it may take
-    bool gets_all = false;        ///< that nobody else has
+    bool is_alone = false;        ///< one record, with all memory that nobody holds, in blocks of just its size
     std::size_t counted = 0;      ///< bytes in the account
     std::uint64_t round = 0;      ///< when it was last asked for; the reader's thread only
 
@@ -82,8 +82,12 @@ public:
     void begin_event() noexcept
     {
         ++round_;
+        one_by_one_ = false;
     }
     // What throws leaves the store able to go on.
+
+    // As long as nobody holds a record of the event that `wait` gives, whether all of them find room depends on nothing
+    // but the event and what the program holds of others.
 
     /// Has record `at` of a channel's list decoded. `forward` tells where the reader goes. Throws error for a file that
     /// cannot be loaded and must not be passed over.
@@ -104,6 +108,8 @@ private:
         std::size_t typical_bytes = 0; ///< of a decoded record; 0 while unknown
         std::size_t run = 1;           ///< records of the next batch: grows while they are used in order
         std::size_t expected = 0;      ///< the next position when they are used in order
+        std::size_t given = 0;         ///< position of the record that a wait gave last
+        std::uint64_t given_in = 0;    ///< when
     };
 
     batch_pointer find(const channel_state& state, std::size_t at);
@@ -124,8 +130,13 @@ private:
     void decode(record_batch& batch, decode_workspace& workspace) noexcept;
     void decode_records(record_batch& batch, decode_workspace& workspace);
     void refuse(record_batch& batch, channel_decoder& decoder, std::uint32_t row) const noexcept;
+    void make_room_for(std::size_t bytes);
     void finish(const batch_pointer& batch);
     void decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    void decode_alone(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    batch_pointer alone_of(const record_batch& batch, std::size_t at) const;
+    void go_one_by_one(std::unique_lock<std::mutex>& lock, const batch_pointer& present);
+    void load_rows_of(record_batch& batch);
     bool holds_more_than_the_event() const noexcept;
     void work();
 
@@ -138,6 +149,7 @@ private:
     std::vector<channel_state> channels_;     ///< the reader's thread only, as the two below
     decode_workspace own_workspace_;
     std::uint64_t round_ = 0;
+    bool one_by_one_ = false; ///< the records of the present event are decoded alone; the reader's thread only
 
     mutable std::mutex mutex_; // guards all below, and the batches
     std::condition_variable has_work_;
