@@ -59,12 +59,15 @@ record_store::~record_store()
     pool_->close();
 }
 
-auto record_store::find(const channel_state& state, std::size_t at) -> batch_pointer
+auto record_store::find(const channel_state& state, std::size_t at) -> found_batch
 {
     const std::lock_guard lock(mutex_);
     const auto found = std::find_if(state.batches.begin(), state.batches.end(),
                                     [at](const batch_pointer& batch) { return batch->answers_for(at); });
-    return found == state.batches.end() ? nullptr : *found;
+    if (found == state.batches.end()) {
+        return {};
+    }
+    return {*found, (*found)->size, (*found)->state == record_batch::stage::done};
 }
 
 /// Whether a batch was refused, and may not be now. Under the mutex.
@@ -138,15 +141,11 @@ template <class Keeps> auto record_store::take_out(channel_state& state, Keeps k
     return taken;
 }
 
-bool record_store::forget_if_stale(channel_state& state, const record_batch& batch) noexcept
+void record_store::forget(channel_state& state, const record_batch& batch) noexcept
 {
     batch_list released; // ends without the lock
     const std::lock_guard lock(mutex_);
-    if (!is_stale(batch)) {
-        return false;
-    }
     released = take_out(state, [&batch](const batch_pointer& other) { return other.get() != &batch; });
-    return true;
 }
 
 /// Gives up what neither the present event nor a caller holds.
@@ -193,10 +192,12 @@ void record_store::enqueue(batch_list& one, bool at_once) noexcept
 void record_store::request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
-    batch_pointer known = find(state, at);
-    if (known != nullptr && forget_if_stale(state, *known)) {
-        known.reset();
+    const found_batch found = find(state, at);
+    const bool is_refused = found.batch != nullptr && found.size == 0 && found.batch->round != round_;
+    if (is_refused) { // it may not be now
+        forget(state, *found.batch);
     }
+    const batch_pointer known = is_refused ? nullptr : found.batch;
     if (at == state.expected) {
         state.run = std::min(state.run + 1, longest_run);
         state.expected = forward ? at + 1 : at - 1;
@@ -254,14 +255,12 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
     }
     std::size_t next = at;
     for (std::size_t ahead = 0; ahead <= depth_; ++ahead) {
-        const batch_pointer known = find(state, next);
+        const auto [known, size, is_done] = find(state, next);
         if (known != nullptr) {
-            const std::lock_guard lock(mutex_);
-            if (known->size == 0) { // refused
+            if (size == 0) { // refused
                 return;
             }
-            next = forward ? known->first + (known->forward ? known->size : 1)
-                           : known->first - (known->forward ? 1 : known->size);
+            next = forward ? known->first + (known->forward ? size : 1) : known->first - (known->forward ? 1 : size);
         } else if (ahead > 0 && next < list.size()) { // positions before 0 wrap around
             // A quarter stays free for what is asked for at once.
             const std::size_t free = room();
@@ -286,17 +285,36 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
     }
 }
 
+/// A record that a wait has given in this event: it lies in the batch used last, which does not change any more.
+std::shared_ptr<const decoded_record> record_store::given_before(const channel_state& state, std::size_t at) const
+{
+    if (state.given_in != round_ || state.given != at || state.batches.empty()) {
+        return nullptr;
+    }
+    const batch_pointer& batch = state.batches.front();
+    const std::size_t index = batch->index_of(at);
+    if (index >= batch->size || batch->failures[index]) {
+        return nullptr;
+    }
+    return {batch, &batch->records[index]};
+}
+
 std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
                                                          std::size_t at, bool forward, record_failure& failure)
 {
     channel_state& state = channels_[channel];
+    if (auto record = given_before(state, at)) {
+        return record;
+    }
     for (;;) {
-        const batch_pointer batch = find(state, at);
+        const auto [batch, size, is_done] = find(state, at);
         if (batch == nullptr) { // the one that had it in mind ended early
             request(channel, list, at, forward);
             continue;
         }
-        finish(batch);
+        if (!is_done || size == 0) {
+            finish(batch);
+        }
         if (batch->size == 0) {
             failure = batch->refusal;
             return nullptr;

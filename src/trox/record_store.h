@@ -112,9 +112,16 @@ private:
         std::uint64_t given_in = 0;    ///< when
     };
 
-    batch_pointer find(const channel_state& state, std::size_t at);
+    /// A batch as it was when it was found; it goes on.
+    struct found_batch {
+        batch_pointer batch{}; ///< null: there is none
+        std::size_t size = 0;
+        bool is_done = false; ///< has its size for good
+    };
+
+    found_batch find(const channel_state& state, std::size_t at);
     bool is_stale(const record_batch& batch) const noexcept;
-    bool forget_if_stale(channel_state& state, const record_batch& batch) noexcept;
+    void forget(channel_state& state, const record_batch& batch) noexcept;
     batch_pointer make(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward,
                        std::size_t room);
     std::size_t room() const;
@@ -130,6 +137,7 @@ private:
     void decode(record_batch& batch, decode_workspace& workspace) noexcept;
     void decode_records(record_batch& batch, decode_workspace& workspace);
     void refuse(record_batch& batch, channel_decoder& decoder, std::uint32_t row) const noexcept;
+    std::shared_ptr<const decoded_record> given_before(const channel_state& state, std::size_t at) const;
     void make_room_for(std::size_t bytes);
     void finish(const batch_pointer& batch);
     void decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
