@@ -172,8 +172,8 @@ public:
     //
     // All of them throw error: (out_of_budget) when the event does not fit beside what the program holds,
     // (missing_channel) when the selection asks for it, (input_output) when descriptors or memory are short, and with
-    // `skip_bad_records` off for the first record or file that cannot be read. std::bad_alloc may leave them as well, and
-    // what progress throws. After any of these the reader stands where it stood.
+    // `skip_bad_records` off for the first record or file that cannot be read. std::bad_alloc may leave them as well,
+    // and what progress throws. After any of these the reader stands where it stood.
 
     std::optional<event> first();
     std::optional<event> last();

@@ -319,7 +319,8 @@ TEST_F(known_steps, that_progress_ends_pass_its_exception_on)
         paths.push_back(directory_.file("p" + std::to_string(number) + ".raw"));
         write_numbers(paths.back(), tw::generation::v2010, {number});
     }
-    struct stopped {};
+    struct stopped {
+    };
     trox::reading_options options;
     options.progress = [](std::size_t file, std::size_t) {
         if (file == 4) {
