@@ -55,6 +55,7 @@ std::size_t batch_arena::largest_for(std::size_t size) const noexcept
 
 memory_block batch_arena::lend(std::size_t size) noexcept
 {
+    largest_lent_ = std::max(largest_lent_, size);
     memory_block block =
         has_room(size) ? take_block(pool_, size, std::min(largest_for(size), limit_ - bytes_ - lent_)) : memory_block();
     lent_ += block == nullptr ? 0 : block.get_deleter().size;

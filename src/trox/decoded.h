@@ -80,11 +80,21 @@ public:
     /// A block for use while a record is decoded, which counts for the limit until it is taken back; null as above.
     memory_block lend(std::size_t size) noexcept;
     void take_back(memory_block block) noexcept;
+    /// Bytes of the largest block that was lent, or refused.
+    std::size_t largest_lent() const noexcept
+    {
+        return largest_lent_;
+    }
     mark position() const noexcept
     {
         return {blocks_.size(), used_, bytes_, asked_};
     }
     void rewind(mark to) noexcept;
+    /// Gives up all memory.
+    void release() noexcept
+    {
+        rewind({});
+    }
     /// Bytes of all blocks; of exact ones without what is left of their last page.
     std::size_t bytes() const noexcept
     {
@@ -113,6 +123,7 @@ private:
     blocks kind_;
     std::shared_ptr<memory_pool> pool_; // blocks that came from it keep it as well
     std::size_t lent_ = 0;
+    std::size_t largest_lent_ = 0;
     std::size_t refused_ = 0;
 };
 

@@ -220,7 +220,7 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
     state.batches.splice(state.batches.begin(), known_one);
     if (one_by_one_) {
         std::unique_lock lock(mutex_);
-        decode_alone(lock, queued_one.front());
+        decode_in_turn(lock, queued_one.front());
     } else {
         enqueue(queued_one, true);
     }
@@ -369,7 +369,7 @@ void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, 
         lock.unlock();
         load_rows_of(*batch);
         lock.lock();
-        decode_alone(lock, batch);
+        decode_in_turn(lock, batch);
     }
 }
 
@@ -382,6 +382,7 @@ void record_store::decode_alone(std::unique_lock<std::mutex>& lock, const batch_
     batch->size = 1;
     batch->grant = used < budget_ ? budget_ - used : 0;
     batch->is_alone = true;
+    batch->turn = ++turn_;
     batch->state = record_batch::stage::waiting;
     reserved_ += batch->grant;
     ++under_way_;
@@ -442,6 +443,77 @@ void record_store::go_one_by_one(std::unique_lock<std::mutex>& lock, const batch
         auto& batches = channels_[batch->channel].batches;
         batches.splice(batches.begin(), again, again.begin());
         decode_alone(lock, batch);
+    }
+}
+
+/// Decodes a record alone, behind those of the event that are there.
+void record_store::decode_in_turn(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    decode_alone(lock, batch);
+    const bool needs_more_for_a_while =
+        batch->size == 0 && batch->refusal.what == record_failure::cause::no_room && batch->arena.largest_lent() != 0;
+    if (needs_more_for_a_while) {
+        decode_among_the_others(lock, batch);
+    }
+}
+
+/// A record that is compressed needs more while it is decoded than it does then. All records of the event are decoded
+/// once more, those that need most of that first; when that does not suffice, all but this one as they were.
+void record_store::decode_among_the_others(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    std::vector<batch_pointer> others;
+    for (const channel_state& state : channels_) {
+        for (const batch_pointer& other : state.batches) {
+            if (other != batch && other->is_alone && other->round == round_ && other->size != 0 &&
+                other.use_count() == 1) {
+                others.push_back(other);
+            }
+        }
+    }
+    const record_failure refusal = batch->refusal;
+    std::sort(others.begin(), others.end(), [](const auto& a, const auto& b) { return a->turn < b->turn; });
+    empty(others);
+    std::vector<batch_pointer> all = others;
+    all.push_back(batch);
+    bool fits = decode_all(lock, {batch});
+    if (fits) {
+        std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
+            return a->arena.largest_lent() > b->arena.largest_lent();
+        });
+        empty(all);
+        fits = decode_all(lock, all);
+    }
+    if (!fits) {
+        empty(all);
+        batch->refusal = refusal;
+        decode_all(lock, others);
+    }
+}
+
+/// Decodes batches alone; false at the first that has no room.
+bool record_store::decode_all(std::unique_lock<std::mutex>& lock, const std::vector<batch_pointer>& batches)
+{
+    for (const batch_pointer& batch : batches) {
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        decode_alone(lock, batch);
+        if (batch->size == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Gives up what batches hold that nobody else does.
+void record_store::empty(const std::vector<batch_pointer>& batches)
+{
+    for (const batch_pointer& batch : batches) {
+        batch->arena.release();
+        batch->records.clear();
+        batch->failures.clear();
+        batch->size = 0;
+        account_->bytes -= std::exchange(batch->counted, 0);
     }
 }
 

@@ -55,6 +55,7 @@ struct record_batch {
     std::vector<record_place> places;
     std::size_t target_bytes = 0; ///< decoding ends early once there are so many
     std::size_t grant = 0;        ///< bytes that it may take
+    std::uint64_t turn = 0;       ///< of those that are alone, when it was decoded; the reader's thread only
     bool is_alone = false;        ///< one record, with all memory that nobody holds, in blocks of just its size
     std::size_t counted = 0;      ///< bytes in the account
     std::uint64_t round = 0;      ///< when it was last asked for; the reader's thread only
@@ -144,6 +145,10 @@ private:
     void decode_alone(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
     batch_pointer alone_of(const record_batch& batch, std::size_t at) const;
     void go_one_by_one(std::unique_lock<std::mutex>& lock, const batch_pointer& present);
+    void decode_in_turn(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    void decode_among_the_others(std::unique_lock<std::mutex>& lock, const batch_pointer& batch);
+    bool decode_all(std::unique_lock<std::mutex>& lock, const std::vector<batch_pointer>& batches);
+    void empty(const std::vector<batch_pointer>& batches);
     void load_rows_of(record_batch& batch);
     bool holds_more_than_the_event() const noexcept;
     void work();
@@ -157,6 +162,7 @@ private:
     std::vector<channel_state> channels_;     ///< the reader's thread only, as the two below
     decode_workspace own_workspace_;
     std::uint64_t round_ = 0;
+    std::uint64_t turn_ = 0;
     bool one_by_one_ = false; ///< the records of the present event are decoded alone; the reader's thread only
 
     mutable std::mutex mutex_; // guards all below, and the batches

@@ -6,6 +6,7 @@
 #include "temp_directory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <map>
 #include <numeric>
@@ -473,6 +474,43 @@ TEST_F(budgets, that_an_event_fits_deliver_it_although_others_lie_beside_its_rec
         }
         EXPECT_EQ(delivered, 64U);
     }
+}
+
+TEST_F(budgets, suffice_for_what_fits_in_another_order)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("a.raw");
+    {
+        std::mt19937 random(11);
+        std::vector<float> noise(100000);
+        std::generate(noise.begin(), noise.end(), [&] { return std::ldexp(static_cast<float>(random()), -31); });
+        tw::file_writer file(path, format);
+        const auto plain = file.add_channel("T/PLAIN");
+        const auto zipped = file.add_channel("T/ZIPPED", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 3; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            file.add_record(plain,
+                            tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(75000, 1.0F)));
+            file.add_record(zipped, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, noise));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    // 300 000 bytes, and 400 000 with nearly as much while they are decompressed: first that one, then the other.
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {800000, threads, false});
+        EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 3}));
+        const auto event = reader.at_number(2);
+        ASSERT_TRUE(event);
+        EXPECT_TRUE((*event)[0] && (*event)[1]);
+    }
+    trox::event_reader smaller(data, {}, {690000, 1, true});
+    const auto event = smaller.at_number(2);
+    ASSERT_TRUE(event);
+    EXPECT_TRUE((*event)[0]);
+    EXPECT_FALSE((*event)[1]);
 }
 
 } // namespace
