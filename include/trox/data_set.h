@@ -154,7 +154,8 @@ class data_set
 {
 public:
     /// The given files, in the given order unless the options ask for another. Throws error (not_found, bad_file,
-    /// input_output); with `skip_bad_files` only when none could be opened.
+    /// input_output); with `skip_bad_files` only when none could be opened, or when descriptors or memory are short,
+    /// which says nothing of a file (input_output).
     static data_set open_files(const std::vector<std::string>& paths, const open_options& options = {});
     /// The files of a run, or of all runs in a period [begin, end). A run of the period whose catalogue file cannot be
     /// read is a skipped file, or thrown like one.
@@ -171,11 +172,11 @@ public:
     /// Up to `most` names that a person may have meant, the most similar first.
     std::vector<std::string> similar_names(std::string_view name, std::size_t most = 3) const;
     /// Reads the heads of the channel's baskets, and decodes its first good record. Throws error (wrong_use) for a
-    /// channel that is not there.
+    /// channel that is not there, (input_output) when descriptors or memory are short.
     channel_details inspect(std::size_t channel) const;
     /// The events of all records of some channels, by the tables alone: nothing is decoded. One element per channel. A
     /// file that cannot be loaded any more is noted among the skipped records of each of its channels. Throws error
-    /// (wrong_use) for a channel that is not there.
+    /// (wrong_use) for a channel that is not there, (input_output) when descriptors or memory are short.
     std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels,
                                        const file_progress& progress = {}) const;
     /// First and last time of all events; none without events.

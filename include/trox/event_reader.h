@@ -87,7 +87,7 @@ struct reading_options {
     /// Take records that cannot be decoded for missing ones, and those that can never fit the budget; else throw
     /// (damaged_record, input_output, out_of_budget).
     bool skip_bad_records = true;
-    file_progress progress{}; ///< while events are looked for in the tables
+    file_progress progress{}; ///< while events are looked for in the tables; what it throws ends the step
 };
 
 /// What reading met. Counts are of the events delivered so far by stepping in any direction; a range-for pass begins
@@ -172,8 +172,8 @@ public:
     //
     // All of them throw error: (out_of_budget) when the event does not fit beside what the program holds,
     // (missing_channel) when the selection asks for it, (input_output) when descriptors or memory are short, and with
-    // `skip_bad_records` off for the first record or file that cannot be read. std::bad_alloc may leave them as well.
-    // After any of these the reader stands where it stood.
+    // `skip_bad_records` off for the first record or file that cannot be read. std::bad_alloc may leave them as well,
+    // and what progress throws. After any of these the reader stands where it stood.
 
     std::optional<event> first();
     std::optional<event> last();

@@ -47,7 +47,7 @@ generation generation_by_trailer(const std::string& path)
     struct stat status {
     };
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
-        throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
+        throw_unopened(errno, path);
     }
     if (!S_ISREG(status.st_mode)) {
         throw error(fault::bad_file, S_ISDIR(status.st_mode) ? "is a directory" : "is no regular file", {path});
@@ -80,6 +80,15 @@ template <class Call> auto with_generation(generation format, Call call)
 }
 
 } // namespace
+
+void throw_unopened(int error_number, const std::string& path)
+{
+    const char* const words = std::strerror(error_number);
+    if (error_number == EMFILE || error_number == ENFILE || error_number == ENOMEM) {
+        throw out_of_resources(fault::input_output, words, {path});
+    }
+    throw error(error_number == ENOENT ? fault::not_found : fault::input_output, words, {path});
+}
 
 file_identity identity_of(int fd, const std::string& path)
 {

@@ -141,7 +141,11 @@ public:
     using error::error;
 };
 
-/// Reads the tables of a file of any generation. Throws error.
+/// Throws what an error number tells of a file that cannot be opened: error (not_found, input_output), or
+/// out_of_resources.
+[[noreturn]] void throw_unopened(int error_number, const std::string& path);
+
+/// Reads the tables of a file of any generation. Throws error (out_of_resources).
 file_contents read_contents(const std::string& path);
 /// Loads the rows of channels; one that the file does not know has none. Throws error (out_of_resources), also when the
 /// path leads to another file than the one of that identity, or to one that was changed.

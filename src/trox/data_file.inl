@@ -65,11 +65,8 @@ template <class G> void open_file(const std::string& path, loaded_file<G>& file)
 {
     file.name = path;
     file.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file.fd < 0 && (errno == EMFILE || errno == ENFILE)) {
-        throw out_of_resources(fault::input_output, std::strerror(errno), {path});
-    }
     if (file.fd < 0) {
-        throw error(errno == ENOENT ? fault::not_found : fault::input_output, std::strerror(errno), {path});
+        throw_unopened(errno, path);
     }
 }
 
@@ -325,7 +322,8 @@ template <class G> class typed_rows;
 template <class G> class typed_decoder final : public channel_decoder
 {
 public:
-    typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes, decode_workspace& workspace);
+    typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes, file_window::reach also,
+                  decode_workspace& workspace);
     bool decode(std::uint32_t row, batch_arena& arena, decoded_record& out) override;
     record_failure failure() const noexcept override
     {
@@ -368,7 +366,8 @@ public:
         const std::uint64_t end = offset(channel, last);
         const std::uint64_t bytes = (begin < end ? end - begin : begin - end) + single_record_ahead;
         return std::make_unique<typed_decoder<G>>(
-            *this, channel, static_cast<std::size_t>(std::min<std::uint64_t>(bytes, records_ahead)), workspace);
+            *this, channel, static_cast<std::size_t>(std::min<std::uint64_t>(bytes, records_ahead)),
+            begin > end ? file_window::reach::before : file_window::reach::behind, workspace);
     }
     std::uint64_t offset(std::size_t channel, std::uint32_t row) const override
     {
@@ -707,7 +706,7 @@ template <class G> stored_channel typed_rows<G>::stored(std::size_t channel) con
 
 template <class G>
 typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, std::size_t bytes,
-                                decode_workspace& workspace)
+                                file_window::reach also, decode_workspace& workspace)
     : rows_(rows), channel_(channel), source_{{&workspace.event_headers},
                                               {&workspace.server_blocks},
                                               &workspace.channel,
@@ -717,9 +716,9 @@ typed_decoder<G>::typed_decoder(const typed_rows<G>& rows, std::size_t channel, 
     const int fd = rows.file().fd;
     const file_span basket = rows.basket(channel);
     const std::uint64_t file = rows.identity();
-    workspace.event_headers.look_at(file, fd, rows.event_headers().begin, rows.event_headers().end, heads_ahead);
-    workspace.server_blocks.look_at(file, fd, rows.server_blocks().begin, rows.server_blocks().end, heads_ahead);
-    workspace.channel.look_at(file, fd, basket.begin, basket.end, bytes);
+    workspace.event_headers.look_at(file, fd, rows.event_headers().begin, rows.event_headers().end, heads_ahead, also);
+    workspace.server_blocks.look_at(file, fd, rows.server_blocks().begin, rows.server_blocks().end, heads_ahead, also);
+    workspace.channel.look_at(file, fd, basket.begin, basket.end, bytes, also);
 }
 
 template <class G> bool typed_decoder<G>::decode(std::uint32_t row, batch_arena& arena, decoded_record& out)

@@ -384,6 +384,8 @@ channel_details data_set::inspect(std::size_t channel) const
             if (details.block_type == 0) {
                 take_shape(*rows, details);
             }
+        } catch (const detail::out_of_resources&) {
+            throw;
         } catch (const error& failure) {
             details.skipped_files.push_back({files()[i].path, failure.reason()});
         }
@@ -423,6 +425,8 @@ std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& cha
                     stamps.skipped.push_back({{info.path, names[i], bad.number, bad.offset}, bad.reason});
                 }
             }
+        } catch (const detail::out_of_resources&) {
+            throw;
         } catch (const error& failure) {
             for (std::size_t i = 0; i < present.size(); ++i) {
                 result[present[i]].skipped.push_back({{info.path, names[i], {}, {}}, failure.reason()});

@@ -42,13 +42,22 @@ bool batch_arena::has_room(std::size_t size) noexcept
     if (size <= limit_ && taken <= limit_ - size) {
         return true;
     }
-    refused_ = size <= std::numeric_limits<std::size_t>::max() - taken ? taken + size : size;
+    const std::size_t needed = kind_ == blocks::exact ? taken : asked_;
+    refused_ = size <= std::numeric_limits<std::size_t>::max() - needed ? needed + size : size;
     return false;
+}
+
+/// How large a block may be that is to have `size` bytes.
+std::size_t batch_arena::largest_for(std::size_t size) const noexcept
+{
+    return kind_ == blocks::exact ? size + memory_pool::page - 1 : limit_ - bytes_ - lent_;
 }
 
 memory_block batch_arena::lend(std::size_t size) noexcept
 {
-    memory_block block = has_room(size) ? take_block(pool_, size, limit_ - bytes_ - lent_) : memory_block();
+    largest_lent_ = std::max(largest_lent_, size);
+    memory_block block =
+        has_room(size) ? take_block(pool_, size, std::min(largest_for(size), limit_ - bytes_ - lent_)) : memory_block();
     lent_ += block == nullptr ? 0 : block.get_deleter().size;
     return block;
 }
@@ -68,19 +77,21 @@ try {
         if (!has_room(rounded)) {
             return nullptr;
         }
+        const bool is_exact = kind_ == blocks::exact;
         const std::size_t free = limit_ - bytes_ - lent_;
-        const std::size_t usual = std::min(usual_block, std::max<std::size_t>(bytes_, 1024));
+        const std::size_t usual = is_exact ? 0 : std::min(usual_block, std::max<std::size_t>(bytes_, 1024));
         const std::size_t wanted = std::max(rounded, std::min(usual, free));
-        memory_block added = take_block(pool_, wanted, free);
+        memory_block added = take_block(pool_, wanted, largest_for(wanted));
         if (added == nullptr) {
             return nullptr;
         }
         blocks_.push_back(std::move(added));
-        bytes_ += blocks_.back().get_deleter().size;
+        bytes_ += is_exact ? wanted : blocks_.back().get_deleter().size;
         used_ = 0;
     }
     unsigned char* at = blocks_.back().get() + used_;
     used_ += rounded;
+    asked_ += rounded;
     return at;
 } catch (const std::bad_alloc&) {
     return nullptr;
@@ -91,6 +102,7 @@ void batch_arena::rewind(mark to) noexcept
     blocks_.resize(to.blocks);
     used_ = to.used;
     bytes_ = to.bytes;
+    asked_ = to.asked;
 }
 
 } // namespace trox::detail

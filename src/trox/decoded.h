@@ -63,11 +63,16 @@ public:
         std::size_t blocks = 0;
         std::size_t used = 0;
         std::size_t bytes = 0;
+        std::size_t asked = 0;
     };
+    /// Whether blocks have room for what may follow, and may be larger pieces that are there, or are as large as they
+    /// must be: then what they amount to depends on the records alone.
+    enum class blocks { roomy, exact };
 
     /// Gives no more than `limit` bytes; from the heap when there is no pool.
-    explicit batch_arena(std::size_t limit, std::shared_ptr<memory_pool> pool = nullptr) noexcept
-        : limit_(limit), pool_(std::move(pool))
+    explicit batch_arena(std::size_t limit, std::shared_ptr<memory_pool> pool = nullptr,
+                         blocks kind = blocks::roomy) noexcept
+        : limit_(limit), kind_(kind), pool_(std::move(pool))
     {
     }
     /// `size` bytes at a multiple of 8; null when there is no memory, or the limit would be passed.
@@ -75,12 +80,22 @@ public:
     /// A block for use while a record is decoded, which counts for the limit until it is taken back; null as above.
     memory_block lend(std::size_t size) noexcept;
     void take_back(memory_block block) noexcept;
+    /// Bytes of the largest block that was lent, or refused.
+    std::size_t largest_lent() const noexcept
+    {
+        return largest_lent_;
+    }
     mark position() const noexcept
     {
-        return {blocks_.size(), used_, bytes_};
+        return {blocks_.size(), used_, bytes_, asked_};
     }
     void rewind(mark to) noexcept;
-    /// Bytes of all blocks.
+    /// Gives up all memory.
+    void release() noexcept
+    {
+        rewind({});
+    }
+    /// Bytes of all blocks; of exact ones without what is left of their last page.
     std::size_t bytes() const noexcept
     {
         return bytes_;
@@ -90,7 +105,7 @@ public:
     {
         return refused_ != 0;
     }
-    /// Bytes that there would have been with the refused request.
+    /// Bytes that there would have been at least with the refused request.
     std::size_t refused() const noexcept
     {
         return refused_;
@@ -98,13 +113,17 @@ public:
 
 private:
     bool has_room(std::size_t size) noexcept;
+    std::size_t largest_for(std::size_t size) const noexcept;
 
     std::vector<memory_block> blocks_; // the last one is in use
     std::size_t used_ = 0;             // bytes of it
     std::size_t bytes_ = 0;
+    std::size_t asked_ = 0; // bytes that were given away
     std::size_t limit_;
+    blocks kind_;
     std::shared_ptr<memory_pool> pool_; // blocks that came from it keep it as well
     std::size_t lent_ = 0;
+    std::size_t largest_lent_ = 0;
     std::size_t refused_ = 0;
 };
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <new>
 #include <utility>
 
 namespace trox::detail
@@ -545,7 +546,8 @@ void event_index::look_ahead(std::size_t index)
         if (!failure_ && !stands_anywhere_) {
             reach(index);
         }
-    } catch (...) { // kept for the one who needs the event
+    } catch (const error&) { // kept for the one who needs the event, as the next
+    } catch (const std::bad_alloc&) {
     }
 }
 

@@ -156,7 +156,7 @@ public:
     bool grow();
     /// Finds events until there are more than `index`; false when there are not so many.
     bool reach(std::size_t index);
-    /// The same as far as it succeeds.
+    /// The same as far as files, memory and descriptors let it; throws nothing but what progress throws.
     void look_ahead(std::size_t index);
     void complete();
 

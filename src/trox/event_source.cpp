@@ -208,10 +208,26 @@ std::optional<event> event_source::at(std::size_t index)
     return deliver(index, true);
 }
 
-/// Finds out which records the event needs, and has them decoded.
+/// Adds the channel and the event of a record to the error of a file.
+template <class Call> auto event_source::at_place(std::size_t channel, std::size_t at, Call call) -> decltype(call())
+try {
+    return call();
+} catch (const error& failure) {
+    const place& where = failure.where();
+    if (!where.channel.empty()) {
+        throw;
+    }
+    throw error(failure.why(), failure.reason(),
+                {where.file, data_.channels()[channels_[channel]].name,
+                 index_.events()[index_.records(channel)[at].event].number, where.offset});
+}
+
+/// Finds out which records the event needs, and has them decoded. None is held until all are, so that they have to find
+/// room beside nothing but each other.
 void event_source::want(std::size_t index, bool forward)
 {
     store_.begin_event();
+    forward_ = forward;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
         wanted_record& wanted = wanted_[i];
         wanted.position = index_.position(i, index);
@@ -220,8 +236,11 @@ void event_source::want(std::size_t index, bool forward)
             wanted.position.reset();
         }
         if (wanted.position) {
-            store_.request(i, index_.records(i), *wanted.position, forward);
+            at_place(i, *wanted.position, [&] { store_.request(i, index_.records(i), *wanted.position, forward); });
         }
+    }
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
+        take(wanted_[i], i);
     }
 }
 
@@ -232,15 +251,16 @@ std::shared_ptr<const decoded_record> event_source::take(wanted_record& wanted, 
     while (wanted.position) {
         const std::size_t at = *wanted.position;
         record_failure failure;
-        if (auto record = store_.wait(channel, records, at, failure)) {
+        auto record = at_place(channel, at, [&] { return store_.wait(channel, records, at, forward_, failure); });
+        if (record != nullptr) {
             return record;
         }
-        refuse_or_note(channel, at, failure);
+        at_place(channel, at, [&] { refuse_or_note(channel, at, failure); });
         wanted.is_exact = false;
         wanted.position.reset();
         if (at > 0 && index_.has_slow_value(channel, records[at - 1].event)) {
             wanted.position = at - 1;
-            store_.request(channel, records, at - 1, false);
+            at_place(channel, at - 1, [&] { store_.request(channel, records, at - 1, false); });
         }
     }
     return nullptr;
@@ -256,7 +276,7 @@ void event_source::refuse_or_note(std::size_t channel, std::size_t at, const rec
     const record_place& bad = index_.records(channel)[at];
     const auto rows = rows_.rows(bad.file);
     const std::string& file = data_.files()[bad.file].path;
-    const std::uint64_t offset = rows == nullptr ? 0 : rows->offset(channel, bad.row);
+    const auto offset = rows == nullptr ? std::nullopt : std::optional<std::uint64_t>(rows->offset(channel, bad.row));
     const std::uint64_t number = index_.events()[bad.event].number;
     if (failure.may_pass) {
         throw error(failure.why(), failure.reason(), {file, data_.channels()[channels_[channel]].name, number, offset});
@@ -270,7 +290,7 @@ void event_source::refuse_or_note(std::size_t channel, std::size_t at, const rec
     }
 }
 
-void event_source::note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
+void event_source::note_bad_record(const std::string& file, std::size_t channel, std::optional<std::uint64_t> offset,
                                    std::optional<std::uint64_t> number, fault why, const std::string& reason)
 {
     place where{file, data_.channels()[channels_[channel]].name, number, offset};

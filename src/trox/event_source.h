@@ -66,10 +66,11 @@ private:
     bool has(std::size_t file, std::size_t channel) const;
     bool is_file_in_range(const file_info& file) const;
     std::optional<event> deliver(std::size_t index, bool forward);
+    template <class Call> auto at_place(std::size_t channel, std::size_t at, Call call) -> decltype(call());
     void want(std::size_t index, bool forward);
     std::shared_ptr<const decoded_record> take(wanted_record& wanted, std::size_t channel);
     void refuse_or_note(std::size_t channel, std::size_t at, const record_failure& failure);
-    void note_bad_record(const std::string& file, std::size_t channel, std::uint64_t offset,
+    void note_bad_record(const std::string& file, std::size_t channel, std::optional<std::uint64_t> offset,
                          std::optional<std::uint64_t> number, fault why, const std::string& reason);
     bool lets_pass(const event& found, std::size_t index);
     void count_event(const event& found);
@@ -88,6 +89,7 @@ private:
     std::optional<std::size_t> position_;
     std::size_t horizon_ = 16; ///< events that the index is ahead of the reader going forward
     std::vector<wanted_record> wanted_;
+    bool forward_ = true;                                     ///< where the reader goes
     std::set<std::pair<std::size_t, std::size_t>> known_bad_; ///< channel, and position in its list
     /// Records without an event that were noted, by file and channel: a column may be asked for again.
     std::map<std::pair<std::size_t, std::size_t>, std::size_t> noted_;

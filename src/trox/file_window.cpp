@@ -19,15 +19,16 @@ constexpr std::uint64_t most_kept = std::uint64_t{256} << 10;
 
 } // namespace
 
-void file_window::look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end,
-                          std::size_t ahead) noexcept
+void file_window::look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end, std::size_t bytes,
+                          reach also) noexcept
 {
     held_ = file == file_ ? held_ : 0;
     file_ = file;
     fd_ = fd;
     begin_ = begin;
     end_ = std::max(begin, end);
-    ahead_ = ahead;
+    bytes_ = bytes;
+    also_ = also;
 }
 
 const unsigned char* file_window::fetch(std::uint64_t at, std::uint64_t size) noexcept
@@ -72,18 +73,39 @@ void file_window::give_back() noexcept
 
 bool file_window::load(std::uint64_t at, std::uint64_t size) noexcept
 {
-    const std::uint64_t wanted = std::min(std::max<std::uint64_t>({size, ahead_, 1}), std::max(size, end_ - at));
+    const std::uint64_t wanted = std::max<std::uint64_t>({size, bytes_, 1});
+    std::uint64_t lead = 0;
+    std::uint64_t tail = wanted;
+    if (also_ == reach::before) {
+        tail = size + (wanted - size) / 8; // a record's head is asked for before the rest of it
+        lead = std::min(wanted - tail, at - begin_);
+    }
+    tail = std::min(tail, std::max(size, end_ - at));
     give_back();
     held_ = 0;
-    unsigned char* const room = room_for(wanted);
+    unsigned char* const room = room_for(lead + tail);
     if (room == nullptr) {
         failure_ = ENOMEM;
         return false;
     }
-    data_ = room;
+    const int earlier = failure_;
+    if (fill(at - lead, lead + size, lead + tail, room)) {
+        return true;
+    }
+    if (lead == 0) {
+        return false;
+    }
+    failure_ = earlier; // what stands before it may be what cannot be read
+    return fill(at, size, tail, room);
+}
+
+/// Has up to `most` bytes from `at` on be what is there; false when there are fewer than `least`.
+bool file_window::fill(std::uint64_t at, std::uint64_t least, std::uint64_t most, unsigned char* to) noexcept
+{
+    data_ = to;
     at_ = at;
-    held_ = read(at, size, wanted, room);
-    return held_ >= size;
+    held_ = read(at, least, most, to);
+    return held_ >= least;
 }
 
 unsigned char* file_window::room_for(std::uint64_t size) noexcept

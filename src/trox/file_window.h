@@ -25,9 +25,13 @@ public:
     file_window(const file_window&) = delete;
     file_window& operator=(const file_window&) = delete;
 
-    /// Lets the window look at [begin, end) of a file; reads `ahead` bytes at once when it must read. `file` tells
-    /// files apart, which descriptors do not: they are used again.
-    void look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end, std::size_t ahead) noexcept;
+    /// What is read together with a piece, since it will be asked for next.
+    enum class reach { behind, before };
+
+    /// Lets the window look at [begin, end) of a file; reads `bytes` at once when it must read. `file` tells files
+    /// apart, which descriptors do not: they are used again.
+    void look_at(std::uint64_t file, int fd, std::uint64_t begin, std::uint64_t end, std::size_t bytes,
+                 reach also = reach::behind) noexcept;
     /// Address of [at, at + size), valid until the next call; null when it lies outside or cannot be read.
     const unsigned char* fetch(std::uint64_t at, std::uint64_t size) noexcept;
     /// The same; a large piece is read into `room`, which must have space for it.
@@ -60,12 +64,14 @@ private:
     bool load(std::uint64_t at, std::uint64_t size) noexcept;
     unsigned char* room_for(std::uint64_t size) noexcept;
     std::size_t read(std::uint64_t at, std::uint64_t least, std::uint64_t most, unsigned char* to) noexcept;
+    bool fill(std::uint64_t at, std::uint64_t least, std::uint64_t most, unsigned char* to) noexcept;
 
     std::uint64_t file_ = 0;
     int fd_ = -1;
     std::uint64_t begin_ = 0;
     std::uint64_t end_ = 0;
-    std::size_t ahead_ = 0;
+    std::size_t bytes_ = 0; // that are read at once
+    reach also_ = reach::behind;
     std::unique_ptr<unsigned char[]> buffer_;
     std::size_t capacity_ = 0;
     batch_arena* lender_ = nullptr;

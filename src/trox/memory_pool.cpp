@@ -11,7 +11,6 @@ namespace trox::detail
 namespace
 {
 
-constexpr std::size_t page = 4096;
 constexpr std::size_t smallest_pooled = std::size_t{32} << 10;
 
 #if defined(__SANITIZE_ADDRESS__)

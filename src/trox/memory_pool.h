@@ -15,6 +15,8 @@ namespace trox::detail
 class memory_pool
 {
 public:
+    static constexpr std::size_t page = 4096;
+
     explicit memory_pool(std::size_t limit) noexcept : limit_(limit) {}
     memory_pool(const memory_pool&) = delete;
     memory_pool& operator=(const memory_pool&) = delete;

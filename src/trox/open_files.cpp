@@ -63,6 +63,8 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
     for (std::size_t i = 0; i < ordered.size(); ++i) {
         try {
             files.push_back(read_contents(ordered[i]));
+        } catch (const out_of_resources&) {
+            throw;
         } catch (const error& failure) {
             if (!options.skip_bad_files || paths.size() == 1) {
                 throw;
@@ -164,10 +166,10 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
     if (failures_.count(file) != 0) {
         return nullptr;
     }
-    // Room first: no more files are open than allowed, but for those that others still hold.
-    while (recent_.size() >= files_->most_open()) {
-        recent_.pop_back();
+    if (auto held = take_again(file)) {
+        return held;
     }
+    make_room();
     try {
         load(file);
     } catch (const out_of_resources&) {
@@ -182,17 +184,81 @@ std::shared_ptr<const file_rows> row_cache::rows(std::size_t file)
     return recent_.front().second;
 }
 
+bool row_cache::has_room_for(std::size_t file)
+{
+    const std::lock_guard lock(mutex_);
+    const auto is_it = [file](const auto& entry) { return entry.first == file; };
+    return open_now() < most_open() || std::any_of(recent_.begin(), recent_.end(), is_it) ||
+           std::any_of(given_up_.begin(), given_up_.end(), is_it) ||
+           std::any_of(recent_.begin(), recent_.end(),
+                       [](const open_entry& one) { return one.second.use_count() == 1; });
+}
+
+/// A file that was given up while others held it, and still do: it becomes the first again.
+std::shared_ptr<const file_rows> row_cache::take_again(std::size_t file)
+{
+    for (const auto& [other, held] : given_up_) {
+        if (auto rows = other == file ? held.lock() : nullptr) {
+            recent_.emplace_front(file, rows);
+            return rows;
+        }
+    }
+    return nullptr;
+}
+
+/// How many files are open; forgets those that are not any more, or are among the recent ones again.
+std::size_t row_cache::open_now()
+{
+    const auto is_elsewhere = [this](const auto& held) {
+        return held.second.expired() || std::any_of(recent_.begin(), recent_.end(),
+                                                    [&](const open_entry& one) { return one.first == held.first; });
+    };
+    given_up_.erase(std::remove_if(given_up_.begin(), given_up_.end(), is_elsewhere), given_up_.end());
+    return recent_.size() + given_up_.size();
+}
+
+/// Closes the file used least recently among those that nobody holds; false when there is none.
+bool row_cache::close_one()
+{
+    const auto found = std::find_if(recent_.rbegin(), recent_.rend(),
+                                    [](const open_entry& one) { return one.second.use_count() == 1; });
+    if (found == recent_.rend()) {
+        return false;
+    }
+    recent_.erase(std::prev(found.base()));
+    return true;
+}
+
+bool row_cache::gets_relief() const
+{
+    return relief_ && relief_();
+}
+
+/// Room for one more file, as far as others do not hold on to theirs.
+void row_cache::make_room()
+{
+    while (open_now() >= most_open() && (close_one() || gets_relief())) {
+    }
+    while (recent_.size() >= most_open()) {
+        given_up_.emplace_back(recent_.back().first, recent_.back().second);
+        recent_.pop_back();
+    }
+}
+
 /// Puts a file in front. Where descriptors or memory are short, those of the other files are given up.
 void row_cache::load(std::size_t file)
 {
-    try {
-        recent_.emplace_front(file, files_->load(file, names_));
-    } catch (const out_of_resources&) {
-        if (recent_.empty()) {
-            throw;
+    for (;;) {
+        try {
+            recent_.emplace_front(file, files_->load(file, names_));
+            return;
+        } catch (const out_of_resources&) {
+            if (!close_one() && !gets_relief()) {
+                throw;
+            }
         }
-        recent_.clear();
-        recent_.emplace_front(file, files_->load(file, names_));
+        while (close_one()) {
+        }
     }
 }
 

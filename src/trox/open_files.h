@@ -7,12 +7,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace trox::detail
@@ -68,8 +70,17 @@ public:
     row_cache(std::shared_ptr<const open_files> files, std::vector<std::size_t> channels);
 
     /// Null when the file cannot be loaded; the first such failure is kept, or thrown when that is wished. Lack of
-    /// descriptors or memory is thrown, and not kept.
+    /// descriptors or memory is thrown, and not kept. No more files are open than allowed, unless others hold on to
+    /// them.
     std::shared_ptr<const file_rows> rows(std::size_t file);
+    /// Whether a file is open, or can be opened without that others give one up.
+    bool has_room_for(std::size_t file);
+    /// `relief` is called when others hold the files that are open: it has them give up some, or returns false when
+    /// they hold none that they can do without. It must not call this.
+    void ask_for_relief(std::function<bool()> relief)
+    {
+        relief_ = std::move(relief);
+    }
     std::vector<skipped_file> failures() const;
     std::size_t most_open() const noexcept
     {
@@ -81,13 +92,22 @@ public:
     }
 
 private:
+    using open_entry = std::pair<std::size_t, std::shared_ptr<const file_rows>>;
+
+    std::shared_ptr<const file_rows> take_again(std::size_t file);
+    std::size_t open_now();
+    bool close_one();
+    void make_room();
     void load(std::size_t file);
+    bool gets_relief() const;
 
     std::shared_ptr<const open_files> files_;
     std::vector<std::string> names_;
     bool throws_ = false;
+    std::function<bool()> relief_;
     mutable std::mutex mutex_; // guards all below
-    std::list<std::pair<std::size_t, std::shared_ptr<const file_rows>>> recent_;
+    std::list<open_entry> recent_;
+    std::vector<std::pair<std::size_t, std::weak_ptr<const file_rows>>> given_up_; // may still be held by others
     std::unordered_map<std::size_t, std::string> failures_;
 };
 

@@ -32,6 +32,10 @@ record_store::record_store(std::size_t channels, row_cache& rows, std::size_t bu
       depth_(1 + 2 * threads_or_all(threads) / std::max<std::size_t>(channels, 1)),
       pool_(std::make_shared<memory_pool>(budget - budget / 8)), channels_(channels)
 {
+    rows_.ask_for_relief([this] {
+        std::unique_lock lock(mutex_);
+        return bring_on(lock);
+    });
     const unsigned workers = threads_or_all(threads) - (threads == 1 ? 1 : 0);
     workers_.reserve(workers);
     try {
@@ -55,12 +59,21 @@ record_store::~record_store()
     pool_->close();
 }
 
-auto record_store::find(const channel_state& state, std::size_t at) -> batch_pointer
+auto record_store::find(const channel_state& state, std::size_t at) -> found_batch
 {
     const std::lock_guard lock(mutex_);
     const auto found = std::find_if(state.batches.begin(), state.batches.end(),
-                                    [at](const batch_pointer& batch) { return batch->covers(at); });
-    return found == state.batches.end() ? nullptr : *found;
+                                    [at](const batch_pointer& batch) { return batch->answers_for(at); });
+    if (found == state.batches.end()) {
+        return {};
+    }
+    return {*found, (*found)->size, (*found)->state == record_batch::stage::done};
+}
+
+/// Whether a batch was refused, and may not be now. Under the mutex.
+bool record_store::is_stale(const record_batch& batch) const noexcept
+{
+    return batch.size == 0 && batch.round != round_;
 }
 
 /// Bytes that may still be granted.
@@ -115,16 +128,24 @@ template <class Keeps> auto record_store::take_out(channel_state& state, Keeps k
     batch_list taken;
     for (auto at = state.batches.begin(); at != state.batches.end();) {
         const auto batch = at++;
-        if (keeps(**batch) || (*batch)->state == record_batch::stage::decoding) {
+        if (keeps(*batch) || (*batch)->state == record_batch::stage::decoding) {
             continue;
         }
         if ((*batch)->state == record_batch::stage::waiting) {
             queue_.remove(*batch);
             reserved_ -= (*batch)->grant;
+            --under_way_;
         }
         taken.splice(taken.end(), state.batches, batch);
     }
     return taken;
+}
+
+void record_store::forget(channel_state& state, const record_batch& batch) noexcept
+{
+    batch_list released; // ends without the lock
+    const std::lock_guard lock(mutex_);
+    released = take_out(state, [&batch](const batch_pointer& other) { return other.get() != &batch; });
 }
 
 /// Gives up what neither the present event nor a caller holds.
@@ -134,7 +155,7 @@ void record_store::release_others() noexcept
     const std::lock_guard lock(mutex_);
     for (channel_state& state : channels_) {
         released.splice(released.end(),
-                        take_out(state, [this](const record_batch& batch) { return batch.round == round_; }));
+                        take_out(state, [this](const batch_pointer& batch) { return batch->round == round_; }));
     }
 }
 
@@ -145,9 +166,10 @@ void record_store::trim(channel_state& state, bool forward) noexcept
     batch_list released; // ends without the lock
     const std::lock_guard lock(mutex_);
     bool keeps_one = true;
-    released = take_out(state, [&](const record_batch& batch) {
-        const bool is_ahead = batch.round == 0 && batch.forward == forward;
-        return batch.round == round_ || is_ahead || (batch.round != 0 && std::exchange(keeps_one, false));
+    released = take_out(state, [&](const batch_pointer& batch) {
+        const bool is_ahead = batch->round == 0 && batch->forward == forward;
+        return !is_stale(*batch) &&
+               (batch->round == round_ || is_ahead || (batch->round != 0 && std::exchange(keeps_one, false)));
     });
 }
 
@@ -157,6 +179,7 @@ void record_store::enqueue(batch_list& one, bool at_once) noexcept
     {
         const std::lock_guard lock(mutex_);
         reserved_ += one.front()->grant;
+        ++under_way_;
         // Behind the others of the same event, before what is wanted later.
         const auto later = at_once ? std::find_if(queue_.begin(), queue_.end(),
                                                   [this](const batch_pointer& other) { return other->round != round_; })
@@ -169,7 +192,12 @@ void record_store::enqueue(batch_list& one, bool at_once) noexcept
 void record_store::request(std::size_t channel, const std::vector<record_place>& list, std::size_t at, bool forward)
 {
     channel_state& state = channels_[channel];
-    const batch_pointer known = find(state, at);
+    const found_batch found = find(state, at);
+    const bool is_refused = found.batch != nullptr && found.size == 0 && found.batch->round != round_;
+    if (is_refused) { // it may not be now
+        forget(state, *found.batch);
+    }
+    const batch_pointer known = is_refused ? nullptr : found.batch;
     if (at == state.expected) {
         state.run = std::min(state.run + 1, longest_run);
         state.expected = forward ? at + 1 : at - 1;
@@ -183,23 +211,31 @@ void record_store::request(std::size_t channel, const std::vector<record_place>&
                              std::find(state.batches.begin(), state.batches.end(), known));
         return;
     }
-    const std::size_t wanted = wanted_bytes(state);
-    if (room() < wanted) {
-        release_others();
+    if (!one_by_one_) {
+        make_room_for(wanted_bytes(state));
     }
-    std::unique_lock lock(mutex_);
-    while (budget_ < account_->bytes + reserved_ + wanted &&
-           reserved_ > 0) { // what is under way takes less than granted
-        if (!run_one(lock)) {
-            has_result_.wait(lock);
-        }
-    }
-    lock.unlock();
     batch_list known_one{make(channel, list, at, forward, room())};
     batch_list queued_one = known_one;
     trim(state, forward);
     state.batches.splice(state.batches.begin(), known_one);
-    enqueue(queued_one, true);
+    if (one_by_one_) {
+        std::unique_lock lock(mutex_);
+        decode_in_turn(lock, queued_one.front());
+    } else {
+        enqueue(queued_one, true);
+    }
+}
+
+/// As far as that is possible without what the present event needs.
+void record_store::make_room_for(std::size_t bytes)
+{
+    if (room() < bytes) {
+        release_others();
+    }
+    std::unique_lock lock(mutex_);
+    // What is under way takes less than granted.
+    while (budget_ < account_->bytes + reserved_ + bytes && bring_on(lock)) {
+    }
 }
 
 void record_store::prefetch(std::size_t channel, const std::vector<record_place>& list, std::size_t at,
@@ -219,11 +255,12 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
     }
     std::size_t next = at;
     for (std::size_t ahead = 0; ahead <= depth_; ++ahead) {
-        const batch_pointer known = find(state, next);
+        const auto [known, size, is_done] = find(state, next);
         if (known != nullptr) {
-            const std::lock_guard lock(mutex_);
-            next = forward ? known->first + (known->forward ? known->size : 1)
-                           : known->first - (known->forward ? 1 : known->size);
+            if (size == 0) { // refused
+                return;
+            }
+            next = forward ? known->first + (known->forward ? size : 1) : known->first - (known->forward ? 1 : size);
         } else if (ahead > 0 && next < list.size()) { // positions before 0 wrap around
             // A quarter stays free for what is asked for at once.
             const std::size_t free = room();
@@ -233,7 +270,8 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
             }
             const auto files =
                 list[next].file > list[at].file ? list[next].file - list[at].file : list[at].file - list[next].file;
-            if (files >= rows_.most_open()) { // a batch keeps its file open until it is decoded
+            // A batch keeps its file open until it is decoded.
+            if (files >= rows_.most_open() || !rows_.has_room_for(list[next].file)) {
                 return;
             }
             batch_list known_one{make(channel, list, next, forward, free)};
@@ -247,17 +285,36 @@ void record_store::fetch_ahead(std::size_t channel, const std::vector<record_pla
     }
 }
 
+/// A record that a wait has given in this event: it lies in the batch used last, which does not change any more.
+std::shared_ptr<const decoded_record> record_store::given_before(const channel_state& state, std::size_t at) const
+{
+    if (state.given_in != round_ || state.given != at || state.batches.empty()) {
+        return nullptr;
+    }
+    const batch_pointer& batch = state.batches.front();
+    const std::size_t index = batch->index_of(at);
+    if (index >= batch->size || batch->failures[index]) {
+        return nullptr;
+    }
+    return {batch, &batch->records[index]};
+}
+
 std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, const std::vector<record_place>& list,
-                                                         std::size_t at, record_failure& failure)
+                                                         std::size_t at, bool forward, record_failure& failure)
 {
     channel_state& state = channels_[channel];
+    if (auto record = given_before(state, at)) {
+        return record;
+    }
     for (;;) {
-        const batch_pointer batch = find(state, at);
+        const auto [batch, size, is_done] = find(state, at);
         if (batch == nullptr) { // the one that had it in mind ended early
-            request(channel, list, at, true);
+            request(channel, list, at, forward);
             continue;
         }
-        finish(batch);
+        if (!is_done || size == 0) {
+            finish(batch);
+        }
         if (batch->size == 0) {
             failure = batch->refusal;
             return nullptr;
@@ -271,6 +328,8 @@ std::shared_ptr<const decoded_record> record_store::wait(std::size_t channel, co
             failure = batch->failures[index];
             return nullptr;
         }
+        state.given = at;
+        state.given_in = round_;
         return {batch, &batch->records[index]};
     }
 }
@@ -288,44 +347,189 @@ void record_store::finish(const batch_pointer& batch)
             has_result_.wait(lock);
         }
     }
-    if (batch->size == 0) {
+    if (batch->size == 0 && !batch->is_alone) {
         decode_with_all_there_is(lock, batch);
     }
 }
 
-/// A record that did not fit its grant gets all memory that nobody holds. When that does not suffice either, and there
-/// is nothing that the program could let go, it counts as one that cannot be decoded.
+/// A record that did not fit its grant gets all memory that nobody holds; when that does not suffice, also what records
+/// lie in that stand beside those of the event. When that does not suffice either, and there is nothing that the
+/// program could let go, it counts as one that cannot be decoded.
 void record_store::decode_with_all_there_is(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
 {
-    while (reserved_ > 0) {
-        if (!run_one(lock)) {
-            has_result_.wait(lock);
-        }
+    while (bring_on(lock)) {
     }
     lock.unlock();
     release_others();
+    load_rows_of(*batch);
     lock.lock();
+    decode_alone(lock, batch);
+    if (batch->size == 0 && batch->refusal.what == record_failure::cause::no_room && !one_by_one_) {
+        go_one_by_one(lock, batch);
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        decode_in_turn(lock, batch);
+    }
+}
+
+/// While no other is under way.
+void record_store::decode_alone(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    using cause = record_failure::cause;
     const std::size_t used = account_->bytes;
     batch->places.resize(1);
     batch->size = 1;
     batch->grant = used < budget_ ? budget_ - used : 0;
-    batch->gets_all = true;
+    batch->is_alone = true;
+    batch->turn = ++turn_;
     batch->state = record_batch::stage::waiting;
     reserved_ += batch->grant;
+    ++under_way_;
     run(lock, batch, own_workspace_);
-    batch->refusal.may_pass = batch->refusal.what == record_failure::cause::no_room && holds_more_than_the_event();
+    batch->refusal.may_pass = batch->refusal.what == cause::no_memory ||
+                              (batch->refusal.what == cause::no_room && holds_more_than_the_event());
 }
 
-/// Whether decoded records outside the present event are held. Under the mutex, when all others are released.
+void record_store::load_rows_of(record_batch& batch)
+{
+    batch.rows = rows_.rows(batch.places.front().file);
+    batch.path = batch.rows == nullptr ? nullptr : batch.rows->path();
+}
+
+/// A batch of one record of another batch.
+auto record_store::alone_of(const record_batch& batch, std::size_t at) const -> batch_pointer
+{
+    auto alone = std::make_shared<record_batch>(account_);
+    alone->channel = batch.channel;
+    alone->first = at;
+    alone->forward = batch.forward;
+    alone->target_bytes = batch_bytes_;
+    alone->round = round_;
+    alone->places.push_back(batch.places[batch.index_of(at)]);
+    alone->records.reserve(1);
+    alone->failures.reserve(1);
+    return alone;
+}
+
+/// Decodes the records of the event that waits have given so far once more, each alone, in the order of the channels,
+/// and gives up those that no wait has asked for yet: these follow in turn. Only what the program holds stays. While no
+/// batch is under way.
+void record_store::go_one_by_one(std::unique_lock<std::mutex>& lock, const batch_pointer& present)
+{
+    one_by_one_ = true;
+    const auto stays = [&present](const batch_pointer& batch) {
+        return batch == present || batch->is_alone || batch.use_count() > 1;
+    };
+    batch_list again;
+    for (const channel_state& state : channels_) {
+        const auto given = std::find_if(state.batches.begin(), state.batches.end(), [&](const batch_pointer& batch) {
+            return state.given_in == round_ && batch->answers_for(state.given);
+        });
+        if (given != state.batches.end() && !stays(*given)) {
+            again.push_back(alone_of(**given, state.given));
+        }
+    }
+    batch_list released;
+    for (channel_state& state : channels_) {
+        released.splice(released.end(), take_out(state, stays));
+    }
+    released.clear();
+    while (!again.empty()) {
+        const batch_pointer batch = again.front();
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        auto& batches = channels_[batch->channel].batches;
+        batches.splice(batches.begin(), again, again.begin());
+        decode_alone(lock, batch);
+    }
+}
+
+/// Decodes a record alone, behind those of the event that are there.
+void record_store::decode_in_turn(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    decode_alone(lock, batch);
+    const bool needs_more_for_a_while =
+        batch->size == 0 && batch->refusal.what == record_failure::cause::no_room && batch->arena.largest_lent() != 0;
+    if (needs_more_for_a_while) {
+        decode_among_the_others(lock, batch);
+    }
+}
+
+/// A record that is compressed needs more while it is decoded than it does then. All records of the event are decoded
+/// once more, those that need most of that first; when that does not suffice, all but this one as they were.
+void record_store::decode_among_the_others(std::unique_lock<std::mutex>& lock, const batch_pointer& batch)
+{
+    std::vector<batch_pointer> others;
+    for (const channel_state& state : channels_) {
+        for (const batch_pointer& other : state.batches) {
+            if (other != batch && other->is_alone && other->round == round_ && other->size != 0 &&
+                other.use_count() == 1) {
+                others.push_back(other);
+            }
+        }
+    }
+    const record_failure refusal = batch->refusal;
+    std::sort(others.begin(), others.end(), [](const auto& a, const auto& b) { return a->turn < b->turn; });
+    empty(others);
+    std::vector<batch_pointer> all = others;
+    all.push_back(batch);
+    bool fits = decode_all(lock, {batch});
+    if (fits) {
+        std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
+            return a->arena.largest_lent() > b->arena.largest_lent();
+        });
+        empty(all);
+        fits = decode_all(lock, all);
+    }
+    if (!fits) {
+        empty(all);
+        batch->refusal = refusal;
+        decode_all(lock, others);
+    }
+}
+
+/// Decodes batches alone; false at the first that has no room.
+bool record_store::decode_all(std::unique_lock<std::mutex>& lock, const std::vector<batch_pointer>& batches)
+{
+    for (const batch_pointer& batch : batches) {
+        lock.unlock();
+        load_rows_of(*batch);
+        lock.lock();
+        decode_alone(lock, batch);
+        if (batch->size == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Gives up what batches hold that nobody else does.
+void record_store::empty(const std::vector<batch_pointer>& batches)
+{
+    for (const batch_pointer& batch : batches) {
+        batch->arena.release();
+        batch->records.clear();
+        batch->failures.clear();
+        batch->size = 0;
+        account_->bytes -= std::exchange(batch->counted, 0);
+    }
+}
+
+/// Whether decoded records outside the present event are held, or such that lie beside one of its records. Under the
+/// mutex, when all others are released.
 bool record_store::holds_more_than_the_event() const noexcept
 {
     std::size_t counted = 0;
+    bool is_shared = false;
     for (const channel_state& state : channels_) {
         for (const batch_pointer& batch : state.batches) {
             counted += batch->counted;
+            is_shared = is_shared || !batch->is_alone;
         }
     }
-    return account_->bytes > counted;
+    return account_->bytes > counted || (one_by_one_ && is_shared);
 }
 
 /// Decodes one batch that waits; false when none does.
@@ -340,6 +544,19 @@ bool record_store::run_one(std::unique_lock<std::mutex>& lock)
     return true;
 }
 
+/// Decodes a batch that waits, or waits until one that is being decoded is done; false when there are neither.
+bool record_store::bring_on(std::unique_lock<std::mutex>& lock)
+{
+    if (run_one(lock)) {
+        return true;
+    }
+    if (under_way_ == 0) {
+        return false;
+    }
+    has_result_.wait(lock);
+    return true;
+}
+
 void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& batch,
                        decode_workspace& workspace) noexcept
 {
@@ -348,9 +565,10 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
     decode(*batch, workspace);
     lock.lock();
     batch->size = batch->records.size();
-    batch->rows = batch->size == 0 ? std::move(batch->rows) : nullptr;
+    batch->rows = nullptr;
     batch->state = record_batch::stage::done;
     reserved_ -= batch->grant;
+    --under_way_;
     account_->bytes += batch->arena.bytes() - batch->counted;
     batch->counted = batch->arena.bytes();
     has_result_.notify_all();
@@ -359,7 +577,8 @@ void record_store::run(std::unique_lock<std::mutex>& lock, const batch_pointer& 
 void record_store::decode(record_batch& batch, decode_workspace& workspace) noexcept
 {
     constexpr auto no_memory = record_failure::cause::no_memory;
-    batch.arena = batch_arena(batch.grant, pool_);
+    batch.arena =
+        batch_arena(batch.grant, pool_, batch.is_alone ? batch_arena::blocks::exact : batch_arena::blocks::roomy);
     batch.records.clear();
     batch.failures.clear();
     batch.refusal = {};
@@ -414,7 +633,7 @@ void record_store::refuse(record_batch& batch, channel_decoder& decoder, std::ui
                 : "the records of one event, with those that the program holds, need more memory than the budget";
         batch.refusal = {record_failure::cause::no_room, text, 0, budget_};
     }
-    if (needed <= budget_ && !batch.gets_all) {
+    if (needed <= budget_ && !batch.is_alone) {
         return; // may fit, or find memory, when it is tried once more
     }
     const record_failure defect = decoder.defect(row);

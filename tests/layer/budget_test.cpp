@@ -5,8 +5,11 @@
 #include "small_file.h"
 #include "temp_directory.h"
 
+#include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <map>
+#include <numeric>
 #include <random>
 
 namespace
@@ -336,6 +339,178 @@ TEST_F(budgets, of_random_runs_give_equal_events)
             EXPECT_EQ(first_difference(expected, texts_of(reader)), "") << "seed " << seed;
         }
     }
+}
+
+/// Which of the five channels have a record, per event: 1 or 0.
+using gaps = std::map<std::uint64_t, std::string>;
+
+std::string gaps_of(const trox::event& event)
+{
+    std::string text;
+    for (const trox::record& record : event.records()) {
+        text += record ? '1' : '0';
+    }
+    return text;
+}
+
+gaps gaps_forward(const trox::data_set& data, const trox::reading_options& options)
+{
+    gaps found;
+    trox::event_reader reader(data, {}, options);
+    for (const trox::event& event : reader) {
+        found[event.number()] = gaps_of(event);
+    }
+    return found;
+}
+
+gaps gaps_backward(const trox::data_set& data, const trox::reading_options& options)
+{
+    gaps found;
+    trox::event_reader reader(data, {}, options);
+    for (auto event = reader.last(); event;) {
+        found[event->number()] = gaps_of(*event);
+        event.reset();
+        event = reader.previous();
+    }
+    return found;
+}
+
+gaps gaps_in_disorder(const trox::data_set& data, const trox::reading_options& options)
+{
+    gaps found;
+    trox::event_reader reader(data, {}, options);
+    numbers order(reader.count());
+    std::iota(order.begin(), order.end(), std::uint64_t{1});
+    std::shuffle(order.begin(), order.end(), std::mt19937(5));
+    for (const std::uint64_t number : order) {
+        if (const auto event = reader.at_number(number)) {
+            found[number] = gaps_of(*event);
+        }
+    }
+    return found;
+}
+
+TEST_F(budgets, leave_out_the_same_records_whichever_way_one_steps)
+{
+    constexpr std::uint64_t events = 150;
+    const auto format = tw::generation::v2024;
+    const std::string path = directory_.file("a.raw");
+    {
+        std::mt19937 random(3);
+        tw::file_writer file(path, format);
+        std::vector<tw::channel_id> channels;
+        for (int i = 0; i < 5; ++i) {
+            channels.push_back(
+                file.add_channel("T/" + std::to_string(i), i % 2 != 0 ? tw::storage::zlib : tw::storage::plain));
+        }
+        for (std::uint64_t number = 1; number <= events; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            for (const tw::channel_id channel : channels) {
+                const bool is_large = number % 25 == 0 && channel == channels[number / 25 % 5];
+                const std::size_t samples = is_large ? 50000 + random() % 10000 : 1 + random() % 600;
+                file.add_record(channel,
+                                tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(samples, 1.0F)));
+            }
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    bool has_gaps = false;
+    bool is_full = false;
+    for (const std::size_t budget : {5 * kib, 8 * kib, 12 * kib, 40 * kib, 70 * kib, 215 * kib, 225 * kib, 235 * kib,
+                                     245 * kib, 260 * kib, 300 * kib}) {
+        gaps expected; // each event by a reader that has read nothing else
+        for (std::uint64_t number = 1; number <= events; ++number) {
+            trox::event_reader reader(data, {}, {budget, 1, true});
+            if (const auto event = reader.at_number(number)) {
+                expected[number] = gaps_of(*event);
+                has_gaps = has_gaps || expected[number] != "11111";
+            }
+        }
+        is_full = std::count_if(expected.begin(), expected.end(),
+                                [](const auto& event) { return event.second == "11111"; }) == events;
+        for (const unsigned threads : {1U, 2U, 5U}) {
+            SCOPED_TRACE(std::to_string(budget) + " bytes, " + std::to_string(threads) + " threads");
+            const trox::reading_options options{budget, threads, true};
+            EXPECT_EQ(gaps_forward(data, options), expected);
+            EXPECT_EQ(gaps_backward(data, options), expected);
+            EXPECT_EQ(gaps_in_disorder(data, options), expected);
+        }
+    }
+    EXPECT_TRUE(has_gaps);
+    EXPECT_TRUE(is_full); // with the last, largest one
+}
+
+TEST_F(budgets, that_an_event_fits_deliver_it_although_others_lie_beside_its_records)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("a.raw");
+    {
+        tw::file_writer file(path, format);
+        const auto a = file.add_channel("T/A", tw::storage::zlib);
+        const auto b = file.add_channel("T/B", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 64; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            const auto trace = [&](std::size_t samples) {
+                return tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(samples, 1.0F));
+            };
+            file.add_record(a, trace(256));
+            file.add_record(b, trace(number == 40 ? 60000 : 256));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    // 240 000 bytes and 1024, with their heads.
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {238 * kib, threads, false});
+        std::uint64_t delivered = 0;
+        while (const auto event = reader.next()) {
+            ++delivered;
+            ASSERT_TRUE((*event)[0] && (*event)[1]) << event->number();
+        }
+        EXPECT_EQ(delivered, 64U);
+    }
+}
+
+TEST_F(budgets, suffice_for_what_fits_in_another_order)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("a.raw");
+    {
+        std::mt19937 random(11);
+        std::vector<float> noise(100000);
+        std::generate(noise.begin(), noise.end(), [&] { return std::ldexp(static_cast<float>(random()), -31); });
+        tw::file_writer file(path, format);
+        const auto plain = file.add_channel("T/PLAIN");
+        const auto zipped = file.add_channel("T/ZIPPED", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 3; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            file.add_record(plain,
+                            tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(75000, 1.0F)));
+            file.add_record(zipped, tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, noise));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    // 300 000 bytes, and 400 000 with nearly as much while they are decompressed: first that one, then the other.
+    for (const unsigned threads : {1U, 3U}) {
+        trox::event_reader reader(data, {}, {800000, threads, false});
+        EXPECT_EQ(numbers_of(reader), (numbers{1, 2, 3}));
+        const auto event = reader.at_number(2);
+        ASSERT_TRUE(event);
+        EXPECT_TRUE((*event)[0] && (*event)[1]);
+    }
+    trox::event_reader smaller(data, {}, {690000, 1, true});
+    const auto event = smaller.at_number(2);
+    ASSERT_TRUE(event);
+    EXPECT_TRUE((*event)[0]);
+    EXPECT_FALSE((*event)[1]);
 }
 
 } // namespace

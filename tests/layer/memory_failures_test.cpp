@@ -144,4 +144,66 @@ TEST_F(memory_failures, of_workers_leave_it_to_the_reader_to_try_again)
     }
 }
 
+TEST_F(memory_failures, of_workers_that_never_have_any_leave_all_to_the_reader)
+{
+    for (const unsigned threads : {2U, 4U, 16U}) {
+        SCOPED_TRACE(threads);
+        trox::event_reader reader(*data_, {}, {budget, threads, true});
+        const trox_test::failing_allocations_elsewhere fails;
+        for (int round = 0; round < 20; ++round) {
+            ASSERT_EQ(first_difference(expected_, texts_of(reader)), "");
+        }
+        EXPECT_TRUE(reader.report().skipped_records.empty());
+    }
+}
+
+TEST_F(memory_failures, are_thrown_and_never_taken_for_damage)
+{
+    const auto format = tw::generation::v2010;
+    const std::string path = directory_.file("large.raw");
+    {
+        tw::file_writer file(path, format);
+        const auto a = file.add_channel("T/A");
+        const auto b = file.add_channel("T/B", tw::storage::zlib);
+        for (std::uint64_t number = 1; number <= 3; ++number) {
+            file.begin_event({number, stamp_of(tenth(number))});
+            file.begin_server_block({"SVR"});
+            const auto trace = [&](std::size_t samples) {
+                return tw::spectrum_payload(format, TROX_BLOCK_1CHAN_2010, std::vector<float>(samples, 1.0F));
+            };
+            file.add_record(a, trace(4));
+            file.add_record(b, trace(number == 2 ? 6000 : 4));
+            file.end_event();
+        }
+        file.finish();
+    }
+    const auto data = trox::data_set::open_files({path});
+    for (const unsigned threads : {1U, 3U}) {
+        for (const bool skips : {true, false}) {
+            trox::event_reader reader(data, {}, {std::size_t{1} << 20, threads, skips});
+            EXPECT_EQ(number_of(reader.next()), 1U);
+            {
+                const trox_test::failing_large_allocations fails(std::size_t{20} << 10);
+                for (int attempt = 0; attempt < 2; ++attempt) {
+                    const trox::error failure = error_of([&] { reader.next(); });
+                    EXPECT_EQ(failure.why(), trox::fault::input_output) << failure.what();
+                    EXPECT_EQ(failure.reason(), "there is no memory for it");
+                    EXPECT_EQ(failure.where().file, path);
+                    EXPECT_EQ(failure.where().channel, "T/B");
+                    EXPECT_EQ(failure.where().event, 2U);
+                    EXPECT_TRUE(failure.where().offset);
+                }
+                EXPECT_EQ(number_of(reader.current()), 1U);
+                EXPECT_EQ(number_of(reader.at_number(3)), 3U);
+            }
+            EXPECT_EQ(number_of(reader.at_number(1)), 1U);
+            const auto event = reader.next();
+            ASSERT_TRUE(event);
+            EXPECT_EQ(event->number(), 2U);
+            EXPECT_TRUE((*event)[1]);
+            EXPECT_TRUE(reader.report().skipped_records.empty());
+        }
+    }
+}
+
 } // namespace

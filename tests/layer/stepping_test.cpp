@@ -312,6 +312,27 @@ TEST_F(known_steps, of_numbers_above_32_bits)
     EXPECT_EQ(number_of(reader.next()), big + 2);
 }
 
+TEST_F(known_steps, that_progress_ends_pass_its_exception_on)
+{
+    std::vector<std::string> paths;
+    for (std::uint64_t number = 1; number <= 5; ++number) {
+        paths.push_back(directory_.file("p" + std::to_string(number) + ".raw"));
+        write_numbers(paths.back(), tw::generation::v2010, {number});
+    }
+    struct stopped {
+    };
+    trox::reading_options options;
+    options.progress = [](std::size_t file, std::size_t) {
+        if (file == 4) {
+            throw stopped();
+        }
+    };
+    trox::event_reader reader(trox::data_set::open_files(paths), {}, options);
+    EXPECT_THROW(reader.first(), stopped);
+    EXPECT_FALSE(reader.current());
+    EXPECT_EQ(numbers_of(reader), (std::vector<std::uint64_t>{1, 2, 3, 4, 5})); // told of once
+}
+
 TEST_F(known_steps, of_a_reader_without_events_in_its_range)
 {
     const auto data =

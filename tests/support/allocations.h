@@ -3,6 +3,7 @@
 #define TROX_TEST_ALLOCATIONS_H
 
 #include <atomic>
+#include <cstddef>
 
 namespace trox_test
 {
@@ -34,6 +35,26 @@ public:
 
     /// Whether there were so many.
     bool has_failed() const;
+};
+
+/// Makes all allocations of all other threads fail, as long as it lives. One at a time.
+class failing_allocations_elsewhere
+{
+public:
+    failing_allocations_elsewhere();
+    failing_allocations_elsewhere(const failing_allocations_elsewhere&) = delete;
+    failing_allocations_elsewhere& operator=(const failing_allocations_elsewhere&) = delete;
+    ~failing_allocations_elsewhere();
+};
+
+/// Makes all allocations fail that are of so many bytes or more, in all threads, as long as it lives. One at a time.
+class failing_large_allocations
+{
+public:
+    explicit failing_large_allocations(std::size_t bytes);
+    failing_large_allocations(const failing_large_allocations&) = delete;
+    failing_large_allocations& operator=(const failing_large_allocations&) = delete;
+    ~failing_large_allocations();
 };
 
 } // namespace trox_test
