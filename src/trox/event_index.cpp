@@ -14,8 +14,6 @@ namespace trox::detail
 namespace
 {
 
-constexpr std::uint64_t undecoded = std::numeric_limits<std::uint64_t>::max();
-
 time_stamp stamp_of(microseconds duration)
 {
     constexpr std::int64_t second_us = 1000000;
@@ -39,8 +37,9 @@ void channel_cursor::leave()
     unmatched_ += column_.records.size() - taken_count_;
     alive_ = false;
     waiting_ = false;
-    column_ = {};
+    order_.reset();
     index_.reset();
+    column_ = {};
     taken_.clear();
     taken_count_ = 0;
     present_ = -1;
@@ -67,7 +66,7 @@ bool channel_cursor::go_on(std::size_t files, const column_source& columns)
     column_ = std::move(stretches_[stretch_]);
     waiting_ = stretch_ > 0;
     taken_.assign(column_.records.size(), false);
-    index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), undecoded);
+    index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), std::nullopt);
     rewind();
     return true;
 }
@@ -129,11 +128,10 @@ channel_cursor::answer channel_cursor::select(int found)
 
 channel_cursor::answer channel_cursor::find_number(std::uint64_t number, int type)
 {
-    const int found =
-        index_->knows_number(number)
-            ? index_->find_number(number, type, last_found_)
-            : trox_detail::scan_by_number(column_.records.data(), static_cast<int>(column_.records.size()), number,
-                                          type, undecoded);
+    if (!index_->numbers_ascend() && !order_) {
+        order_.emplace(column_.records.data(), column_.records.size());
+    }
+    const int found = order_ ? order_->find(number, type) : index_->find_number(number, type, last_found_);
     last_found_ = found;
     return select(found);
 }

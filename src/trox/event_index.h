@@ -9,6 +9,7 @@
 #include "generic/record_index.h"
 #include "trox/data_file.h"
 #include "trox/event_reader.h"
+#include "trox/number_order.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -136,7 +137,8 @@ private:
     std::vector<channel_column> stretches_; // of the file
     channel_column column_;                 // the present stretch
     std::optional<trox_detail::record_index<record_types>> index_;
-    std::vector<bool> taken_; // by record of the stretch
+    std::optional<number_order<indexed_record>> order_; // where numbers do not ascend, once one is looked for
+    std::vector<bool> taken_;                           // by record of the stretch
     std::size_t taken_count_ = 0;
     std::uint64_t unmatched_ = 0;
     int present_ = -1;

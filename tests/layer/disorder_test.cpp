@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <limits>
 #include <random>
 #include <set>
 
@@ -249,6 +250,22 @@ TEST_P(out_of_order, numbers_and_times_that_contradict_each_other_come_to_an_end
         EXPECT_EQ(texts_in_all_directions(data, matched(mode::by_time)).size(), timed);
         EXPECT_EQ(texts_in_all_directions(data, matched(mode::by_number)).size(), files[i].size());
     }
+}
+
+TEST_P(out_of_order, numbers_may_be_as_high_as_the_format_has_them)
+{
+    const std::uint64_t highest = GetParam() == tw::generation::v2024 ? std::numeric_limits<std::uint64_t>::max()
+                                                                      : std::numeric_limits<std::uint32_t>::max();
+    const std::vector<numbers> lists{{10, 12, 14, highest}, {highest - 2, highest - 1, highest}};
+    for (const numbers& list : lists) {
+        EXPECT_EQ(read(file_of(list), mode::by_number), list);
+        EXPECT_EQ(read(file_of(list), mode::by_time), list);
+    }
+    trox::selection far = matched(mode::by_number);
+    far.match.number_step = 3;
+    trox::event_reader reader(file_of({highest - 4, highest - 1, highest}), far);
+    EXPECT_EQ(numbers_of(reader), (numbers{highest - 4, highest - 1}));
+    EXPECT_EQ(number_of(reader.at_number(highest - 1)), highest - 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(generations, out_of_order, testing::ValuesIn(all_formats), [](const auto& tested) {
