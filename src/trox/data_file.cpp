@@ -1,6 +1,7 @@
 #include "trox/data_file.h"
 
 #include "detail/big_endian.h"
+#include "event_util.h"
 #include "trox/typed_file.h"
 
 #include <array>
@@ -80,6 +81,15 @@ template <class Call> auto with_generation(generation format, Call call)
 }
 
 } // namespace
+
+bool has_slow_events_only(std::uint32_t event_types)
+{
+    bool slow = event_types != 0;
+    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
+        slow = slow && ((event_types >> type & 1U) == 0 || is_slow_event(type));
+    }
+    return slow;
+}
 
 file_identity identity_of(int fd, const std::string& path)
 {

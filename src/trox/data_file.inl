@@ -359,7 +359,7 @@ public:
         return counts_[channel];
     }
     channel_column column(std::size_t channel) const override;
-    std::vector<restart_point> restarts() const override;
+    std::vector<restart_point> restarts(restart_rule rule) const override;
     stored_channel stored(std::size_t channel) const override;
     std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
                                              decode_workspace& workspace) const override
@@ -419,6 +419,7 @@ private:
     std::vector<std::string> names_;
     std::vector<std::size_t> counts_;
     std::vector<std::uint32_t> block_types_;
+    std::vector<bool> is_slow_; // channels that only slow events carry
     std::vector<known_event> events_;
     file_span event_headers_;
     file_span server_blocks_;
@@ -431,7 +432,7 @@ template <class G>
 typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity,
                           const std::vector<std::string>& channels)
     : path_(std::make_shared<std::string>(path)), names_(channels), counts_(channels.size()),
-      block_types_(channels.size()), baskets_(channels.size())
+      block_types_(channels.size()), is_slow_(channels.size()), baskets_(channels.size())
 {
     using traits = channel_traits<G>;
     open_file(path, file_);
@@ -459,6 +460,7 @@ typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity
             const auto count = static_cast<std::uint64_t>(std::max(found->second->count, 0));
             counts_[i] = static_cast<std::size_t>(std::min(count, most));
             block_types_[i] = found->second->dtype_mask;
+            is_slow_[i] = has_slow_events_only(found->second->ev_mask);
         }
     }
     event_headers_ = basket_at(file_.ref_tbl->evhdb_ref, sizeof(typename G::event_header_basket),
@@ -612,12 +614,16 @@ template <class G> bool typed_rows<G>::numbers_ascend() const
     return std::is_sorted(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
 }
 
-template <class G> std::vector<restart_point> typed_rows<G>::restarts() const
+template <class G> std::vector<restart_point> typed_rows<G>::restarts(restart_rule rule) const
 {
     if (numbers_ascend()) {
         return {};
     }
-    restart_finder finder;
+    restart_finder finder(rule);
+    bool has_fast = false;
+    for (std::size_t channel = 0; channel < counts_.size(); ++channel) {
+        has_fast = has_fast || (counts_[channel] > 0 && !is_slow_[channel]);
+    }
     for (std::size_t channel = 0; channel < counts_.size(); ++channel) {
         std::vector<trox_time_id_2024> events;
         events.reserve(counts_[channel]);
@@ -628,7 +634,7 @@ template <class G> std::vector<restart_point> typed_rows<G>::restarts() const
                 events.push_back(event->id);
             }
         }
-        finder.add(events);
+        finder.add(events, is_slow_[channel] && has_fast);
     }
     return finder.points();
 }

@@ -1,6 +1,5 @@
 #include "trox/event_source.h"
 
-#include "event_util.h"
 #include "trox/stretches.h"
 
 #include <algorithm>
@@ -47,15 +46,6 @@ std::vector<std::size_t> chosen_channels(const data_set& data, const selection& 
     return channels;
 }
 
-bool is_slow_channel(const channel_info& channel)
-{
-    bool slow = channel.event_types != 0;
-    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
-        slow = slow && ((channel.event_types >> type & 1U) == 0 || is_slow_event(type));
-    }
-    return slow;
-}
-
 /// A neighbour found by time is checked against the numbers since 2010.
 std::vector<bool> number_checks(const data_set& data)
 {
@@ -81,7 +71,7 @@ event_source::event_source(const data_set& data, const selection& what, const re
     }
     rows_.throw_failures(!skips_);
     for (const std::size_t channel : channels_) {
-        is_slow_.push_back(is_slow_channel(data_.channels()[channel]));
+        is_slow_.push_back(has_slow_events_only(data_.channels()[channel].event_types));
         report_.channels.emplace_back().name = data_.channels()[channel].name;
     }
 }
@@ -108,7 +98,12 @@ bool event_source::has(std::size_t file, std::size_t channel) const
 const std::vector<restart_point>& event_source::restarts(std::size_t file, const file_rows& rows)
 {
     const auto known = restarts_.find(file);
-    return known != restarts_.end() ? known->second : restarts_.emplace(file, rows.restarts()).first->second;
+    if (known != restarts_.end()) {
+        return known->second;
+    }
+    const bool divides = what_.match.how == synchronisation::mode::by_number;
+    const restart_rule rule = divides ? restart_rule::numbers_go_on : restart_rule::every_number;
+    return restarts_.emplace(file, rows.restarts(rule)).first->second;
 }
 
 /// Puts the records among the bad ones whose event has nothing to be matched by.

@@ -6,6 +6,7 @@
 #include "temp_directory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -87,9 +88,7 @@ TEST_P(out_of_order, numbers_bring_all_events_in_the_order_of_their_times)
         {10, 11, 12, 13, 5},                   // last
         {20, 11, 12, 13, 14},                  // first
         {10, 11, 99, 12, 13},                  // in between, high
-        {10, 11, 3, 12, 13},                   // and low
-        {10, 11, 13, 12, 14},                  // neighbours
-        {10, 11, 12, 14, 13},
+        {10, 11, 12, 14, 13},                  // neighbours at the end
         {5, 4, 3, 2, 1},
         {4294967294, 4294967295, 0, 1, 2}, // 32 bits wrap around
     };
@@ -99,6 +98,66 @@ TEST_P(out_of_order, numbers_bring_all_events_in_the_order_of_their_times)
             EXPECT_EQ(read(data, how), list) << (how == mode::by_time ? "by time" : "by number");
         }
     }
+}
+
+TEST_P(out_of_order, numbers_that_do_not_go_on_from_a_low_one_are_found_where_they_belong)
+{
+    const std::vector<numbers> lists{{10, 11, 3, 12, 13}, {10, 11, 13, 12, 14}, {10, 11, 2, 11 + 1, 3, 13}};
+    for (const numbers& list : lists) {
+        EXPECT_EQ(read(file_of(list), mode::by_time), list);
+        numbers sorted = list;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(read(file_of(list), mode::by_number), sorted);
+    }
+}
+
+TEST_P(out_of_order, numbers_of_a_slow_channel_divide_no_other_one)
+{
+    // T/S is late by one number once, and then T/B of the same event comes after it.
+    const std::string path = directory_.file("late.raw");
+    small_file file(path, GetParam());
+    file.channel("T/A").channel("T/B").channel("T/S");
+    for (std::uint64_t number = 1; number <= 6; ++number) {
+        file.machine(number, tenth(number), {{"T/A", 1.0F}});
+        if (number == 3) {
+            file.update(3, tenth(3) + microseconds(1000), "T/S", 30.0F);
+            file.update(2, tenth(3) + microseconds(2000), "T/S", 31.0F);
+        }
+        file.machine(number, tenth(number) + microseconds(3000), {{"T/B", 1.0F}});
+    }
+    const auto data = trox::data_set::open_files({file.finish()});
+    trox::event_reader reader(data, matched(mode::by_number));
+    std::vector<std::string> found;
+    for (const trox::event& event : reader) {
+        found.push_back(std::to_string(event.number()) + (event[0] ? " a" : "") + (event[1] ? " b" : "") +
+                        (event[2] && event[2].is_updated() ? " " + std::to_string(std::lround(*event[2].number()))
+                                                           : std::string()));
+    }
+    EXPECT_EQ(found, (std::vector<std::string>{"1 a b", "2 a b 31", "3 a b 30", "4 a b", "5 a b", "6 a b"}));
+}
+
+TEST_P(out_of_order, numbers_of_slow_channels_begin_anew_where_they_go_on)
+{
+    const auto slow_file = [&](const char* name, const numbers& list, bool with_fast) {
+        small_file file(directory_.file(name), GetParam());
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            file.update(list[i], tenth(i), "T/S", 1.0F);
+        }
+        if (with_fast) {
+            file.machine(list.front() - 1, tenth(0) - microseconds(50000), {{"T/F", 1.0F}});
+        }
+        return trox::data_set::open_files({file.finish()});
+    };
+    const numbers few{500, 501, 1, 2, 3};
+    EXPECT_EQ(read(slow_file("few_alone.raw", few, false), mode::by_number), few);
+    EXPECT_EQ(read(slow_file("few.raw", few, true), mode::by_number), (numbers{1, 2, 3, 499, 500, 501}));
+    const numbers many{500, 501, 1, 2, 3, 4};
+    EXPECT_EQ(read(slow_file("many.raw", many, true), mode::by_number), (numbers{499, 500, 501, 1, 2, 3, 4}));
+}
+
+TEST_P(out_of_order, numbers_of_one_time_end_where_they_should)
+{
+    EXPECT_EQ(read(file_of({5, 4, 3, 2, 1}, microseconds(0)), mode::by_number), (numbers{1, 2, 3, 4, 5}));
 }
 
 TEST_P(out_of_order, numbers_that_begin_with_0_lose_no_event_at_any_rate)
