@@ -5,6 +5,7 @@
 #include "event.h"
 #include "trox/data_set.h"
 #include "trox/decoded.h"
+#include "trox/file_bounds.h"
 #include "trox/file_window.h"
 
 #include <cstddef>
@@ -137,6 +138,7 @@ file_identity identity_of(int fd, const std::string& path);
 struct file_contents {
     file_identity identity{};
     file_info info{};
+    std::vector<type_bounds> bounds{}; ///< by type, as in `info`
     std::vector<dictionary_channel> dictionary{};
     std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
 };

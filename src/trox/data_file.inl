@@ -139,10 +139,9 @@ inline void add_to_bounds(event_type_info& type, const trox_time_id_2024& event,
     type.latest = is_first ? time : std::max(type.latest, time);
 }
 
-template <class G> std::vector<event_type_info> event_types_of(const loaded_file<G>& file)
+template <class G> void take_event_types(const loaded_file<G>& file, file_contents& contents)
 {
     using info_type = typename G::event_info;
-    std::vector<event_type_info> types;
     const auto time = [](const time_stamp& stamp) {
         return time_of({trox_detail::big_endian(stamp.timeup), trox_detail::big_endian(stamp.timelow)});
     };
@@ -155,13 +154,16 @@ template <class G> std::vector<event_type_info> event_types_of(const loaded_file
             info.last_number = trox_detail::big_endian(head.event_number_last);
             info.first_time = time(head.event_time_first);
             info.last_time = time(head.event_time_last);
+            type_bounds bounds;
+            bounds.type = info.type;
             for (std::uint64_t i = 0; i < count; ++i) {
-                add_to_bounds(info, event_id_of(trox_detail::load_record<info_type>(infos + i * sizeof(info_type))),
-                              i == 0);
+                const auto event = event_id_of(trox_detail::load_record<info_type>(infos + i * sizeof(info_type)));
+                add_to_bounds(info, event, i == 0);
+                bounds.add(event.event_number, event.time.timeup == 0 ? time_point{} : time_of(event.time));
             }
-            types.push_back(info);
+            contents.info.events.push_back(info);
+            contents.bounds.push_back(bounds);
         });
-    return types;
 }
 
 /// The data can be read without: what fails becomes the `problem`.
@@ -206,7 +208,7 @@ template <class G> file_contents typed_file<G>::contents(const std::string& path
     result.info.path = path;
     result.info.format = typed_file<G>::format;
     result.info.size = static_cast<std::uint64_t>(file.length);
-    result.info.events = event_types_of(file);
+    take_event_types(file, result);
     for (std::size_t i = 0; const auto* entry = dictionary_at(file, i); ++i) {
         result.dictionary.push_back({text_in(entry->chan_name), entry->ev_mask, entry->dtype_mask,
                                      static_cast<std::uint32_t>(std::max(entry->count, 0))});

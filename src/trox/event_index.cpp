@@ -244,34 +244,62 @@ bool event_index::compare(const trox_time_id_2024& a, const trox_time_id_2024& b
     return sign == 0;
 }
 
-/// Whether a channel has come to a stretch before others that will come there, too, from earlier ones.
+/// Leads a channel to its next stretch, where it waits when numbers begin anew: always behind the first stretch of a
+/// file; in the first one when another channel stands in a file with regard to which that file does so.
+void event_index::go_on(channel_cursor& cursor)
+{
+    cursor.go_on(checks_numbers_.size(), columns_);
+    if (match_.how == synchronisation::mode::by_number && cursor.is_alive() && cursor.stretch() == 0) {
+        cursor.wait(columns_.files.may_begin_anew(cursor.file()) && is_behind_others(cursor));
+    }
+    has_moved_ = true;
+}
+
+/// Whether a channel has come to a stretch before others that will come there, too, from earlier ones, or to a file
+/// whose numbers begin anew while others stand before that.
 bool event_index::is_behind_others(const channel_cursor& cursor) const
 {
+    const std::size_t file = cursor.file();
+    std::optional<std::size_t> before; // many channels stand in one file
+    bool is_anew = false;
     for (std::size_t i = 0; i < cursors_.size(); ++i) {
         const channel_cursor& other = cursors_[i];
-        if (!other.is_alive() || other.file() > cursor.file()) {
+        if (!other.is_alive() || other.file() > file) {
             continue;
         }
-        if (other.file() == cursor.file() ? other.stretch() < cursor.stretch() : columns_.has(cursor.file(), i)) {
+        if (other.file() == file) {
+            if (other.stretch() < cursor.stretch()) {
+                return true;
+            }
+            continue;
+        }
+        if (cursor.stretch() > 0 && columns_.has(file, i)) {
+            return true;
+        }
+        if (before != other.file()) {
+            before = other.file();
+            is_anew = columns_.files.begins_anew(file, other.file());
+        }
+        if (is_anew && other.last().event_number > columns_.files.lowest_number(file)) {
             return true;
         }
     }
     return false;
 }
 
-/// Lets the channels begin with their stretches that no others have to reach first.
-void event_index::let_wait_no_longer()
+/// Lets the channels begin with their files, and with later stretches of them, that no others have to reach first.
+void event_index::let_wait_no_longer(bool only_files)
 {
     std::map<std::pair<std::size_t, std::size_t>, bool> waits; // hundreds of channels stand in few stretches
     for (channel_cursor& cursor : cursors_) {
-        if (!cursor.is_alive() || !cursor.is_waiting()) {
+        if (!cursor.is_alive() || !cursor.is_waiting() || (only_files && cursor.stretch() > 0)) {
             continue;
         }
         const auto known = waits.find({cursor.file(), cursor.stretch()});
         const bool has_to_wait = known != waits.end() ? known->second : is_behind_others(cursor);
         waits[{cursor.file(), cursor.stretch()}] = has_to_wait;
         if (!has_to_wait) {
-            cursor.wait_no_longer();
+            cursor.wait(false);
         }
     }
 }
@@ -286,10 +314,13 @@ bool event_index::begin_anew(round& state)
     for (channel_cursor& cursor : cursors_) {
         if (!begun_ || (cursor.is_alive() && cursor.was_taken())) {
             cursor.go_on(checks_numbers_.size(), columns_);
+            if (cursor.is_alive() && cursor.stretch() == 0) {
+                cursor.wait(!by_time && columns_.files.may_begin_anew(cursor.file()));
+            }
         }
     }
     begun_ = true;
-    let_wait_no_longer();
+    let_wait_no_longer(false);
     std::optional<trox_time_id_2024> target;
     for (std::size_t i = 0; i < cursors_.size(); ++i) {
         channel_cursor& cursor = cursors_[i];
@@ -339,7 +370,7 @@ void event_index::ask(std::size_t channel, round& state)
             if (state.is_first) {
                 return;
             }
-            cursor.go_on(checks_numbers_.size(), columns_);
+            go_on(cursor);
         }
     }
 }
@@ -367,6 +398,29 @@ void event_index::consider(const trox_time_id_2024& found, round& state) const
     }
 }
 
+/// Asks the channels that wait in their files for none any more, since others have gone on.
+void event_index::ask_those_who_waited(round& state)
+{
+    const auto waits = [](const channel_cursor& cursor) {
+        return cursor.is_alive() && cursor.is_waiting() && cursor.stretch() == 0;
+    };
+    while (has_moved_) {
+        has_moved_ = false;
+        std::vector<std::size_t> waiting;
+        for (std::size_t i = 0; i < cursors_.size(); ++i) {
+            if (waits(cursors_[i])) {
+                waiting.push_back(i);
+            }
+        }
+        let_wait_no_longer(true);
+        for (const std::size_t i : waiting) {
+            if (!waits(cursors_[i])) {
+                ask(i, state);
+            }
+        }
+    }
+}
+
 bool event_index::step(round& state)
 {
     const auto ask_all = [&] {
@@ -377,6 +431,7 @@ bool event_index::step(round& state)
     if (begun_) {
         state.target = current_;
         ask_all();
+        ask_those_who_waited(state);
     }
     // Numbers or times that begin anew lie before the present event: no channel finds them behind it.
     if (!state.chosen && begin_anew(state)) {

@@ -41,6 +41,8 @@ struct column_source {
     std::function<std::vector<channel_column>(std::size_t file, std::size_t channel)> stretches{};
     /// Whether a file has records of a channel.
     std::function<bool(std::size_t file, std::size_t channel)> has{};
+    /// Where the events of the files lie.
+    const file_sequence& files;
 };
 
 /// What the search functions of the generations need to know of a record.
@@ -73,14 +75,14 @@ public:
     {
         return stretch_;
     }
-    /// Whether numbers begin anew with the stretch, and the other channels may not have come that far.
+    /// Whether numbers begin anew with the stretch or the file, and the other channels may not have come that far.
     bool is_waiting() const noexcept
     {
         return waiting_;
     }
-    void wait_no_longer() noexcept
+    void wait(bool on) noexcept
     {
-        waiting_ = false;
+        waiting_ = on;
     }
     /// The lowest number and the earliest time; the highest, and the latest.
     trox_time_id_2024 first() const noexcept
@@ -190,7 +192,9 @@ private:
     void find_again();
     bool step(round& state);
     bool begin_anew(round& state);
-    void let_wait_no_longer();
+    void let_wait_no_longer(bool only_files);
+    void ask_those_who_waited(round& state);
+    void go_on(channel_cursor& cursor);
     bool is_behind_others(const channel_cursor& cursor) const;
     void ask(std::size_t channel, round& state);
     bool compare(const trox_time_id_2024& a, const trox_time_id_2024& b, int& sign) const;
@@ -207,6 +211,7 @@ private:
     trox_time_id_2024 current_{};
     bool begun_ = false;
     bool complete_ = false;
+    bool has_moved_ = false;     // a channel to another stretch, since those that wait were looked at
     bool trusts_numbers_ = true; // the last event had a record that none had before
     std::exception_ptr failure_;
     bool stands_anywhere_ = false; // the channels, after a failure that is not kept

@@ -63,7 +63,8 @@ event_source::event_source(const data_set& data, const selection& what, const re
       rows_(data.internals(), channels_), progress_(options.progress),
       index_(channels_.size(), number_checks(data), what_,
              {[this](std::size_t file, std::size_t channel) { return stretches(file, channel); },
-              [this](std::size_t file, std::size_t channel) { return has(file, channel); }}),
+              [this](std::size_t file, std::size_t channel) { return has(file, channel); },
+              data.internals()->sequence()}),
       store_(channels_.size(), rows_, options.memory_budget, options.threads), wanted_(channels_.size())
 {
     if (options.memory_budget == 0) {

@@ -59,9 +59,8 @@ void take_zeros_out(std::vector<timed_number>& order)
         next.begin_is_zero = zero.has_value();
         zero.reset();
     }
-    order.erase(
-        std::remove_if(order.begin(), order.end(), [](const timed_number& next) { return next.number == 0; }),
-        order.end());
+    order.erase(std::remove_if(order.begin(), order.end(), [](const timed_number& next) { return next.number == 0; }),
+                order.end());
 }
 
 constexpr std::size_t slow_numbers_behind = 3;

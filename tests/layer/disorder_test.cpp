@@ -9,6 +9,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
+#include <map>
 #include <random>
 #include <set>
 
@@ -153,6 +154,86 @@ TEST_P(out_of_order, numbers_of_slow_channels_begin_anew_where_they_go_on)
     EXPECT_EQ(read(slow_file("few.raw", few, true), mode::by_number), (numbers{1, 2, 3, 499, 500, 501}));
     const numbers many{500, 501, 1, 2, 3, 4};
     EXPECT_EQ(read(slow_file("many.raw", many, true), mode::by_number), (numbers{499, 500, 501, 1, 2, 3, 4}));
+}
+
+/// Events by number, each with the channels that have a record.
+std::vector<std::string> channels_of(const trox::data_set& data)
+{
+    trox::event_reader reader(data, matched(mode::by_number));
+    std::vector<std::string> found;
+    for (const trox::event& event : reader) {
+        found.push_back(std::to_string(event.number()));
+        for (std::size_t i = 0; i < event.records().size(); ++i) {
+            if (event[i]) {
+                found.back() += " " + data.channels()[reader.channels()[i]].name;
+            }
+        }
+    }
+    return found;
+}
+
+using channel_numbers = std::vector<std::pair<std::string, numbers>>; // by channel
+
+/// One file; number n lies `n + tenths` tenths of a second behind the second in which small files begin.
+std::string write_channels(const std::string& path, tw::generation format, const channel_numbers& channels,
+                           std::uint64_t tenths = 0)
+{
+    std::map<std::uint64_t, std::vector<std::pair<std::string, float>>> events;
+    small_file file(path, format);
+    for (const auto& [name, list] : channels) {
+        file.channel(name);
+        for (const std::uint64_t number : list) {
+            events[number].emplace_back(name, 1.0F);
+        }
+    }
+    for (const auto& [number, values] : events) {
+        file.machine(number, tenth(number + tenths), values);
+    }
+    return file.finish();
+}
+
+TEST_P(out_of_order, numbers_that_begin_anew_with_a_file_follow_those_of_all_channels_before)
+{
+    const auto path = [&](const char* name) { return directory_.file(name); };
+    const auto first = write_channels(path("1.raw"), GetParam(), {{"A", {100, 101, 102}}, {"C", {100}}});
+    // B is only in the second file, C goes on from the first number of the first to a number of the second that the
+    // first has as well.
+    const auto second =
+        write_channels(path("2.raw"), GetParam(), {{"A", {1, 2, 101}}, {"B", {1, 2}}, {"C", {101}}}, 1000);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({first, second})),
+              (std::vector<std::string>{"100 A C", "101 A", "102 A", "1 A B", "2 A B", "101 A C"}));
+    // One that begins anew with a third file, without D in the second.
+    const auto before = write_channels(path("3.raw"), GetParam(), {{"A", {7, 8}}, {"D", {7, 8, 9}}});
+    const auto between = write_channels(path("4.raw"), GetParam(), {{"A", {3, 4}}}, 1000);
+    const auto behind = write_channels(path("5.raw"), GetParam(), {{"A", {1, 2}}, {"D", {1, 2}}}, 2000);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({before, between, behind})),
+              (std::vector<std::string>{"7 A D", "8 A D", "9 D", "3 A", "4 A", "1 A D", "2 A D"}));
+}
+
+TEST_P(out_of_order, numbers_of_files_side_by_side_stay_together_after_they_began_anew)
+{
+    const auto path = [&](const char* name) { return directory_.file(name); };
+    // Two streams; one divides the numbers that began anew at another place.
+    const std::vector<std::string> files{write_channels(path("1.raw"), GetParam(), {{"A", {100, 101}}}),
+                                         write_channels(path("2.raw"), GetParam(), {{"B", {100, 101}}}),
+                                         write_channels(path("3.raw"), GetParam(), {{"A", {1, 2}}}, 1000),
+                                         write_channels(path("4.raw"), GetParam(), {{"B", {1, 2, 3, 4, 5, 6}}}, 1000),
+                                         write_channels(path("5.raw"), GetParam(), {{"A", {3, 4, 5}}}, 1000)};
+    const std::vector<std::string> expected{"100 A B", "101 A B", "1 A B", "2 A B", "3 A B", "4 A B", "5 A B", "6 B"};
+    EXPECT_EQ(channels_of(trox::data_set::open_files(files)), expected);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({files[0], files[2], files[4], files[1], files[3]})), expected);
+}
+
+TEST_P(out_of_order, numbers_0_and_missing_times_begin_nothing_anew)
+{
+    const auto first = write_channels(directory_.file("1.raw"), GetParam(), {{"A", {10, 11}}});
+    for (const bool has_number : {false, true}) {
+        small_file file(directory_.file(has_number ? "2.raw" : "3.raw"), GetParam());
+        file.machine(has_number ? 5 : 0, has_number ? trox::time_point{} : tenth(12), {{"B", 1.0F}});
+        file.machine(11, tenth(11) + microseconds(3000), {{"B", 1.0F}}).machine(13, tenth(13), {{"A", 1.0F}});
+        const auto found = channels_of(trox::data_set::open_files({first, file.finish()}));
+        EXPECT_EQ(std::count(found.begin(), found.end(), "11 A B"), 1) << has_number;
+    }
 }
 
 TEST_P(out_of_order, numbers_of_one_time_end_where_they_should)
