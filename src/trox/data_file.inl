@@ -22,6 +22,7 @@
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 
@@ -322,6 +323,30 @@ template <class G> std::vector<known_event> known_events(const loaded_file<G>& f
     return events;
 }
 
+inline std::tuple<std::uint64_t, std::uint32_t, std::uint32_t> key_of(const trox_time_id_2024& event)
+{
+    return {event.event_number, event.time.timeup, event.time.timelow};
+}
+
+inline bool is_before(const known_event& a, const known_event& b)
+{
+    return a.offset != b.offset ? a.offset < b.offset : key_of(a.id) < key_of(b.id);
+}
+
+/// Of events in order of their positions, those that share theirs with others, ordered so that one can be found.
+inline std::vector<known_event> events_that_share(const std::vector<known_event>& events)
+{
+    std::vector<known_event> shared;
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        if ((i > 0 && events[i - 1].offset == events[i].offset) ||
+            (i + 1 < events.size() && events[i + 1].offset == events[i].offset)) {
+            shared.push_back(events[i]);
+        }
+    }
+    std::sort(shared.begin(), shared.end(), is_before);
+    return shared;
+}
+
 template <class G> class typed_rows;
 
 template <class G> class typed_decoder final : public channel_decoder
@@ -423,6 +448,7 @@ private:
     std::vector<std::uint32_t> block_types_;
     std::vector<bool> is_slow_; // channels that only slow events carry
     std::vector<known_event> events_;
+    std::vector<known_event> shared_; // those of them that share their positions
     file_span event_headers_;
     file_span server_blocks_;
     const std::uint64_t identity_ = next_identity();
@@ -451,6 +477,7 @@ typed_rows<G>::typed_rows(const std::string& path, const file_identity& identity
     expect_table(code, "the event-channel pointers table", path);
     file_.ecp_tab.reset(table);
     events_ = known_events(file_);
+    shared_ = events_that_share(events_);
     std::unordered_map<std::string_view, const typename G::chan_dictionary_entry*> entries;
     for (std::size_t i = 0; const auto* entry = dictionary_at(file_, i); ++i) {
         entries.emplace(std::string_view(entry->chan_name, trox_detail::text_length(entry->chan_name)), entry);
@@ -644,15 +671,11 @@ template <class G> std::vector<restart_point> typed_rows<G>::restarts(restart_ru
 /// Whether an event, or another one of the same position, is the one of a header.
 template <class G> bool typed_rows<G>::confirms(const known_event* known, const trox_time_id_2024& header) const
 {
-    const known_event* const end = events_.data() + events_.size();
-    for (const known_event* event = known; event != nullptr && event != end && event->offset == known->offset;
-         ++event) {
-        if (event->id.event_number == header.event_number && event->id.time.timeup == header.time.timeup &&
-            event->id.time.timelow == header.time.timelow) {
-            return true;
-        }
+    if (known == nullptr) {
+        return false;
     }
-    return false;
+    return key_of(known->id) == key_of(header) ||
+           std::binary_search(shared_.begin(), shared_.end(), known_event{known->offset, header}, is_before);
 }
 
 /// Takes out the records whose event header contradicts the file's event index: one of both is damaged, and would give
