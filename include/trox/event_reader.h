@@ -115,7 +115,8 @@ struct reading_report {
 class event
 {
 public:
-    /// Of the first record that is no slow value, else of the first one updated.
+    /// Of the first record that is no slow value, else of the first one updated; by the tables, so that they stay the
+    /// same when that record is damaged.
     std::uint64_t number() const noexcept
     {
         return number_;

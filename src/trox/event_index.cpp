@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <numeric>
 #include <utility>
 
 namespace trox::detail
@@ -14,11 +15,16 @@ namespace trox::detail
 namespace
 {
 
-time_stamp stamp_of(microseconds duration)
+/// The time so much later; the last one that there is when that is beyond.
+time_stamp later(const time_stamp& time, microseconds distance)
 {
-    constexpr std::int64_t second_us = 1000000;
-    return {static_cast<std::uint32_t>(duration.count() / second_us),
-            static_cast<std::uint32_t>(duration.count() % second_us)};
+    constexpr std::uint32_t last_second = std::numeric_limits<std::uint32_t>::max();
+    const std::uint64_t sum = trox_detail::microseconds(time) + static_cast<std::uint64_t>(distance.count());
+    if (sum / trox_detail::us_per_second > last_second) {
+        return {last_second, static_cast<std::uint32_t>(trox_detail::us_per_second - 1)};
+    }
+    return {static_cast<std::uint32_t>(sum / trox_detail::us_per_second),
+            static_cast<std::uint32_t>(sum % trox_detail::us_per_second)};
 }
 
 time_point time_of(const time_stamp& stamp)
@@ -178,7 +184,7 @@ channel_cursor::answer channel_cursor::behind(const trox_time_id_2024& target, b
         }
         return find_number(next, type);
     }
-    const time_stamp next = target.time + stamp_of(match_.time_step);
+    const time_stamp next = later(target.time, match_.time_step);
     int sign = 0;
     if (!is_within(column_.last.time, next, sign) && sign < 0) {
         return answer::out_of_window;
@@ -606,6 +612,37 @@ void event_index::complete()
 {
     while (grow()) {
     }
+}
+
+std::optional<std::size_t> event_index::find_number(std::uint64_t number)
+{
+    if (by_number_.size() != events_.size()) {
+        std::vector<std::uint32_t> order(events_.size());
+        std::iota(order.begin(), order.end(), 0U);
+        std::stable_sort(order.begin(), order.end(),
+                         [this](std::uint32_t a, std::uint32_t b) { return events_[a].number < events_[b].number; });
+        by_number_ = std::move(order);
+    }
+    const auto found =
+        std::lower_bound(by_number_.begin(), by_number_.end(), number,
+                         [this](std::uint32_t event, std::uint64_t wanted) { return events_[event].number < wanted; });
+    return found == by_number_.end() || events_[*found].number != number ? std::nullopt
+                                                                         : std::optional<std::size_t>(*found);
+}
+
+/// Times need not ascend; the latest so far does, and reaches a time where the first event does that is not before it.
+std::optional<std::size_t> event_index::find_time(time_point time)
+{
+    if (latest_.size() != events_.size()) {
+        std::vector<time_point> latest;
+        latest.reserve(events_.size());
+        for (const indexed_event& event : events_) {
+            latest.push_back(latest.empty() ? event.time : std::max(latest.back(), event.time));
+        }
+        latest_ = std::move(latest);
+    }
+    const auto found = std::lower_bound(latest_.begin(), latest_.end(), time);
+    return found == latest_.end() ? std::nullopt : std::optional<std::size_t>(found - latest_.begin());
 }
 
 std::optional<std::size_t> event_index::position(std::size_t channel, std::size_t event) const

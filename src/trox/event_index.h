@@ -168,6 +168,9 @@ public:
     {
         return events_;
     }
+    /// The first event of a number, and the first that is not before a time; of those found so far.
+    std::optional<std::size_t> find_number(std::uint64_t number);
+    std::optional<std::size_t> find_time(time_point time);
     /// A channel's records in order of their events.
     const std::vector<record_place>& records(std::size_t channel) const noexcept
     {
@@ -216,6 +219,8 @@ private:
     std::exception_ptr failure_;
     bool stands_anywhere_ = false; // the channels, after a failure that is not kept
     std::vector<indexed_event> events_;
+    std::vector<std::uint32_t> by_number_; // the events, once one was looked for
+    std::vector<time_point> latest_;       // up to each event, once one was looked for
     std::vector<std::vector<record_place>> records_;
     std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value
     std::vector<std::pair<std::size_t, record_place>> found_; // of the event that is collected

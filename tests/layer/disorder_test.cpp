@@ -445,6 +445,31 @@ std::vector<std::string> write_chaos(const trox_test::temp_directory& directory,
     return paths;
 }
 
+/// Looks for every number and time between the lowest and the highest.
+void expect_to_find_what_a_walk_finds(const trox::data_set& data, const trox::selection& what)
+{
+    trox::event_reader reader(data, what, {std::size_t{1} << 20, 1, true});
+    std::vector<std::pair<std::uint64_t, trox::time_point>> events;
+    for (const trox::event& event : reader) {
+        events.emplace_back(event.number(), event.time());
+    }
+    const auto expect = [&](const std::optional<trox::event>& found, auto is_wanted) {
+        const auto first = std::find_if(events.begin(), events.end(), is_wanted);
+        ASSERT_EQ(found.has_value(), first != events.end());
+        if (found) {
+            EXPECT_EQ(found->number(), first->first);
+            EXPECT_EQ(found->time(), first->second);
+        }
+    };
+    for (std::uint64_t number = 0; number <= 10; ++number) {
+        expect(reader.at_number(number), [&](const auto& event) { return event.first == number; });
+        for (const auto distance : {microseconds(0), microseconds(30000)}) {
+            const trox::time_point time = tenth(number) + distance;
+            expect(reader.at_time(time), [&](const auto& event) { return event.second >= time; });
+        }
+    }
+}
+
 TEST(chaos, of_numbers_and_times_ends_with_every_record_delivered_or_reported)
 {
     std::size_t delivered = 0;
@@ -456,6 +481,7 @@ TEST(chaos, of_numbers_and_times_ends_with_every_record_delivered_or_reported)
             SCOPED_TRACE("seed " + std::to_string(seed) + (how == mode::by_time ? ", by time" : ", by number"));
             const trox::selection what{{}, {}, {how, microseconds(20000)}, {}};
             texts_in_all_directions(data, what);
+            expect_to_find_what_a_walk_finds(data, what);
             trox::event_reader reader(data, what, {std::size_t{1} << 20, 1, true});
             std::vector<std::set<std::uint64_t>> seen(reader.channels().size()); // a few are in two events
             for (const trox::event& event : reader) {
