@@ -58,8 +58,8 @@ struct event_range {
 /// event, and the next event is looked for one step on: those that lie closer together than the step less the tolerance
 /// are passed over, so that step and tolerance must suit the fastest channel. Of several records of a channel that
 /// match one event one is taken, which concerns repeated numbers, slow values that change twice in an event, and files
-/// that overlap; number steps above 1 pass over what lies between. `channel_report::unmatched` counts what no event
-/// took.
+/// that overlap; number steps above 1 pass over what lies between. By time, a record within the tolerance of two
+/// events may be part of both. `channel_report::unmatched` counts what no event took.
 struct synchronisation {
     enum class mode { by_number, by_time };
     mode how = mode::by_number;
