@@ -39,7 +39,7 @@ struct run_info {
     std::string experiment{};
     std::string stream{};
     std::int32_t number = 0;
-    std::optional<time_point> start{}; ///< whole seconds
+    std::optional<time_point> start{}; ///< whole seconds, by the name of the catalogue file once the run has ended
     std::optional<time_point> stop{};  ///< none for a run that goes on
     std::string catalogue_file{};
     std::vector<std::string> files{}; ///< paths where they were found, else base names
@@ -179,7 +179,7 @@ public:
     /// (wrong_use) for a channel that is not there, (input_output) when descriptors or memory are short.
     std::vector<channel_stamps> stamps(const std::vector<std::size_t>& channels,
                                        const file_progress& progress = {}) const;
-    /// First and last time of all events; none without events.
+    /// First and last time of all events; none without events that have a time.
     std::optional<time_point> first_time() const noexcept;
     std::optional<time_point> last_time() const noexcept;
 

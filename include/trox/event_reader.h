@@ -50,11 +50,16 @@ struct event_range {
 /// How channels are matched to one event.
 ///
 /// By number, records of equal numbers are of one event; where numbers begin anew, in a file or with a later one, their
-/// events follow those before. By time, records within the tolerance are of one event, and the next event is looked for
-/// one step on: those that lie closer together than the step less the tolerance are passed over, so that step and
-/// tolerance must suit the fastest channel. Of several records of a channel that match one event one is taken, which
-/// concerns repeated numbers, slow values that change twice in an event, and files that overlap; number steps above 1
-/// pass over what lies between. `channel_report::unmatched` counts what no event took.
+/// events follow those before. In a file they do so behind a lower number from which they go on: the next number of the
+/// channel, if there is one, is lower than the one before, too, and of slow channels beside others at least the next
+/// three are. Any other lower number is an outlier, and its event stands where its number belongs. With a file they do
+/// so when an earlier file that lies before it in time has higher numbers; numbers that it repeats in part, for a
+/// channel that goes on from one of them, are those events again. By time, records within the tolerance are of one
+/// event, and the next event is looked for one step on: those that lie closer together than the step less the tolerance
+/// are passed over, so that step and tolerance must suit the fastest channel. Of several records of a channel that
+/// match one event one is taken, which concerns repeated numbers, slow values that change twice in an event, and files
+/// that overlap; number steps above 1 pass over what lies between. By time, a record within the tolerance of two
+/// events may be part of both. `channel_report::unmatched` counts what no event took.
 struct synchronisation {
     enum class mode { by_number, by_time };
     mode how = mode::by_number;
@@ -115,7 +120,8 @@ struct reading_report {
 class event
 {
 public:
-    /// Of the first record that is no slow value, else of the first one updated.
+    /// Of the first record that is no slow value, else of the first one updated; by the tables, so that they stay the
+    /// same when that record is damaged.
     std::uint64_t number() const noexcept
     {
         return number_;

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <type_traits>
 #include <vector>
 
@@ -30,7 +31,8 @@ public:
     using entry = typename Generation::channel_entry;
     using event_number = typename Generation::event_number;
 
-    record_index(const entry* records, int total, event_number undecoded)
+    /// `undecoded`: the number that stands for none; none when every number counts.
+    record_index(const entry* records, int total, std::optional<event_number> undecoded)
     {
         collect_numbers(records, static_cast<std::size_t>(total), undecoded);
         collect_times(records, static_cast<std::size_t>(total));
@@ -136,7 +138,7 @@ private:
         return static_cast<std::size_t>(std::lower_bound(values.begin(), values.end(), wanted) - values.begin());
     }
 
-    void collect_numbers(const entry* records, std::size_t total, event_number undecoded)
+    void collect_numbers(const entry* records, std::size_t total, std::optional<event_number> undecoded)
     {
         numbers_.reserve(total);
         for (std::size_t i = 0; i < total; ++i) {

@@ -38,16 +38,15 @@ template <class Entry, class Number> int nearest_by_number(const Entry* records,
     return best;
 }
 
-/// A binary search that trusts the records' order, then a scan, then the nearest in the direction asked for.
-template <class Entry, class Number>
-int scan_by_number(const Entry* records, int total, Number id, int type, Number undecoded)
+/// A binary search that trusts the records' order: a record with this number when it meets one, else -1.
+template <class Entry, class Number> int search_by_number(const Entry* records, int total, Number id)
 {
     int low = 0;
     int high = total - 1;
     while (low <= high) {
         const int middle = low + (high - low) / 2;
         const Number number = records[middle].event_id.event_number;
-        if (number == id && id != undecoded) {
+        if (number == id) {
             return middle;
         }
         if (id < number) {
@@ -55,6 +54,18 @@ int scan_by_number(const Entry* records, int total, Number id, int type, Number 
         } else {
             low = middle + 1;
         }
+    }
+    return scan_found_nothing;
+}
+
+/// That search, then a scan, then the nearest in the direction asked for. Number `undecoded` stands in records that are
+/// not decoded yet.
+template <class Entry, class Number>
+int scan_by_number(const Entry* records, int total, Number id, int type, Number undecoded)
+{
+    const int met = id == undecoded ? scan_found_nothing : search_by_number(records, total, id);
+    if (met >= 0) {
+        return met;
     }
     for (int i = 0; i < total; ++i) {
         const Number number = records[i].event_id.event_number;

@@ -1,6 +1,7 @@
 #include "trox/data_file.h"
 
 #include "detail/big_endian.h"
+#include "event_util.h"
 #include "trox/typed_file.h"
 
 #include <array>
@@ -88,6 +89,15 @@ void throw_unopened(int error_number, const std::string& path)
         throw out_of_resources(fault::input_output, words, {path});
     }
     throw error(error_number == ENOENT ? fault::not_found : fault::input_output, words, {path});
+}
+
+bool has_slow_events_only(std::uint32_t event_types)
+{
+    bool slow = event_types != 0;
+    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
+        slow = slow && ((event_types >> type & 1U) == 0 || is_slow_event(type));
+    }
+    return slow;
 }
 
 file_identity identity_of(int fd, const std::string& path)

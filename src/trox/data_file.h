@@ -5,6 +5,7 @@
 #include "event.h"
 #include "trox/data_set.h"
 #include "trox/decoded.h"
+#include "trox/file_bounds.h"
 #include "trox/file_window.h"
 
 #include <cstddef>
@@ -37,6 +38,9 @@ struct restart_point {
     std::uint64_t time = 0;
     bool from_zero = false;
 };
+
+/// Which smaller numbers begin anew: those from which numbers go on, or all.
+enum class restart_rule { numbers_go_on, every_number };
 
 /// The records of one channel in one file, or in a stretch of it, without those whose event cannot be told.
 struct channel_column {
@@ -96,8 +100,9 @@ public:
     virtual std::size_t rows(std::size_t channel) const = 0;
     /// Without the bounds.
     virtual channel_column column(std::size_t channel) const = 0;
-    /// Where the numbers of the channels begin anew, by the event index; ascending.
-    virtual std::vector<restart_point> restarts() const = 0;
+    /// Where the numbers of the channels begin anew, by the event index; ascending. Slow channels count little as long
+    /// as there is a record of another one.
+    virtual std::vector<restart_point> restarts(restart_rule rule) const = 0;
     virtual stored_channel stored(std::size_t channel) const = 0;
     /// A decoder for the records of rows `first` to `last`, in either order. It borrows the workspace, and this.
     virtual std::unique_ptr<channel_decoder> decoder(std::size_t channel, std::uint32_t first, std::uint32_t last,
@@ -113,6 +118,9 @@ struct dictionary_channel {
     std::uint32_t block_types = 0;
     std::uint32_t count = 0;
 };
+
+/// Whether the event types of a dictionary's mask are there, and slow ones all.
+bool has_slow_events_only(std::uint32_t event_types);
 
 /// Tells whether a path still leads to the file that it led to.
 struct file_identity {
@@ -130,6 +138,7 @@ file_identity identity_of(int fd, const std::string& path);
 struct file_contents {
     file_identity identity{};
     file_info info{};
+    std::vector<type_bounds> bounds{}; ///< by type, as in `info`
     std::vector<dictionary_channel> dictionary{};
     std::vector<channel_info> descriptions{}; ///< with name, unit, description, property, server, subsystem
 };

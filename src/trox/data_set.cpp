@@ -10,7 +10,9 @@
 #include <cstring>
 #include <dirent.h>
 #include <limits>
+#include <set>
 #include <sys/stat.h>
+#include <tuple>
 
 namespace trox
 {
@@ -23,6 +25,11 @@ namespace
 std::string path_in(const std::string& directory, const std::string& name)
 {
     return directory.empty() || directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+std::string base_name(const std::string& path)
+{
+    return path.substr(path.find_last_of('/') + 1);
 }
 
 /// Where a data file lies: its path in the first directory that has it, else its name.
@@ -69,7 +76,7 @@ std::optional<time_point> time_in_name(const std::string& text)
 
 std::optional<catalogue_name> parts_of(const std::string& path)
 {
-    const std::string base = path.substr(path.find_last_of('/') + 1);
+    const std::string base = base_name(path);
     const std::size_t stream = base.find('_');
     const std::size_t run = stream == std::string::npos ? stream : base.find("_run", stream + 1);
     if (run == std::string::npos) {
@@ -168,10 +175,47 @@ bool overlaps(const run_info& run, const run_query& query)
            (!query.begin || !run.stop || *run.stop >= *query.begin);
 }
 
+/// The catalogue's time of a run; nothing is told when it has none.
+void take_times(const run_place& place, run_info& run)
+{
+    long start = 0;
+    long stop = 0;
+    std::string key = run.experiment + "/" + run.stream;
+    if (get_time_for_run(run.number, &start, &stop, &key, place.catalogue.c_str()) == 0) {
+        run.start = at_second(start);
+        run.stop = stop == 0 ? std::nullopt : std::optional<time_point>(at_second(stop));
+    }
+}
+
+/// The runs of some catalogue files that have data files of any format, by the names of the catalogue files.
+std::set<std::string> runs_with_files(const run_place& place, const std::vector<std::pair<int, std::string>>& files)
+{
+    std::vector<int> numbers;
+    numbers.reserve(files.size());
+    for (const auto& [number, name] : files) {
+        numbers.push_back(number);
+    }
+    catalogue_lists lists;
+    std::string key = catalogue_key(place);
+    get_files_for_runs(numbers, lists.get(), nullptr, &key, place.catalogue.c_str(), TROX_DAQ_DATA_BOTH_FORMAT);
+    std::set<std::string> names;
+    for (const trox_root_xml_files* list : lists.items()) {
+        if (list->xmlfile != nullptr) {
+            names.insert(base_name(*list->xmlfile));
+        }
+    }
+    return names;
+}
+
 /// Catalogue files that the query wants by their names, of runs of which no file can be read.
 void find_damaged(const run_place& place, const run_query& query, const std::vector<std::string>& names,
                   const std::vector<run_info>& found, std::vector<skipped_file>& damaged)
 {
+    std::set<std::tuple<std::int32_t, std::string, std::string>> known;
+    for (const run_info& run : found) {
+        known.emplace(run.number, run.experiment, run.stream);
+    }
+    std::vector<std::pair<int, std::string>> without; // files found: numbers and names
     for (const std::string& base : names) {
         const auto name = parts_of(base);
         const bool is_catalogue_file = base.size() > 4 && base.compare(base.size() - 4, 4, ".xml") == 0;
@@ -179,17 +223,23 @@ void find_damaged(const run_place& place, const run_query& query, const std::vec
             continue;
         }
         const run_info run{name->experiment, name->stream, name->run, name->start, name->stop, {}, {}};
-        const auto is_same = [&](const run_info& other) {
-            return other.number == run.number && other.experiment == run.experiment && other.stream == run.stream;
-        };
-        std::string key = run.experiment + "/" + run.stream; // then the reason
-        long start = 0;
-        long stop = 0;
-        if (!name->start || !overlaps(run, query) || std::any_of(found.begin(), found.end(), is_same) ||
-            get_time_for_run(run.number, &start, &stop, &key, place.catalogue.c_str()) == 0) {
+        if (name->start && overlaps(run, query) && known.count({run.number, run.experiment, run.stream}) == 0) {
+            without.emplace_back(run.number, base);
+        }
+    }
+    // A look at one run reads the whole directory: most are settled together.
+    const std::set<std::string> sound = without.empty() ? std::set<std::string>() : runs_with_files(place, without);
+    for (const auto& [number, base] : without) {
+        if (sound.count(base) != 0) {
             continue;
         }
-        damaged.push_back({path_in(place.catalogue, base), "the catalogue file cannot be read: " + key});
+        const auto name = parts_of(base);
+        std::string key = name->experiment + "/" + name->stream; // then the reason
+        long start = 0;
+        long stop = 0;
+        if (get_time_for_run(number, &start, &stop, &key, place.catalogue.c_str()) != 0) {
+            damaged.push_back({path_in(place.catalogue, base), "the catalogue file cannot be read: " + key});
+        }
     }
 }
 
@@ -211,12 +261,10 @@ std::vector<run_info> find_runs(const run_place& place, const run_query& query, 
         run.stream = name->stream;
         run.number = name->run;
         run.catalogue_file = *list->xmlfile;
-        long start = 0;
-        long stop = 0;
-        std::string key = run.experiment + "/" + run.stream;
-        if (get_time_for_run(run.number, &start, &stop, &key, place.catalogue.c_str()) == 0) {
-            run.start = at_second(start);
-            run.stop = stop == 0 ? std::nullopt : std::optional<time_point>(at_second(stop));
+        run.start = name->start;
+        run.stop = name->stop;
+        if (!run.start || !run.stop) { // it may have ended since it got its name
+            take_times(place, run);
         }
         for (const std::string* file : list->rfiles) {
             run.files.push_back(found_in(place.data, *file));
@@ -441,24 +489,12 @@ std::vector<channel_stamps> data_set::stamps(const std::vector<std::size_t>& cha
 
 std::optional<time_point> data_set::first_time() const noexcept
 {
-    std::optional<time_point> first;
-    for (const file_info& file : files()) {
-        for (const event_type_info& type : file.events) {
-            first = first ? std::min(*first, type.first_time) : type.first_time;
-        }
-    }
-    return first;
+    return files_->sequence().first_time();
 }
 
 std::optional<time_point> data_set::last_time() const noexcept
 {
-    std::optional<time_point> last;
-    for (const file_info& file : files()) {
-        for (const event_type_info& type : file.events) {
-            last = last ? std::max(*last, type.last_time) : type.last_time;
-        }
-    }
-    return last;
+    return files_->sequence().last_time();
 }
 
 } // namespace trox

@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <new>
+#include <numeric>
 #include <utility>
 
 namespace trox::detail
@@ -15,13 +16,16 @@ namespace trox::detail
 namespace
 {
 
-constexpr std::uint64_t undecoded = std::numeric_limits<std::uint64_t>::max();
-
-time_stamp stamp_of(microseconds duration)
+/// The time so much later; the last one that there is when that is beyond.
+time_stamp later(const time_stamp& time, microseconds distance)
 {
-    constexpr std::int64_t second_us = 1000000;
-    return {static_cast<std::uint32_t>(duration.count() / second_us),
-            static_cast<std::uint32_t>(duration.count() % second_us)};
+    constexpr std::uint32_t last_second = std::numeric_limits<std::uint32_t>::max();
+    const std::uint64_t sum = trox_detail::microseconds(time) + static_cast<std::uint64_t>(distance.count());
+    if (sum / trox_detail::us_per_second > last_second) {
+        return {last_second, static_cast<std::uint32_t>(trox_detail::us_per_second - 1)};
+    }
+    return {static_cast<std::uint32_t>(sum / trox_detail::us_per_second),
+            static_cast<std::uint32_t>(sum % trox_detail::us_per_second)};
 }
 
 time_point time_of(const time_stamp& stamp)
@@ -40,8 +44,9 @@ void channel_cursor::leave()
     unmatched_ += column_.records.size() - taken_count_;
     alive_ = false;
     waiting_ = false;
-    column_ = {};
+    order_.reset();
     index_.reset();
+    column_ = {};
     taken_.clear();
     taken_count_ = 0;
     present_ = -1;
@@ -68,7 +73,7 @@ bool channel_cursor::go_on(std::size_t files, const column_source& columns)
     column_ = std::move(stretches_[stretch_]);
     waiting_ = stretch_ > 0;
     taken_.assign(column_.records.size(), false);
-    index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), undecoded);
+    index_.emplace(column_.records.data(), static_cast<int>(column_.records.size()), std::nullopt);
     rewind();
     return true;
 }
@@ -130,11 +135,10 @@ channel_cursor::answer channel_cursor::select(int found)
 
 channel_cursor::answer channel_cursor::find_number(std::uint64_t number, int type)
 {
-    const int found =
-        index_->knows_number(number)
-            ? index_->find_number(number, type, last_found_)
-            : trox_detail::scan_by_number(column_.records.data(), static_cast<int>(column_.records.size()), number,
-                                          type, undecoded);
+    if (!index_->numbers_ascend() && !order_) {
+        order_.emplace(column_.records.data(), column_.records.size());
+    }
+    const int found = order_ ? order_->find(number, type) : index_->find_number(number, type, last_found_);
     last_found_ = found;
     return select(found);
 }
@@ -181,7 +185,7 @@ channel_cursor::answer channel_cursor::behind(const trox_time_id_2024& target, b
         }
         return find_number(next, type);
     }
-    const time_stamp next = target.time + stamp_of(match_.time_step);
+    const time_stamp next = later(target.time, match_.time_step);
     int sign = 0;
     if (!is_within(column_.last.time, next, sign) && sign < 0) {
         return answer::out_of_window;
@@ -247,34 +251,62 @@ bool event_index::compare(const trox_time_id_2024& a, const trox_time_id_2024& b
     return sign == 0;
 }
 
-/// Whether a channel has come to a stretch before others that will come there, too, from earlier ones.
+/// Leads a channel to its next stretch, where it waits when numbers begin anew: always behind the first stretch of a
+/// file; in the first one when another channel stands in a file with regard to which that file does so.
+void event_index::go_on(channel_cursor& cursor)
+{
+    cursor.go_on(checks_numbers_.size(), columns_);
+    if (match_.how == synchronisation::mode::by_number && cursor.is_alive() && cursor.stretch() == 0) {
+        cursor.wait(columns_.files.may_begin_anew(cursor.file()) && is_behind_others(cursor));
+    }
+    has_moved_ = true;
+}
+
+/// Whether a channel has come to a stretch before others that will come there, too, from earlier ones, or to a file
+/// whose numbers begin anew while others stand before that.
 bool event_index::is_behind_others(const channel_cursor& cursor) const
 {
+    const std::size_t file = cursor.file();
+    std::optional<std::size_t> before; // many channels stand in one file
+    bool is_anew = false;
     for (std::size_t i = 0; i < cursors_.size(); ++i) {
         const channel_cursor& other = cursors_[i];
-        if (!other.is_alive() || other.file() > cursor.file()) {
+        if (!other.is_alive() || other.file() > file) {
             continue;
         }
-        if (other.file() == cursor.file() ? other.stretch() < cursor.stretch() : columns_.has(cursor.file(), i)) {
+        if (other.file() == file) {
+            if (other.stretch() < cursor.stretch()) {
+                return true;
+            }
+            continue;
+        }
+        if (cursor.stretch() > 0 && columns_.has(file, i)) {
+            return true;
+        }
+        if (before != other.file()) {
+            before = other.file();
+            is_anew = columns_.files.begins_anew(file, other.file());
+        }
+        if (is_anew && other.last().event_number > columns_.files.lowest_number(file)) {
             return true;
         }
     }
     return false;
 }
 
-/// Lets the channels begin with their stretches that no others have to reach first.
-void event_index::let_wait_no_longer()
+/// Lets the channels begin with their files, and with later stretches of them, that no others have to reach first.
+void event_index::let_wait_no_longer(bool only_files)
 {
     std::map<std::pair<std::size_t, std::size_t>, bool> waits; // hundreds of channels stand in few stretches
     for (channel_cursor& cursor : cursors_) {
-        if (!cursor.is_alive() || !cursor.is_waiting()) {
+        if (!cursor.is_alive() || !cursor.is_waiting() || (only_files && cursor.stretch() > 0)) {
             continue;
         }
         const auto known = waits.find({cursor.file(), cursor.stretch()});
         const bool has_to_wait = known != waits.end() ? known->second : is_behind_others(cursor);
         waits[{cursor.file(), cursor.stretch()}] = has_to_wait;
         if (!has_to_wait) {
-            cursor.wait_no_longer();
+            cursor.wait(false);
         }
     }
 }
@@ -289,10 +321,13 @@ bool event_index::begin_anew(round& state)
     for (channel_cursor& cursor : cursors_) {
         if (!begun_ || (cursor.is_alive() && cursor.was_taken())) {
             cursor.go_on(checks_numbers_.size(), columns_);
+            if (cursor.is_alive() && cursor.stretch() == 0) {
+                cursor.wait(!by_time && columns_.files.may_begin_anew(cursor.file()));
+            }
         }
     }
     begun_ = true;
-    let_wait_no_longer();
+    let_wait_no_longer(false);
     std::optional<trox_time_id_2024> target;
     for (std::size_t i = 0; i < cursors_.size(); ++i) {
         channel_cursor& cursor = cursors_[i];
@@ -342,7 +377,7 @@ void event_index::ask(std::size_t channel, round& state)
             if (state.is_first) {
                 return;
             }
-            cursor.go_on(checks_numbers_.size(), columns_);
+            go_on(cursor);
         }
     }
 }
@@ -370,6 +405,29 @@ void event_index::consider(const trox_time_id_2024& found, round& state) const
     }
 }
 
+/// Asks the channels that wait in their files for none any more, since others have gone on.
+void event_index::ask_those_who_waited(round& state)
+{
+    const auto waits = [](const channel_cursor& cursor) {
+        return cursor.is_alive() && cursor.is_waiting() && cursor.stretch() == 0;
+    };
+    while (has_moved_) {
+        has_moved_ = false;
+        std::vector<std::size_t> waiting;
+        for (std::size_t i = 0; i < cursors_.size(); ++i) {
+            if (waits(cursors_[i])) {
+                waiting.push_back(i);
+            }
+        }
+        let_wait_no_longer(true);
+        for (const std::size_t i : waiting) {
+            if (!waits(cursors_[i])) {
+                ask(i, state);
+            }
+        }
+    }
+}
+
 bool event_index::step(round& state)
 {
     const auto ask_all = [&] {
@@ -380,6 +438,7 @@ bool event_index::step(round& state)
     if (begun_) {
         state.target = current_;
         ask_all();
+        ask_those_who_waited(state);
     }
     // Numbers or times that begin anew lie before the present event: no channel finds them behind it.
     if (!state.chosen && begin_anew(state)) {
@@ -555,6 +614,37 @@ void event_index::complete()
 {
     while (grow()) {
     }
+}
+
+std::optional<std::size_t> event_index::find_number(std::uint64_t number)
+{
+    if (by_number_.size() != events_.size()) {
+        std::vector<std::uint32_t> order(events_.size());
+        std::iota(order.begin(), order.end(), 0U);
+        std::stable_sort(order.begin(), order.end(),
+                         [this](std::uint32_t a, std::uint32_t b) { return events_[a].number < events_[b].number; });
+        by_number_ = std::move(order);
+    }
+    const auto found =
+        std::lower_bound(by_number_.begin(), by_number_.end(), number,
+                         [this](std::uint32_t event, std::uint64_t wanted) { return events_[event].number < wanted; });
+    return found == by_number_.end() || events_[*found].number != number ? std::nullopt
+                                                                         : std::optional<std::size_t>(*found);
+}
+
+/// Times need not ascend; the latest so far does, and reaches a time where the first event does that is not before it.
+std::optional<std::size_t> event_index::find_time(time_point time)
+{
+    if (latest_.size() != events_.size()) {
+        std::vector<time_point> latest;
+        latest.reserve(events_.size());
+        for (const indexed_event& event : events_) {
+            latest.push_back(latest.empty() ? event.time : std::max(latest.back(), event.time));
+        }
+        latest_ = std::move(latest);
+    }
+    const auto found = std::lower_bound(latest_.begin(), latest_.end(), time);
+    return found == latest_.end() ? std::nullopt : std::optional<std::size_t>(found - latest_.begin());
 }
 
 std::optional<std::size_t> event_index::position(std::size_t channel, std::size_t event) const

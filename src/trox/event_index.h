@@ -9,6 +9,7 @@
 #include "generic/record_index.h"
 #include "trox/data_file.h"
 #include "trox/event_reader.h"
+#include "trox/number_order.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +41,8 @@ struct column_source {
     std::function<std::vector<channel_column>(std::size_t file, std::size_t channel)> stretches{};
     /// Whether a file has records of a channel.
     std::function<bool(std::size_t file, std::size_t channel)> has{};
+    /// Where the events of the files lie.
+    const file_sequence& files;
 };
 
 /// What the search functions of the generations need to know of a record.
@@ -72,14 +75,14 @@ public:
     {
         return stretch_;
     }
-    /// Whether numbers begin anew with the stretch, and the other channels may not have come that far.
+    /// Whether numbers begin anew with the stretch or the file, and the other channels may not have come that far.
     bool is_waiting() const noexcept
     {
         return waiting_;
     }
-    void wait_no_longer() noexcept
+    void wait(bool on) noexcept
     {
-        waiting_ = false;
+        waiting_ = on;
     }
     /// The lowest number and the earliest time; the highest, and the latest.
     trox_time_id_2024 first() const noexcept
@@ -136,7 +139,8 @@ private:
     std::vector<channel_column> stretches_; // of the file
     channel_column column_;                 // the present stretch
     std::optional<trox_detail::record_index<record_types>> index_;
-    std::vector<bool> taken_; // by record of the stretch
+    std::optional<number_order<indexed_record>> order_; // where numbers do not ascend, once one is looked for
+    std::vector<bool> taken_;                           // by record of the stretch
     std::size_t taken_count_ = 0;
     std::uint64_t unmatched_ = 0;
     int present_ = -1;
@@ -164,6 +168,9 @@ public:
     {
         return events_;
     }
+    /// The first event of a number, and the first that is not before a time; of those found so far.
+    std::optional<std::size_t> find_number(std::uint64_t number);
+    std::optional<std::size_t> find_time(time_point time);
     /// A channel's records in order of their events.
     const std::vector<record_place>& records(std::size_t channel) const noexcept
     {
@@ -188,7 +195,9 @@ private:
     void find_again();
     bool step(round& state);
     bool begin_anew(round& state);
-    void let_wait_no_longer();
+    void let_wait_no_longer(bool only_files);
+    void ask_those_who_waited(round& state);
+    void go_on(channel_cursor& cursor);
     bool is_behind_others(const channel_cursor& cursor) const;
     void ask(std::size_t channel, round& state);
     bool compare(const trox_time_id_2024& a, const trox_time_id_2024& b, int& sign) const;
@@ -205,10 +214,13 @@ private:
     trox_time_id_2024 current_{};
     bool begun_ = false;
     bool complete_ = false;
+    bool has_moved_ = false;     // a channel to another stretch, since those that wait were looked at
     bool trusts_numbers_ = true; // the last event had a record that none had before
     std::exception_ptr failure_;
     bool stands_anywhere_ = false; // the channels, after a failure that is not kept
     std::vector<indexed_event> events_;
+    std::vector<std::uint32_t> by_number_; // the events, once one was looked for
+    std::vector<time_point> latest_;       // up to each event, once one was looked for
     std::vector<std::vector<record_place>> records_;
     std::vector<std::size_t> first_updates_;                  // index of the event with a channel's first slow value
     std::vector<std::pair<std::size_t, record_place>> found_; // of the event that is collected

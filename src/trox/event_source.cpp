@@ -1,9 +1,9 @@
 #include "trox/event_source.h"
 
-#include "event_util.h"
 #include "trox/stretches.h"
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 #include <utility>
 
@@ -15,6 +15,7 @@ namespace
 
 constexpr std::size_t most_notes = 1000;
 constexpr std::size_t farthest_horizon = 4096; // events
+constexpr std::chrono::seconds longest_step{std::numeric_limits<std::uint32_t>::max()};
 
 const selection& checked(const selection& what)
 {
@@ -24,6 +25,9 @@ const selection& checked(const selection& what)
     }
     if (match.tolerance < microseconds(0)) {
         throw error(fault::wrong_use, "the tolerance must not be negative");
+    }
+    if (match.time_step > longest_step) {
+        throw error(fault::wrong_use, "the distance of events in time is longer than times reach");
     }
     // A step would find the event that it comes from.
     if (match.how == synchronisation::mode::by_time && match.tolerance >= match.time_step) {
@@ -47,13 +51,62 @@ std::vector<std::size_t> chosen_channels(const data_set& data, const selection& 
     return channels;
 }
 
-bool is_slow_channel(const channel_info& channel)
+/// Whether events of a type lie in a range, so far as bounds tell. Those of the first and last event do not count: they
+/// need not have the lowest and the highest number.
+bool is_in_range(const event_type_info& type, const event_range& range)
 {
-    bool slow = channel.event_types != 0;
-    for (int type = 0; type < TROX_EV_EVMAX; ++type) {
-        slow = slow && ((channel.event_types >> type & 1U) == 0 || is_slow_event(type));
+    return type.count > 0 && (!range.begin || type.latest >= *range.begin) &&
+           (!range.end || type.earliest < *range.end) &&
+           (!range.first_number || type.highest_number >= *range.first_number) &&
+           (!range.end_number || type.lowest_number < *range.end_number);
+}
+
+/// Whether events of two types may be the same. Number 0 is matched by time.
+bool may_share_events(const event_type_info& a, const event_type_info& b, const selection& what)
+{
+    const synchronisation& match = what.match;
+    const bool by_time = match.how == synchronisation::mode::by_time || a.lowest_number == 0 || b.lowest_number == 0;
+    if (by_time && a.earliest - match.tolerance <= b.latest && b.earliest - match.tolerance <= a.latest) {
+        return true;
     }
-    return slow;
+    const event_range numbers{what.range.first_number, what.range.end_number, {}, {}};
+    return match.how == synchronisation::mode::by_number && is_in_range(a, numbers) &&
+           a.lowest_number <= b.highest_number && b.lowest_number <= a.highest_number;
+}
+
+/// The files with events in the range, and those that may have further records of such events.
+std::vector<bool> files_in_range(const data_set& data, const selection& what)
+{
+    const std::vector<file_info>& files = data.files();
+    const file_sequence& sequence = data.internals()->sequence();
+    std::vector<std::size_t> inside;
+    std::vector<bool> result(files.size());
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        result[i] = std::any_of(files[i].events.begin(), files[i].events.end(),
+                                [&](const event_type_info& type) { return is_in_range(type, what.range); });
+        if (result[i]) {
+            inside.push_back(i);
+        }
+    }
+    const auto touches = [&](std::size_t file, std::size_t other) {
+        if (what.match.how == synchronisation::mode::by_number &&
+            (sequence.begins_anew(file, other) || sequence.begins_anew(other, file))) {
+            return false;
+        }
+        for (const event_type_info& a : files[file].events) {
+            for (const event_type_info& b : files[other].events) {
+                if (a.count > 0 && is_in_range(b, what.range) && may_share_events(a, b, what)) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    };
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        result[i] = result[i] ||
+                    std::any_of(inside.begin(), inside.end(), [&](std::size_t other) { return touches(i, other); });
+    }
+    return result;
 }
 
 /// A neighbour found by time is checked against the numbers since 2010.
@@ -70,10 +123,11 @@ std::vector<bool> number_checks(const data_set& data)
 
 event_source::event_source(const data_set& data, const selection& what, const reading_options& options)
     : data_(data), what_(checked(what)), skips_(options.skip_bad_records), channels_(chosen_channels(data, what)),
-      rows_(data.internals(), channels_), progress_(options.progress),
+      is_in_range_(files_in_range(data, what)), rows_(data.internals(), channels_), progress_(options.progress),
       index_(channels_.size(), number_checks(data), what_,
              {[this](std::size_t file, std::size_t channel) { return stretches(file, channel); },
-              [this](std::size_t file, std::size_t channel) { return has(file, channel); }}),
+              [this](std::size_t file, std::size_t channel) { return has(file, channel); },
+              data.internals()->sequence()}),
       store_(channels_.size(), rows_, options.memory_budget, options.threads), wanted_(channels_.size())
 {
     if (options.memory_budget == 0) {
@@ -81,34 +135,27 @@ event_source::event_source(const data_set& data, const selection& what, const re
     }
     rows_.throw_failures(!skips_);
     for (const std::size_t channel : channels_) {
-        is_slow_.push_back(is_slow_channel(data_.channels()[channel]));
+        is_slow_.push_back(has_slow_events_only(data_.channels()[channel].event_types));
         report_.channels.emplace_back().name = data_.channels()[channel].name;
     }
 }
 
 // --- finding events ----------------------------------------------------------------------------------------
 
-/// Whether a file may have events in the range. The bounds count, since the first and last event by time need not have
-/// the lowest and the highest number.
-bool event_source::is_file_in_range(const file_info& file) const
-{
-    const event_range& range = what_.range;
-    return std::any_of(file.events.begin(), file.events.end(), [&](const event_type_info& type) {
-        return (!range.begin || type.latest >= *range.begin) && (!range.end || type.earliest < *range.end) &&
-               (!range.first_number || type.highest_number >= *range.first_number) &&
-               (!range.end_number || type.lowest_number < *range.end_number);
-    });
-}
-
 bool event_source::has(std::size_t file, std::size_t channel) const
 {
-    return data_.internals()->has(file, channels_[channel]) && is_file_in_range(data_.files()[file]);
+    return data_.internals()->has(file, channels_[channel]) && is_in_range_[file];
 }
 
 const std::vector<restart_point>& event_source::restarts(std::size_t file, const file_rows& rows)
 {
     const auto known = restarts_.find(file);
-    return known != restarts_.end() ? known->second : restarts_.emplace(file, rows.restarts()).first->second;
+    if (known != restarts_.end()) {
+        return known->second;
+    }
+    const bool divides = what_.match.how == synchronisation::mode::by_number;
+    const restart_rule rule = divides ? restart_rule::numbers_go_on : restart_rule::every_number;
+    return restarts_.emplace(file, rows.restarts(rule)).first->second;
 }
 
 /// Puts the records among the bad ones whose event has nothing to be matched by.
@@ -157,19 +204,13 @@ std::vector<channel_column> event_source::stretches(std::size_t file, std::size_
 std::optional<std::size_t> event_source::find_number(std::uint64_t number)
 {
     index_.complete();
-    const auto& events = index_.events();
-    const auto found = std::find_if(events.begin(), events.end(),
-                                    [number](const indexed_event& event) { return event.number == number; });
-    return found == events.end() ? std::nullopt : std::optional<std::size_t>(found - events.begin());
+    return index_.find_number(number);
 }
 
 std::optional<std::size_t> event_source::find_time(time_point time)
 {
     index_.complete();
-    const auto& events = index_.events();
-    const auto found =
-        std::find_if(events.begin(), events.end(), [time](const indexed_event& event) { return event.time >= time; });
-    return found == events.end() ? std::nullopt : std::optional<std::size_t>(found - events.begin());
+    return index_.find_time(time);
 }
 
 std::size_t event_source::count()
@@ -308,21 +349,13 @@ std::optional<event> event_source::deliver(std::size_t index, bool forward)
     want(index, forward);
     event found;
     found.records_.resize(channels_.size());
+    found.number_ = index_.events()[index].number;
+    found.time_ = index_.events()[index].time;
     bool has_record = false;
-    bool has_fast_record = false;
     for (std::size_t i = 0; i < channels_.size(); ++i) {
-        auto decoded = take(wanted_[i], i);
-        if (decoded == nullptr) {
-            continue;
-        }
-        const bool is_exact = wanted_[i].is_exact;
-        found.records_[i] = record(std::move(decoded), i, is_exact);
-        const bool is_update = index_.records(i)[*wanted_[i].position].is_update;
-        if (is_exact && (!has_record || (!has_fast_record && !is_update))) {
-            found.number_ = found.records_[i].event_number();
-            found.time_ = found.records_[i].time();
-            has_record = true;
-            has_fast_record = !is_update;
+        if (auto decoded = take(wanted_[i], i)) {
+            found.records_[i] = record(std::move(decoded), i, wanted_[i].is_exact);
+            has_record = has_record || wanted_[i].is_exact;
         }
     }
     for (std::size_t i = 0; i < channels_.size(); ++i) {

@@ -64,7 +64,6 @@ private:
     const std::vector<restart_point>& restarts(std::size_t file, const file_rows& rows);
     void take_out_timeless(channel_column& column, const file_rows& rows, std::size_t channel) const;
     bool has(std::size_t file, std::size_t channel) const;
-    bool is_file_in_range(const file_info& file) const;
     std::optional<event> deliver(std::size_t index, bool forward);
     template <class Call> auto at_place(std::size_t channel, std::size_t at, Call call) -> decltype(call());
     void want(std::size_t index, bool forward);
@@ -79,7 +78,8 @@ private:
     selection what_;
     bool skips_;
     std::vector<std::size_t> channels_;
-    std::vector<bool> is_slow_; ///< channels that only slow events carry
+    std::vector<bool> is_slow_;     ///< channels that only slow events carry
+    std::vector<bool> is_in_range_; ///< files that may have records of events in the range
     row_cache rows_;
     std::unordered_map<std::size_t, std::vector<restart_point>> restarts_; ///< by file, those that were looked for
     file_progress progress_;

@@ -78,9 +78,12 @@ open_files::open_files(const std::vector<std::string>& paths, const open_options
     if (options.order == open_options::file_order::by_time) {
         sort_by_time(files);
     }
+    std::vector<std::vector<type_bounds>> bounds;
     for (file_contents& file : files) {
+        bounds.push_back(std::move(file.bounds));
         add(std::move(file));
     }
+    sequence_ = file_sequence(bounds);
     if (files_.empty()) {
         const skipped_file& first = skipped_[skipped_.size() - paths.size()];
         throw error(fault::bad_file, "none of " + std::to_string(paths.size()) +

@@ -39,6 +39,11 @@ public:
     {
         return channels_;
     }
+    /// Where their events lie.
+    const file_sequence& sequence() const noexcept
+    {
+        return sequence_;
+    }
     std::optional<std::size_t> find(std::string_view name) const;
     /// Throws error (wrong_use) for an index that no channel has.
     void expect_channel(std::size_t channel) const;
@@ -55,6 +60,7 @@ private:
     void add(file_contents contents);
 
     std::vector<file_info> files_;
+    file_sequence sequence_{{}};
     std::vector<file_identity> identities_; // of the files
     std::vector<skipped_file> skipped_;
     std::vector<channel_info> channels_;

@@ -38,9 +38,36 @@ std::size_t stretch_of(std::uint64_t time, const std::vector<restart_point>& poi
     return static_cast<std::size_t>(behind - points.begin());
 }
 
+/// A number with its time, and where numbers would begin with it.
+struct timed_number {
+    std::uint64_t time = 0;
+    std::uint64_t number = 0;
+    std::uint64_t begin = 0;
+    bool begin_is_zero = false;
+};
+
+/// Number 0 says nothing, unless smaller numbers follow: then they begin with it.
+void take_zeros_out(std::vector<timed_number>& order)
+{
+    std::optional<std::uint64_t> zero;
+    for (timed_number& next : order) {
+        if (next.number == 0) {
+            zero = zero.value_or(next.time);
+            continue;
+        }
+        next.begin = zero.value_or(next.time);
+        next.begin_is_zero = zero.has_value();
+        zero.reset();
+    }
+    order.erase(std::remove_if(order.begin(), order.end(), [](const timed_number& next) { return next.number == 0; }),
+                order.end());
+}
+
+constexpr std::size_t slow_numbers_behind = 3;
+
 } // namespace
 
-void restart_finder::add(const std::vector<trox_time_id_2024>& events)
+void restart_finder::add(const std::vector<trox_time_id_2024>& events, bool is_slow)
 {
     std::vector<std::uint64_t> stamps;
     stamps.reserve(events.size());
@@ -48,27 +75,31 @@ void restart_finder::add(const std::vector<trox_time_id_2024>& events)
         stamps.push_back(time_of(event));
     }
     const std::vector<std::uint64_t> times = times_of(std::move(stamps));
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> order; // time, number
+    std::vector<timed_number> order;
     order.reserve(events.size());
     for (std::size_t i = 0; i < events.size(); ++i) {
-        order.emplace_back(times[i], events[i].event_number);
+        order.push_back({times[i], events[i].event_number, times[i]});
     }
-    std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    // Number 0 says nothing, unless smaller numbers follow: then they begin with it.
-    std::uint64_t before = 0;
-    std::uint64_t after = 0;
-    std::optional<std::uint64_t> zero;
-    for (const auto& [time, number] : order) {
-        if (number == 0) {
-            zero = zero.value_or(time);
-            continue;
+    std::stable_sort(order.begin(), order.end(),
+                     [](const timed_number& a, const timed_number& b) { return a.time < b.time; });
+    take_zeros_out(order);
+    const std::size_t needed = is_slow ? slow_numbers_behind : 1;
+    const timed_number* before = nullptr;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const timed_number& next = order[i];
+        if (before != nullptr && next.number < before->number) {
+            const auto first = order.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+            const auto last = first + static_cast<std::ptrdiff_t>(std::min(needed, order.size() - i - 1));
+            const bool is_enough = !is_slow || last - first == static_cast<std::ptrdiff_t>(needed);
+            const bool goes_on = is_enough && std::all_of(first, last, [&](const timed_number& one) {
+                                     return one.number < before->number;
+                                 });
+            if (rule_ == restart_rule::numbers_go_on && !goes_on) {
+                continue;
+            }
+            intervals_.push_back({before->time, next.begin, next.begin_is_zero});
         }
-        if (number < before) {
-            intervals_.push_back({after, zero.value_or(time), zero.has_value()});
-        }
-        before = number;
-        after = time;
-        zero.reset();
+        before = &next;
     }
 }
 
@@ -78,7 +109,7 @@ std::vector<restart_point> restart_finder::points() const
     std::sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.until < b.until; });
     std::vector<restart_point> result;
     for (const interval& next : ordered) {
-        if (result.empty() || result.back().time <= next.after) {
+        if (result.empty() || (result.back().time <= next.after && result.back().time < next.until)) {
             result.push_back({next.until, next.from_zero});
         }
     }

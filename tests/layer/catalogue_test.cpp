@@ -127,4 +127,22 @@ TEST_F(catalogue, gives_data_sets_that_tell_their_times_and_stamps)
     }
 }
 
+TEST(times_of_a_data_set, are_those_of_events_that_have_one)
+{
+    const trox_test::temp_directory directory;
+    const auto data_of = [&](const char* name, const std::vector<trox::time_point>& times) {
+        small_file file(directory.file(name));
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            file.machine(i, times[i], {{"T/A", 1.0F}});
+        }
+        return trox::data_set::open_files({file.finish()});
+    };
+    const auto some = data_of("some.raw", {tenth(3), trox::time_point{}, tenth(5), trox::time_point{}});
+    EXPECT_EQ(some.first_time(), tenth(3));
+    EXPECT_EQ(some.last_time(), tenth(5));
+    const auto none = data_of("none.raw", {trox::time_point{}, trox::time_point{}});
+    EXPECT_EQ(none.first_time(), std::nullopt);
+    EXPECT_EQ(none.last_time(), std::nullopt);
+}
+
 } // namespace

@@ -99,6 +99,46 @@ protected:
     std::string path_ = directory_.file("a.raw");
 };
 
+TEST_P(damaged_records, leave_the_event_the_number_and_the_time_that_they_gave_it)
+{
+    const tw::generation format = GetParam();
+    const std::string path = directory_.file("b.raw");
+    tw::file_writer file(path, format);
+    const auto a = file.add_channel("T/A", tw::storage::zlib);
+    const auto b = file.add_channel("T/B");
+    const auto add = [&](std::uint64_t number, trox::time_point time, tw::channel_id id, bool is_sound) {
+        const auto samples = tw::spectrum_payload(format, trace_type(format), {1.0F});
+        file.begin_event({number, stamp_of(time)});
+        file.begin_server_block({"SVR"});
+        if (is_sound) {
+            file.add_record(id, samples);
+        } else {
+            const std::vector<unsigned char> garbage(40, 0x55);
+            file.add_record(
+                id, tw::stored_record{
+                        trace_type(format), garbage, 0, tw::stored_record::zip_head{trox_zip_zlib, 400, {}}, {}});
+        }
+        file.end_event();
+    };
+    for (std::uint64_t number = 1; number <= 2; ++number) { // matched by time, each channel counts for itself
+        add(500 + number, tenth(number) - trox::microseconds(1000), b, true);
+        add(number, tenth(number), a, number == 1);
+    }
+    file.finish();
+    trox::selection what{named({"T/A", "T/B"}), {}, {trox::synchronisation::mode::by_time}, {}};
+    what.range.begin = tenth(2) - trox::microseconds(500);
+    trox::event_reader reader(trox::data_set::open_files({path}), what);
+    for (const auto& event : {reader.at_number(2), reader.at_time(tenth(2)), reader.first()}) {
+        ASSERT_TRUE(event);
+        EXPECT_EQ(event->number(), 2U);
+        EXPECT_EQ(event->time(), tenth(2));
+        EXPECT_FALSE((*event)[0]);
+        EXPECT_EQ((*event)[1].event_number(), 502U);
+    }
+    EXPECT_FALSE(reader.at_number(502));
+    EXPECT_EQ(reader.report().channels[0].skipped, 1U);
+}
+
 TEST_P(damaged_records, are_gaps_noted_with_file_channel_event_offset_and_reason)
 {
     trox::event_reader reader(trox::data_set::open_files({path_}), {named({"T/A", "T/B"}), {}, {}, {}});

@@ -6,7 +6,10 @@
 #include "temp_directory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
+#include <map>
 #include <random>
 #include <set>
 
@@ -86,9 +89,7 @@ TEST_P(out_of_order, numbers_bring_all_events_in_the_order_of_their_times)
         {10, 11, 12, 13, 5},                   // last
         {20, 11, 12, 13, 14},                  // first
         {10, 11, 99, 12, 13},                  // in between, high
-        {10, 11, 3, 12, 13},                   // and low
-        {10, 11, 13, 12, 14},                  // neighbours
-        {10, 11, 12, 14, 13},
+        {10, 11, 12, 14, 13},                  // neighbours at the end
         {5, 4, 3, 2, 1},
         {4294967294, 4294967295, 0, 1, 2}, // 32 bits wrap around
     };
@@ -98,6 +99,146 @@ TEST_P(out_of_order, numbers_bring_all_events_in_the_order_of_their_times)
             EXPECT_EQ(read(data, how), list) << (how == mode::by_time ? "by time" : "by number");
         }
     }
+}
+
+TEST_P(out_of_order, numbers_that_do_not_go_on_from_a_low_one_are_found_where_they_belong)
+{
+    const std::vector<numbers> lists{{10, 11, 3, 12, 13}, {10, 11, 13, 12, 14}, {10, 11, 2, 11 + 1, 3, 13}};
+    for (const numbers& list : lists) {
+        EXPECT_EQ(read(file_of(list), mode::by_time), list);
+        numbers sorted = list;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(read(file_of(list), mode::by_number), sorted);
+    }
+}
+
+TEST_P(out_of_order, numbers_of_a_slow_channel_divide_no_other_one)
+{
+    // T/S is late by one number once, and then T/B of the same event comes after it.
+    const std::string path = directory_.file("late.raw");
+    small_file file(path, GetParam());
+    file.channel("T/A").channel("T/B").channel("T/S");
+    for (std::uint64_t number = 1; number <= 6; ++number) {
+        file.machine(number, tenth(number), {{"T/A", 1.0F}});
+        if (number == 3) {
+            file.update(3, tenth(3) + microseconds(1000), "T/S", 30.0F);
+            file.update(2, tenth(3) + microseconds(2000), "T/S", 31.0F);
+        }
+        file.machine(number, tenth(number) + microseconds(3000), {{"T/B", 1.0F}});
+    }
+    const auto data = trox::data_set::open_files({file.finish()});
+    trox::event_reader reader(data, matched(mode::by_number));
+    std::vector<std::string> found;
+    for (const trox::event& event : reader) {
+        found.push_back(std::to_string(event.number()) + (event[0] ? " a" : "") + (event[1] ? " b" : "") +
+                        (event[2] && event[2].is_updated() ? " " + std::to_string(std::lround(*event[2].number()))
+                                                           : std::string()));
+    }
+    EXPECT_EQ(found, (std::vector<std::string>{"1 a b", "2 a b 31", "3 a b 30", "4 a b", "5 a b", "6 a b"}));
+}
+
+TEST_P(out_of_order, numbers_of_slow_channels_begin_anew_where_they_go_on)
+{
+    const auto slow_file = [&](const char* name, const numbers& list, bool with_fast) {
+        small_file file(directory_.file(name), GetParam());
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            file.update(list[i], tenth(i), "T/S", 1.0F);
+        }
+        if (with_fast) {
+            file.machine(list.front() - 1, tenth(0) - microseconds(50000), {{"T/F", 1.0F}});
+        }
+        return trox::data_set::open_files({file.finish()});
+    };
+    const numbers few{500, 501, 1, 2, 3};
+    EXPECT_EQ(read(slow_file("few_alone.raw", few, false), mode::by_number), few);
+    EXPECT_EQ(read(slow_file("few.raw", few, true), mode::by_number), (numbers{1, 2, 3, 499, 500, 501}));
+    const numbers many{500, 501, 1, 2, 3, 4};
+    EXPECT_EQ(read(slow_file("many.raw", many, true), mode::by_number), (numbers{499, 500, 501, 1, 2, 3, 4}));
+}
+
+/// Events by number, each with the channels that have a record.
+std::vector<std::string> channels_of(const trox::data_set& data)
+{
+    trox::event_reader reader(data, matched(mode::by_number));
+    std::vector<std::string> found;
+    for (const trox::event& event : reader) {
+        found.push_back(std::to_string(event.number()));
+        for (std::size_t i = 0; i < event.records().size(); ++i) {
+            if (event[i]) {
+                found.back() += " " + data.channels()[reader.channels()[i]].name;
+            }
+        }
+    }
+    return found;
+}
+
+using channel_numbers = std::vector<std::pair<std::string, numbers>>; // by channel
+
+/// One file; number n lies `n + tenths` tenths of a second behind the second in which small files begin.
+std::string write_channels(const std::string& path, tw::generation format, const channel_numbers& channels,
+                           std::uint64_t tenths = 0)
+{
+    std::map<std::uint64_t, std::vector<std::pair<std::string, float>>> events;
+    small_file file(path, format);
+    for (const auto& [name, list] : channels) {
+        file.channel(name);
+        for (const std::uint64_t number : list) {
+            events[number].emplace_back(name, 1.0F);
+        }
+    }
+    for (const auto& [number, values] : events) {
+        file.machine(number, tenth(number + tenths), values);
+    }
+    return file.finish();
+}
+
+TEST_P(out_of_order, numbers_that_begin_anew_with_a_file_follow_those_of_all_channels_before)
+{
+    const auto path = [&](const char* name) { return directory_.file(name); };
+    const auto first = write_channels(path("1.raw"), GetParam(), {{"A", {100, 101, 102}}, {"C", {100}}});
+    // B is only in the second file, C goes on from the first number of the first to a number of the second that the
+    // first has as well.
+    const auto second =
+        write_channels(path("2.raw"), GetParam(), {{"A", {1, 2, 101}}, {"B", {1, 2}}, {"C", {101}}}, 1000);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({first, second})),
+              (std::vector<std::string>{"100 A C", "101 A", "102 A", "1 A B", "2 A B", "101 A C"}));
+    // One that begins anew with a third file, without D in the second.
+    const auto before = write_channels(path("3.raw"), GetParam(), {{"A", {7, 8}}, {"D", {7, 8, 9}}});
+    const auto between = write_channels(path("4.raw"), GetParam(), {{"A", {3, 4}}}, 1000);
+    const auto behind = write_channels(path("5.raw"), GetParam(), {{"A", {1, 2}}, {"D", {1, 2}}}, 2000);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({before, between, behind})),
+              (std::vector<std::string>{"7 A D", "8 A D", "9 D", "3 A", "4 A", "1 A D", "2 A D"}));
+}
+
+TEST_P(out_of_order, numbers_of_files_side_by_side_stay_together_after_they_began_anew)
+{
+    const auto path = [&](const char* name) { return directory_.file(name); };
+    // Two streams; one divides the numbers that began anew at another place.
+    const std::vector<std::string> files{write_channels(path("1.raw"), GetParam(), {{"A", {100, 101}}}),
+                                         write_channels(path("2.raw"), GetParam(), {{"B", {100, 101}}}),
+                                         write_channels(path("3.raw"), GetParam(), {{"A", {1, 2}}}, 1000),
+                                         write_channels(path("4.raw"), GetParam(), {{"B", {1, 2, 3, 4, 5, 6}}}, 1000),
+                                         write_channels(path("5.raw"), GetParam(), {{"A", {3, 4, 5}}}, 1000)};
+    const std::vector<std::string> expected{"100 A B", "101 A B", "1 A B", "2 A B", "3 A B", "4 A B", "5 A B", "6 B"};
+    EXPECT_EQ(channels_of(trox::data_set::open_files(files)), expected);
+    EXPECT_EQ(channels_of(trox::data_set::open_files({files[0], files[2], files[4], files[1], files[3]})), expected);
+}
+
+TEST_P(out_of_order, numbers_0_and_missing_times_begin_nothing_anew)
+{
+    const auto first = write_channels(directory_.file("1.raw"), GetParam(), {{"A", {10, 11}}});
+    for (const bool has_number : {false, true}) {
+        small_file file(directory_.file(has_number ? "2.raw" : "3.raw"), GetParam());
+        file.machine(has_number ? 5 : 0, has_number ? trox::time_point{} : tenth(12), {{"B", 1.0F}});
+        file.machine(11, tenth(11) + microseconds(3000), {{"B", 1.0F}}).machine(13, tenth(13), {{"A", 1.0F}});
+        const auto found = channels_of(trox::data_set::open_files({first, file.finish()}));
+        EXPECT_EQ(std::count(found.begin(), found.end(), "11 A B"), 1) << has_number;
+    }
+}
+
+TEST_P(out_of_order, numbers_of_one_time_end_where_they_should)
+{
+    EXPECT_EQ(read(file_of({5, 4, 3, 2, 1}, microseconds(0)), mode::by_number), (numbers{1, 2, 3, 4, 5}));
 }
 
 TEST_P(out_of_order, numbers_that_begin_with_0_lose_no_event_at_any_rate)
@@ -251,6 +392,22 @@ TEST_P(out_of_order, numbers_and_times_that_contradict_each_other_come_to_an_end
     }
 }
 
+TEST_P(out_of_order, numbers_may_be_as_high_as_the_format_has_them)
+{
+    const std::uint64_t highest = GetParam() == tw::generation::v2024 ? std::numeric_limits<std::uint64_t>::max()
+                                                                      : std::numeric_limits<std::uint32_t>::max();
+    const std::vector<numbers> lists{{10, 12, 14, highest}, {highest - 2, highest - 1, highest}};
+    for (const numbers& list : lists) {
+        EXPECT_EQ(read(file_of(list), mode::by_number), list);
+        EXPECT_EQ(read(file_of(list), mode::by_time), list);
+    }
+    trox::selection far = matched(mode::by_number);
+    far.match.number_step = 3;
+    trox::event_reader reader(file_of({highest - 4, highest - 1, highest}), far);
+    EXPECT_EQ(numbers_of(reader), (numbers{highest - 4, highest - 1}));
+    EXPECT_EQ(number_of(reader.at_number(highest - 1)), highest - 1);
+}
+
 INSTANTIATE_TEST_SUITE_P(generations, out_of_order, testing::ValuesIn(all_formats), [](const auto& tested) {
     return std::string(trox::name_of(static_cast<trox::generation>(tested.param)));
 });
@@ -288,6 +445,31 @@ std::vector<std::string> write_chaos(const trox_test::temp_directory& directory,
     return paths;
 }
 
+/// Looks for every number and time between the lowest and the highest.
+void expect_to_find_what_a_walk_finds(const trox::data_set& data, const trox::selection& what)
+{
+    trox::event_reader reader(data, what, {std::size_t{1} << 20, 1, true});
+    std::vector<std::pair<std::uint64_t, trox::time_point>> events;
+    for (const trox::event& event : reader) {
+        events.emplace_back(event.number(), event.time());
+    }
+    const auto expect = [&](const std::optional<trox::event>& found, auto is_wanted) {
+        const auto first = std::find_if(events.begin(), events.end(), is_wanted);
+        ASSERT_EQ(found.has_value(), first != events.end());
+        if (found) {
+            EXPECT_EQ(found->number(), first->first);
+            EXPECT_EQ(found->time(), first->second);
+        }
+    };
+    for (std::uint64_t number = 0; number <= 10; ++number) {
+        expect(reader.at_number(number), [&](const auto& event) { return event.first == number; });
+        for (const auto distance : {microseconds(0), microseconds(30000)}) {
+            const trox::time_point time = tenth(number) + distance;
+            expect(reader.at_time(time), [&](const auto& event) { return event.second >= time; });
+        }
+    }
+}
+
 TEST(chaos, of_numbers_and_times_ends_with_every_record_delivered_or_reported)
 {
     std::size_t delivered = 0;
@@ -299,6 +481,7 @@ TEST(chaos, of_numbers_and_times_ends_with_every_record_delivered_or_reported)
             SCOPED_TRACE("seed " + std::to_string(seed) + (how == mode::by_time ? ", by time" : ", by number"));
             const trox::selection what{{}, {}, {how, microseconds(20000)}, {}};
             texts_in_all_directions(data, what);
+            expect_to_find_what_a_walk_finds(data, what);
             trox::event_reader reader(data, what, {std::size_t{1} << 20, 1, true});
             std::vector<std::set<std::uint64_t>> seen(reader.channels().size()); // a few are in two events
             for (const trox::event& event : reader) {

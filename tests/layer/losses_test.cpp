@@ -147,6 +147,28 @@ TEST_P(losses, do_not_include_events_in_a_range_when_the_head_of_the_index_is_da
     EXPECT_EQ(in(base + 14, {}), numbers{});
 }
 
+TEST_P(losses, do_not_include_records_of_events_at_the_end_of_a_range_that_a_neighbour_file_holds)
+{
+    small_file first(directory_.file("a.raw"), GetParam());
+    first.machine(1, tenth(1), {{"T/A", 1.0F}}).machine(2, tenth(2), {{"T/A", 1.0F}});
+    small_file second(directory_.file("b.raw"), GetParam());
+    second.machine(2, tenth(2) + microseconds(3000), {{"T/B", 1.0F}}).machine(3, tenth(3), {{"T/B", 1.0F}});
+    const auto data = trox::data_set::open_files({first.finish(), second.finish()});
+    for (const mode how : {mode::by_number, mode::by_time}) {
+        for (const bool is_behind : {false, true}) {
+            trox::selection what{{}, {}, {how, microseconds(5000)}, {}};
+            const trox::time_point between = tenth(2) + microseconds(2000);
+            (is_behind ? what.range.begin : what.range.end) = is_behind ? tenth(2) : between;
+            trox::event_reader reader(data, what);
+            const auto event = reader.at_number(2);
+            ASSERT_TRUE(event);
+            EXPECT_TRUE((*event)[0]);
+            EXPECT_TRUE((*event)[1]);
+            EXPECT_EQ(numbers_of(reader), is_behind ? (numbers{2, 3}) : (numbers{1, 2}));
+        }
+    }
+}
+
 // --- records that no event takes ------------------------------------------------------------------------
 
 TEST_P(losses, of_a_step_that_is_too_long_are_counted)

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <limits>
 
 namespace
 {
@@ -218,6 +219,22 @@ TEST_F(channel_selection, refuses_steps_tolerances_and_budgets_that_make_no_sens
     const trox::error failure = error_of([&] { trox::event_reader(*data_, {}, {0, 1, true}); });
     EXPECT_EQ(failure.why(), fault::wrong_use);
     EXPECT_NE(failure.reason(), "nothing was thrown");
+}
+
+TEST(steps_in_time, reach_as_far_as_times_do)
+{
+    const trox_test::temp_directory directory;
+    const auto data =
+        trox::data_set::open_files({write_numbers(directory.file("a.raw"), trox::writer::generation::v2010, {1, 2})});
+    trox::selection what;
+    what.match.how = trox::synchronisation::mode::by_time;
+    what.match.time_step = std::chrono::seconds(std::numeric_limits<std::uint32_t>::max());
+    trox::event_reader reader(data, what);
+    EXPECT_EQ(reader.count(), 1U); // the sum with a time is behind all events, none of them again
+    what.match.time_step += trox::microseconds(1);
+    const trox::error failure = error_of([&] { trox::event_reader(data, what); });
+    EXPECT_EQ(failure.why(), trox::fault::wrong_use);
+    EXPECT_EQ(failure.reason(), "the distance of events in time is longer than times reach");
 }
 
 } // namespace
