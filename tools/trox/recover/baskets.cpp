@@ -139,6 +139,7 @@ private:
         if (claimed_.count(checked.is_slow ? data : subhead) == 0) {
             file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
                                      checked.is_slow, true, false, checked.damage});
+            file_.orphans.back().fault = checked.fault;
         }
     }
 
@@ -315,9 +316,23 @@ private:
         }
     }
 
+    // Where the file has lost or gained bytes, a plain record that no other follows may have done so.
+    void doubt_last()
+    {
+        if (file_.orphans.size() > first_orphan_) {
+            auto& one = file_.orphans.back();
+            if (one.damage.empty() && one.data + one.stored == position_) {
+                one.damage = "bytes are missing, or too many, in it or behind it";
+            }
+        }
+    }
+
     // To the next place that carries the channel's name.
     void leap()
     {
+        if (file_.shifts.is_uncertain(position_)) {
+            doubt_last();
+        }
         const auto next = std::max(position_ + 1, names_.find(position_ + 1));
         if (next - position_ >= file_.layout.sizes().subhead) {
             ++file_.channels[owner_].holes; // a record may have been here
@@ -375,9 +390,11 @@ public:
         places_.erase(
             std::remove_if(places_.begin(), places_.end(), [&](std::uint64_t at) { return !begins_basket(at); }),
             places_.end());
-        for (const auto& one : file.records) {
-            claimed_.insert(one.data);
-            claimed_.insert(one.subhead);
+        for (const auto* list : {&file.records, &file.orphans}) {
+            for (const auto& one : *list) {
+                claimed_.insert(one.data);
+                claimed_.insert(one.subhead);
+            }
         }
     }
 
@@ -454,11 +471,13 @@ private:
     void walk_the_headless(const std::unordered_set<std::uint32_t>& walked)
     {
         std::unordered_map<std::uint32_t, std::pair<std::uint64_t, std::uint64_t>> spans;
-        for (const auto& one : file_.records) {
-            if (walked.count(one.channel) == 0) {
-                auto& span = spans.emplace(one.channel, std::pair(one.subhead, one.subhead)).first->second;
-                span.first = std::min(span.first, one.subhead);
-                span.second = std::max(span.second, one.data + one.stored);
+        for (const auto* list : {&file_.records, &file_.orphans}) {
+            for (const auto& one : *list) {
+                if (walked.count(one.channel) == 0) {
+                    auto& span = spans.emplace(one.channel, std::pair(one.subhead, one.subhead)).first->second;
+                    span.first = std::min(span.first, one.subhead);
+                    span.second = std::max(span.second, one.data + one.stored);
+                }
             }
         }
         const auto head = file_.layout.sizes().table_head;

@@ -4,6 +4,7 @@
 
 #include "file_layout.h"
 #include "recover.h"
+#include "shifts.h"
 #include "source_file.h"
 
 #include <array>
@@ -13,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace trox::recovery
@@ -55,6 +57,7 @@ struct block {
     bool is_by_order = false; ///< bound to its event by the events' counts
     bool is_rebuilt = false;  ///< its head cannot be read
     bool is_countable = true; ///< what is left is known
+    bool is_doubtful = false; ///< its counts do not agree with the records that rows lead to
     std::int64_t records_left = 0;
     std::int64_t bytes_left = 0; ///< what its ltotal counts beyond the records known
 };
@@ -75,6 +78,7 @@ struct channel {
     std::uint64_t basket = 0;     ///< position, 0 unknown
     std::uint64_t basket_end = 0; ///< 0 unknown
     bool is_listed = true;        ///< in the dictionary of the file
+    bool is_described = false;    ///< under this name
     std::string lost{};           ///< why it cannot be written
     bool is_ordered = true;       ///< its records may lie in the order of the events
     std::uint64_t holes = 0;      ///< stretches of its basket that hold no record that can be found
@@ -94,6 +98,7 @@ struct record {
     bool is_doubtful = false; ///< passes the announced end of its basket
     std::string damage{};     ///< why it cannot be recovered
     bool is_assumed = false;  ///< its event is a guess that was asked for
+    std::string fault{};      ///< its payload is not as its heads say
 };
 
 /// A row that could not be followed to a record.
@@ -137,6 +142,7 @@ struct found {
         return tables[static_cast<std::size_t>(what)];
     }
 
+    shift_map shifts{}; ///< of positions in rows and index
     std::vector<index_entry> index{};
     std::vector<event> events{};   ///< by position
     std::vector<block> blocks{};   ///< by position, then the rebuilt ones
@@ -153,6 +159,8 @@ struct found {
     std::vector<record> records{}; ///< assigned to events
     std::vector<record> orphans{}; ///< walked, not pointed at by a good row
     std::vector<bad_row> bad_rows{};
+    /// Sub-heads that have lost their mark of compression: what follows them proves that they had it.
+    std::unordered_set<std::uint64_t> unmarked{};
     bool has_loss = false; ///< something else than events and records is lost
     /// Notes a loss of something else.
     void lose(std::string what)

@@ -92,8 +92,11 @@ void find_records(found& file, patterns& scanned)
     channel_names names(file, checker);
     follow_rows(file, names, checker);
     settle_events(file);
+    judge_faults(file);
+    doubt_rows(file, checker);
     if (needs_walk(file)) {
         walk_baskets(file, scanned, names, checker);
+        judge_faults(file);
     }
     account(file);
     match_orphans(file, checker);

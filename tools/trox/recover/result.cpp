@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <unordered_set>
 
 namespace trox::recovery
@@ -32,6 +33,14 @@ public:
                 result_.channels.push_back(results_[i]);
             }
         }
+        for (const auto channel : faulty_) {
+            result_.remarks.push_back("channel " + file_.channels[channel].name +
+                                      ": no payload is as long as its heads say; all are kept");
+        }
+        if (!file_.unmarked.empty()) {
+            result_.remarks.push_back("compressed records whose mark of compression is lost, and set again: " +
+                                      std::to_string(file_.unmarked.size()));
+        }
         const bool is_complete = result_.lost_events.empty() && result_.lost_records.empty() && !file_.has_loss;
         result_.end = is_complete ? outcome::complete : outcome::partial;
     }
@@ -52,6 +61,9 @@ private:
                 auto& known = results_[one.channel];
                 ++(one.is_assumed ? known.by_order : one.by_match ? known.by_match : known.by_row);
                 ++result_.records;
+                if (!one.fault.empty()) {
+                    faulty_.insert(one.channel);
+                }
             }
         }
     }
@@ -223,6 +235,7 @@ private:
     const written_file& written_;
     report& result_;
     std::vector<channel_result> results_;
+    std::set<std::uint32_t> faulty_;                      // channels whose payloads are not as their heads say
     std::unordered_set<std::uint64_t> recovered_;         // channel and event
     std::map<std::uint32_t, std::uint64_t> matched_lost_; // records found without their rows, and lost, per channel
 };

@@ -37,7 +37,7 @@ public:
         for (const auto* piece = &stream.next(); !piece->empty(); piece = &stream.next()) {
             // Pieces are a multiple of any row's size, but for the last one.
             for (std::size_t at = 0; sizes.row <= piece->size() - at; at += sizes.row) {
-                result.push_back(file_.layout.row(piece->data() + at));
+                result.push_back(translate(file_.layout.row(piece->data() + at)));
                 if (!result.back().is_empty()) {
                     used = result.size();
                 }
@@ -49,6 +49,12 @@ public:
     }
 
 private:
+    row_values translate(const row_values& row) const
+    {
+        const auto& shifts = file_.shifts;
+        return {shifts.find(row.evhd), shifts.find(row.sbhd), shifts.find(row.chhd), shifts.find(row.data)};
+    }
+
     found& file_;
 };
 
@@ -206,6 +212,7 @@ private:
         found_one.is_weak = !checked.is_slow && at.data != at.chhd + file_.layout.sizes().subhead;
         found_one.found_record = {channel,        event,           block, checked.stored, at.chhd,       checked.data,
                                   checked.length, checked.is_slow, false, is_doubtful,    checked.damage};
+        found_one.found_record.fault = checked.fault;
         candidates.push_back(std::move(found_one));
     }
 

@@ -320,7 +320,9 @@ void read_index(found& file)
         for (auto info = at + sizes.index_head; info < end && sizes.index_info <= end - info;
              info += sizes.index_info) {
             if (file.file.read(info, bytes.data(), sizes.index_info)) {
-                file.index.push_back({file.layout.index_info(bytes.data()), static_cast<std::int32_t>(head.type), at});
+                auto values = file.layout.index_info(bytes.data());
+                values.offset = file.shifts.find(values.offset);
+                file.index.push_back({values, static_cast<std::int32_t>(head.type), at});
             }
         }
         at = end;
@@ -431,6 +433,73 @@ void use_descriptions(found& file)
     apply_descriptions(file, *described);
 }
 
+// What a basket's first row tells of its place, where some of the tables are not in theirs.
+void add_shifts_of_baskets(found& file)
+{
+    const auto& place = file.table(item::pointers);
+    const auto& sizes = file.layout.sizes();
+    std::set<std::uint64_t> shifts{0};
+    for (const auto& one : file.shifts.places()) {
+        shifts.insert(one.shift());
+    }
+    std::vector<unsigned char> bytes(sizes.row);
+    std::vector<unsigned char> word(sizes.word);
+    for (std::uint64_t column = 0; shifts.size() > 1 && column < file.columns; ++column) {
+        const auto at = place.position + sizes.pointers_head + column * file.rows_per_column * sizes.row;
+        if (!file.file.read(at, bytes.data(), bytes.size())) {
+            break;
+        }
+        const auto told = file.layout.row(bytes.data()).chhd - sizes.table_head;
+        std::set<std::uint64_t> fitting;
+        for (const auto shift : shifts) {
+            if (file.file.read(told + shift, word.data(), word.size()) &&
+                file.layout.word(word.data()) == pattern_of(item::channel)) {
+                fitting.insert(told + shift);
+            }
+        }
+        if (fitting.size() == 1) {
+            file.shifts.add(told, *fitting.begin());
+        }
+    }
+}
+
+void find_shifts(found& file)
+{
+    const auto end = file.file.length();
+    std::vector<unsigned char> word(file.layout.sizes().word);
+    if (file.references.how == means::pattern && end >= file.layout.sizes().trailer &&
+        file.file.read(end - file.layout.sizes().trailer, word.data(), word.size()) &&
+        file.layout.word(word.data()) != 0) {
+        file.shifts.add(file.layout.word(word.data()), file.references.position);
+    }
+    for (std::size_t i = 0; file.references.is_there() && i < table_count; ++i) {
+        if (file.tables[i].is_there() && file.reference_table.items[i] != 0) {
+            file.shifts.add(file.reference_table.items[i], file.tables[i].position);
+        }
+    }
+    file.shifts.drop_single();
+    file.shifts.settle();
+    add_shifts_of_baskets(file);
+    file.shifts.settle();
+    const shift_map::place* before = nullptr;
+    for (const auto& one : file.shifts.places()) {
+        if (before != nullptr && before->shift() != one.shift()) {
+            const auto change = static_cast<std::int64_t>(one.shift() - before->shift());
+            file.lose(std::to_string(change < 0 ? -change : change) +
+                      (change < 0 ? " bytes are missing" : " bytes are too many") + " between " +
+                      std::to_string(before->found) + " and " + std::to_string(one.found));
+        }
+        before = &one;
+    }
+    for (auto& one : file.channels) {
+        if (file.shifts.is_uncertain(one.entry)) { // the name is known to be one, the rest may be anything
+            one.event_mask = one.dtype_mask = 0;
+            one.count = -1;
+            one.is_entry_damaged = true;
+        }
+    }
+}
+
 void add_part(found& file, const char* name, const located& place)
 {
     file.result.parts.push_back({name, place.how, place.position, place.cut});
@@ -476,10 +545,11 @@ void find_tables(found& file, patterns& scanned)
         find_table(file, scanned, static_cast<item>(i));
         add_part(file, name_of(static_cast<item>(i)), file.tables[i]);
     }
-    read_index(file);
     read_dictionary(file);
     read_environment(file);
     read_pointers_head(file);
+    find_shifts(file);
+    read_index(file);
     use_descriptions(file);
     apply_environment(file);
 }

@@ -1,0 +1,208 @@
+// Damage that leaves rows, heads and names readable, and makes them tell different things: a record comes back under
+// its own event and name, or not at all.
+#include "recovered_file.h"
+#include "sample_files.h"
+
+#include "detail/big_endian.h"
+#include "event.h"
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <set>
+
+using namespace recover_test;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace
+{
+
+std::string sample(trox_test::sample_generation generation, std::size_t which)
+{
+    return trox_test::sample_directory(generation) + trox_test::sample_names(generation).at(which);
+}
+
+class contradiction : public testing::TestWithParam<trox_test::sample_generation>
+{
+protected:
+    void SetUp() override
+    {
+        if (!tw::has_lzo()) {
+            GTEST_SKIP() << "the sample files hold LZO records";
+        }
+    }
+    static std::uint64_t subhead_size(const damaged_scenario& file)
+    {
+        return file.original().file.generation == 2009 ? 44 : 268;
+    }
+    static std::uint64_t row_position(const damaged_scenario& file, std::size_t column, std::size_t row)
+    {
+        for (const auto& one : file.original().file.ranges) {
+            if (one.name == "pointers") {
+                return one.position + 3 * file.word() + (column * file.original().file.rows + row) * 4 * file.word();
+            }
+        }
+        throw std::logic_error("no pointers table");
+    }
+    // Every record that came back is the original's, and what did not is counted.
+    static void expect_nothing_wrong(damaged_scenario& file, const tr::report& report, const std::string& where)
+    {
+        ASSERT_NE(report.end, tr::outcome::nothing) << where << report.failure;
+        const auto now = file.recovered();
+        EXPECT_THAT(find_differences(file.original(), now), IsEmpty()) << where;
+        const auto missing = missing_records(file.original(), now);
+        EXPECT_EQ(report.lost, missing.size()) << where;
+        EXPECT_EQ(lost_count(report), missing.size()) << where;
+        EXPECT_TRUE(missing.empty() || report.end == tr::outcome::partial) << where;
+    }
+};
+
+TEST_P(contradiction, of_exchanged_rows_and_their_server_blocks_puts_no_record_under_another_event)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    int tried = 0;
+    for (std::size_t column = 0; column < whole.original().file.channels.size(); ++column) {
+        const auto& records = whole.original().file.channels[column].records;
+        const auto other = std::find_if(records.begin(), records.end(),
+                                        [&](const auto& one) { return one.ldata != records.front().ldata; });
+        if (other == records.end()) {
+            continue;
+        }
+        ++tried;
+        damaged_scenario file(sample(GetParam(), 0));
+        const auto half = 2 * file.word(); // sub-head and data
+        const auto a = row_position(file, column, 0) + half;
+        const auto b = row_position(file, column, static_cast<std::size_t>(other - records.begin())) + half;
+        std::swap_ranges(file.content.begin() + static_cast<std::ptrdiff_t>(a),
+                         file.content.begin() + static_cast<std::ptrdiff_t>(a + half),
+                         file.content.begin() + static_cast<std::ptrdiff_t>(b));
+        expect_nothing_wrong(file, file.recover(), whole.original().file.channels[column].name);
+    }
+    EXPECT_GT(tried, 3);
+}
+
+TEST_P(contradiction, of_a_row_that_leads_to_the_record_of_an_empty_one_puts_no_record_under_another_event)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    for (std::size_t column = 0; column < whole.original().file.channels.size(); ++column) {
+        const auto& records = whole.original().file.channels[column].records;
+        const auto other = std::find_if(records.begin(), records.end(),
+                                        [&](const auto& one) { return one.ldata != records.front().ldata; });
+        if (other == records.end()) {
+            continue;
+        }
+        damaged_scenario file(sample(GetParam(), 0));
+        const auto half = 2 * file.word();
+        const auto from = row_position(file, column, static_cast<std::size_t>(other - records.begin()));
+        std::copy_n(file.content.begin() + static_cast<std::ptrdiff_t>(from + half), half,
+                    file.content.begin() + static_cast<std::ptrdiff_t>(row_position(file, column, 0) + half));
+        file.destroy(from, 2 * half, 0);
+        expect_nothing_wrong(file, file.recover(), whole.original().file.channels[column].name);
+    }
+}
+
+// The records of a sub-head that says nothing, or nothing that can be, are lost; no other.
+TEST_P(contradiction, of_a_cleared_sub_head_loses_its_record_only)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    std::size_t count = 0;
+    for (const auto& [name, one] : whole.original().records) {
+        if (count++ % 37 != 0) {
+            continue;
+        }
+        damaged_scenario file(sample(GetParam(), 0));
+        file.destroy(one.record.head_position + subhead_size(file) - 12, 12, 0);
+        const auto report = file.recover();
+        expect_nothing_wrong(file, report, std::get<0>(name));
+        EXPECT_EQ(report.lost, 1U) << std::get<0>(name);
+    }
+}
+
+TEST_P(contradiction, of_a_block_type_of_zero_loses_its_record_only)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    std::size_t count = 0;
+    for (const auto& [name, one] : whole.original().records) {
+        if (count++ % 41 != 0) {
+            continue;
+        }
+        damaged_scenario file(sample(GetParam(), 0));
+        file.destroy(one.record.head_position + subhead_size(file) - 12, 4, 0);
+        const auto report = file.recover();
+        expect_nothing_wrong(file, report, std::get<0>(name));
+        EXPECT_EQ(report.lost, 1U) << std::get<0>(name);
+    }
+}
+
+TEST_P(contradiction, of_a_cleared_mark_of_compression_and_the_stream_behind_it_restores_the_mark)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    std::size_t count = 0;
+    for (const auto& [name, one] : whole.original().records) {
+        if (one.record.zip_flags == 0 || count++ % 29 != 0) {
+            continue;
+        }
+        damaged_scenario file(sample(GetParam(), 0));
+        file.content.at(one.record.head_position + subhead_size(file) - 8) &= 0xBFU;
+        const auto report = file.recover();
+        expect_nothing_wrong(file, report, std::get<0>(name));
+        EXPECT_EQ(report.end, tr::outcome::complete) << std::get<0>(name);
+        EXPECT_EQ(report.lost, 0U) << std::get<0>(name);
+        EXPECT_THAT(report.remarks, Contains(HasSubstr("mark of compression")));
+    }
+    EXPECT_GT(count, 29U);
+}
+
+TEST_P(contradiction, of_the_length_of_a_server_block_is_settled_by_its_event)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    const auto block = file.original().records.begin()->second.record.block_position;
+    const auto at = block + (file.word() == 8 ? 15 : 11); // the lowest byte of its length
+    file.content.at(at) ^= 4U;
+    const auto report = file.recover();
+    expect_nothing_wrong(file, report, "");
+    EXPECT_EQ(report.lost, 0U);
+}
+
+// A sector, or a byte, that is not there any more, or there twice: nothing behind it is where rows say.
+TEST_P(contradiction, of_rows_and_a_file_that_has_lost_or_gained_bytes_puts_no_record_under_another_event)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    const auto size = whole.content.size();
+    for (std::size_t i = 1; i < 24; ++i) {
+        const auto at = static_cast<std::ptrdiff_t>(size * i / 24);
+        for (const int change : {-512, 512, -1, 1}) {
+            damaged_scenario file(sample(GetParam(), 0));
+            if (change < 0) {
+                file.content.erase(file.content.begin() + at, file.content.begin() + at - change);
+            } else {
+                file.content.insert(file.content.begin() + at, static_cast<std::size_t>(change), 0);
+            }
+            const auto where = std::to_string(change) + " at " + std::to_string(at);
+            const auto report = file.recover();
+            if (report.end == tr::outcome::nothing) {
+                continue;
+            }
+            auto now = file.recovered();
+            // Plain records that hold the place have no checksum.
+            for (const auto& [name, one] : whole.original().records) {
+                const auto begin = static_cast<std::ptrdiff_t>(one.record.head_position);
+                if (begin < at + 512 && begin + one.record.ldata > at) {
+                    now.records.erase(name);
+                }
+            }
+            comparison what;
+            what.event_fields = what.blocks = what.keys = false;
+            EXPECT_THAT(find_differences(file.original(), now, what), IsEmpty()) << where;
+            EXPECT_EQ(report.end, tr::outcome::partial) << where;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(recover, contradiction,
+                         testing::Values(trox_test::sample_generation::legacy, trox_test::sample_generation::g2010,
+                                         trox_test::sample_generation::g2024));
+
+} // namespace
