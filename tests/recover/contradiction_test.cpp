@@ -201,6 +201,84 @@ TEST_P(contradiction, of_rows_and_a_file_that_has_lost_or_gained_bytes_puts_no_r
     }
 }
 
+// All tables of one field: the number of rows per column, and the length.
+TEST_P(contradiction, of_the_shape_of_the_pointers_table_and_its_rows_loses_nothing)
+{
+    const damaged_scenario whole(sample(GetParam(), 0));
+    const auto rows = whole.original().file.rows;
+    const auto columns = whole.original().file.channels.size();
+    for (const auto value : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{2}, std::uint64_t{13}, rows - 1,
+                             rows + 1, rows * columns, rows * columns / 2, ~std::uint64_t{0} >> 33U}) {
+        for (const std::size_t field : {1, 2}) {
+            damaged_scenario file(sample(GetParam(), 0));
+            const auto at = row_position(file, 0, 0) - (3 - field) * file.word();
+            if (file.word() == 8) {
+                trox_detail::store_big_endian(&file.content.at(at), value);
+            } else {
+                trox_detail::store_big_endian(&file.content.at(at), static_cast<std::uint32_t>(value));
+            }
+            const auto where = "field " + std::to_string(field) + " is " + std::to_string(value);
+            const auto report = file.recover();
+            expect_nothing_wrong(file, report, where);
+            EXPECT_EQ(report.lost, 0U) << where;
+            EXPECT_EQ(report.end, tr::outcome::complete) << where;
+        }
+    }
+}
+
+TEST_P(contradiction, of_the_length_of_a_basket_and_those_behind_it_loses_none_of_these)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    const auto& channels = file.original().file.channels;
+    const auto first = std::min_element(channels.begin(), channels.end(), [](const auto& a, const auto& b) {
+        return !a.records.empty() && (b.records.empty() || a.records[0].head_position < b.records[0].head_position);
+    });
+    const auto pointers = row_position(file, 0, 0) - 3 * file.word();
+    file.destroy(pointers, 2 * file.word(), 0x5A); // no rows
+    const auto before = file.recover();
+    const auto length = first->records[0].head_position - file.word();
+    const auto value = pointers - (length - file.word()); // all that is in front of the tables
+    if (file.word() == 8) {
+        trox_detail::store_big_endian(&file.content.at(length), value);
+    } else {
+        trox_detail::store_big_endian(&file.content.at(length), static_cast<std::uint32_t>(value));
+    }
+    const auto report = file.recover();
+    EXPECT_THAT(find_differences(file.original(), file.recovered()), IsEmpty());
+    EXPECT_EQ(report.records, before.records);
+    EXPECT_EQ(report.lost, before.lost);
+}
+
+TEST_P(contradiction, of_a_number_of_records_and_their_bytes_counts_no_record_that_is_none)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    const auto& one = file.original().records.begin()->second.record;
+    const std::uint64_t server_head = GetParam() == trox_test::sample_generation::legacy  ? 76
+                                      : GetParam() == trox_test::sample_generation::g2010 ? 284
+                                                                                          : 304;
+    const std::uint64_t behind = GetParam() == trox_test::sample_generation::g2024 ? 8 : 4;
+    file.content.at(one.block_position + server_head - behind + 1) ^= 1U;
+    const auto report = file.recover();
+    expect_nothing_wrong(file, report, "");
+    EXPECT_EQ(report.lost, 0U);
+}
+
+TEST_P(contradiction, of_a_number_of_an_event_and_its_server_blocks_is_told_where_the_index_is_lost)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    for (const auto& range : file.original().file.ranges) {
+        if (range.name == "event index") {
+            file.destroy(range.position, 64, 0);
+        }
+    }
+    EXPECT_THAT(file.recover().remarks, Contains(HasSubstr("event index: not found")));
+    const auto event = file.original().records.begin()->second.record.event_position;
+    file.content.at(event + (file.word() == 8 ? 23 : 11)) ^= 0x40U; // the lowest byte of the number
+    const auto report = file.recover();
+    EXPECT_EQ(report.end, tr::outcome::partial);
+    EXPECT_THAT(report.remarks, Contains(HasSubstr("number cannot be confirmed")));
+}
+
 INSTANTIATE_TEST_SUITE_P(recover, contradiction,
                          testing::Values(trox_test::sample_generation::legacy, trox_test::sample_generation::g2010,
                                          trox_test::sample_generation::g2024));

@@ -117,6 +117,9 @@ void note_lost_tables(found& file)
             file.result.remarks.push_back(text + "; the file may have none");
         }
     }
+    if (file.table(item::event_index).how == means::lost) {
+        file.result.remarks.push_back("event index: not found; the event headers tell what the new one says");
+    }
     const auto& dictionary = file.table(item::dictionary);
     if (!dictionary.is_there() || dictionary.cut) {
         file.lose("channel dictionary: not found whole; channels are those of the descriptions and of the records");

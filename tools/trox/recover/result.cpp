@@ -212,7 +212,7 @@ private:
     {
         std::uint64_t counted = 0;
         for (const auto& one : file_.blocks) {
-            counted += one.is_rebuilt || one.head.nchan < 0 ? 0 : static_cast<std::uint64_t>(one.head.nchan);
+            counted += one.is_rebuilt ? 0 : records_of(one);
         }
         const auto known = result_.records + count_lost();
         if (counted > known) {
@@ -220,6 +220,18 @@ private:
                         std::to_string(counted - known) + " records that the server blocks count cannot be found",
                         counted - known);
         }
+    }
+
+    // A count that cannot be, and one of a block of which no byte is missing, is damaged.
+    std::uint64_t records_of(const block& one) const
+    {
+        const auto& sizes = file_.layout.sizes();
+        const auto most =
+            (one.head.ltotal - static_cast<std::int64_t>(sizes.server_head)) / static_cast<std::int64_t>(sizes.subhead);
+        const auto count = std::min<std::int64_t>(one.head.nchan, std::max<std::int64_t>(most, 0));
+        const bool is_whole = one.bytes_left == 0 && one.event != no_index;
+        return static_cast<std::uint64_t>(
+            std::max<std::int64_t>(is_whole ? one.head.nchan - one.records_left : count, 0));
     }
 
     std::uint64_t count_lost() const

@@ -113,7 +113,9 @@ private:
         const auto channel = channel_of(column, rows);
         if (channel == no_index) {
             for (std::uint64_t row = 0; row < rows.size(); ++row) {
-                add_bad(no_index, column, row, no_index, no_index, "no channel can be told for it");
+                if (!rows[row].is_empty()) {
+                    add_bad(no_index, column, row, no_index, no_index, "no channel can be told for it");
+                }
             }
             return;
         }

@@ -2,6 +2,7 @@
 
 #include "descriptions.h"
 #include "detail/big_endian.h"
+#include "pointers.h"
 
 #include <algorithm>
 #include <set>
@@ -43,7 +44,7 @@ public:
         result.position = position;
         result.cut = what != item::event_index && !fits;
         result.usable = what == item::event_index || fits ? std::min(second, rest) : rest;
-        if (!measure(what, second, result) || (!needs_pattern && !is_convincing(what, result))) {
+        if (!measure(what, second, needs_pattern, result) || (!needs_pattern && !is_convincing(what, result))) {
             return {};
         }
         result.how = means::reference;
@@ -52,15 +53,15 @@ public:
 
 private:
     // Corrects what can be used; false when the content is not what it should be.
-    bool measure(item what, std::uint64_t second, located& at)
+    bool measure(item what, std::uint64_t second, bool has_pattern, located& at)
     {
         switch (what) {
         case item::event_index:
-            return measure_index(second, at);
+            return measure_index(second, has_pattern, at);
         case item::dictionary:
             return measure_dictionary(at);
         case item::pointers:
-            return measure_pointers(at);
+            return measure_pointers(has_pattern, at);
         case item::environment:
             return !at.cut && (at.usable - sizes_.table_head) % environment_entry == 0;
         case item::descriptions:
@@ -95,7 +96,7 @@ public:
     }
 
 private:
-    bool measure_index(std::uint64_t types, located& at)
+    bool measure_index(std::uint64_t types, bool has_pattern, located& at)
     {
         auto end = at.position + sizes_.table_head;
         std::vector<unsigned char> head(sizes_.index_head);
@@ -114,7 +115,7 @@ private:
         }
         at.usable = end - at.position;
         at.cut = at.cut || entries < types;
-        return types == 0 || entries > 0;
+        return (types == 0 && has_pattern) || entries > 0;
     }
 
     bool measure_dictionary(located& at)
@@ -146,20 +147,18 @@ private:
         return entry.name.is_printable && entry.name.is_padded && entry.count >= 0;
     }
 
-    bool measure_pointers(located& at)
+    // What its head says of its shape may be damaged: behind its pattern any may be, see find_shape_of_pointers().
+    bool measure_pointers(bool has_pattern, const located& at)
     {
-        if (at.usable < sizes_.pointers_head) {
-            return false;
+        if (at.usable < sizes_.pointers_head || has_pattern) {
+            return at.usable >= sizes_.pointers_head;
         }
         std::vector<unsigned char> head(sizes_.pointers_head);
         file_.read(at.position, head.data(), head.size());
         const auto rows = layout_.word(head.data() + 2 * sizes_.word);
         const auto body = at.usable - sizes_.pointers_head;
-        if (rows == 0) {
-            return body == 0;
-        }
-        if (rows > file_.length() / sizes_.row) {
-            return false;
+        if (rows == 0 || rows > file_.length() / sizes_.row) {
+            return rows == 0 && body == 0;
         }
         return at.cut || body % (rows * sizes_.row) == 0;
     }
@@ -399,19 +398,6 @@ void apply_environment(found& file)
     }
 }
 
-void read_pointers_head(found& file)
-{
-    const auto& place = file.table(item::pointers);
-    const auto& sizes = file.layout.sizes();
-    std::vector<unsigned char> head(sizes.pointers_head);
-    if (!place.is_there() || !file.file.read(place.position, head.data(), head.size())) {
-        return;
-    }
-    file.rows_per_column = file.layout.word(head.data() + 2 * sizes.word);
-    const auto column = file.rows_per_column * sizes.row;
-    file.columns = column == 0 ? 0 : (place.usable - sizes.pointers_head + column - 1) / column;
-}
-
 // Names, keys and servers from the descriptions, where the dictionary has none.
 void use_descriptions(found& file)
 {
@@ -431,73 +417,6 @@ void use_descriptions(found& file)
         return;
     }
     apply_descriptions(file, *described);
-}
-
-// What a basket's first row tells of its place, where some of the tables are not in theirs.
-void add_shifts_of_baskets(found& file)
-{
-    const auto& place = file.table(item::pointers);
-    const auto& sizes = file.layout.sizes();
-    std::set<std::uint64_t> shifts{0};
-    for (const auto& one : file.shifts.places()) {
-        shifts.insert(one.shift());
-    }
-    std::vector<unsigned char> bytes(sizes.row);
-    std::vector<unsigned char> word(sizes.word);
-    for (std::uint64_t column = 0; shifts.size() > 1 && column < file.columns; ++column) {
-        const auto at = place.position + sizes.pointers_head + column * file.rows_per_column * sizes.row;
-        if (!file.file.read(at, bytes.data(), bytes.size())) {
-            break;
-        }
-        const auto told = file.layout.row(bytes.data()).chhd - sizes.table_head;
-        std::set<std::uint64_t> fitting;
-        for (const auto shift : shifts) {
-            if (file.file.read(told + shift, word.data(), word.size()) &&
-                file.layout.word(word.data()) == pattern_of(item::channel)) {
-                fitting.insert(told + shift);
-            }
-        }
-        if (fitting.size() == 1) {
-            file.shifts.add(told, *fitting.begin());
-        }
-    }
-}
-
-void find_shifts(found& file)
-{
-    const auto end = file.file.length();
-    std::vector<unsigned char> word(file.layout.sizes().word);
-    if (file.references.how == means::pattern && end >= file.layout.sizes().trailer &&
-        file.file.read(end - file.layout.sizes().trailer, word.data(), word.size()) &&
-        file.layout.word(word.data()) != 0) {
-        file.shifts.add(file.layout.word(word.data()), file.references.position);
-    }
-    for (std::size_t i = 0; file.references.is_there() && i < table_count; ++i) {
-        if (file.tables[i].is_there() && file.reference_table.items[i] != 0) {
-            file.shifts.add(file.reference_table.items[i], file.tables[i].position);
-        }
-    }
-    file.shifts.drop_single();
-    file.shifts.settle();
-    add_shifts_of_baskets(file);
-    file.shifts.settle();
-    const shift_map::place* before = nullptr;
-    for (const auto& one : file.shifts.places()) {
-        if (before != nullptr && before->shift() != one.shift()) {
-            const auto change = static_cast<std::int64_t>(one.shift() - before->shift());
-            file.lose(std::to_string(change < 0 ? -change : change) +
-                      (change < 0 ? " bytes are missing" : " bytes are too many") + " between " +
-                      std::to_string(before->found) + " and " + std::to_string(one.found));
-        }
-        before = &one;
-    }
-    for (auto& one : file.channels) {
-        if (file.shifts.is_uncertain(one.entry)) { // the name is known to be one, the rest may be anything
-            one.event_mask = one.dtype_mask = 0;
-            one.count = -1;
-            one.is_entry_damaged = true;
-        }
-    }
 }
 
 void add_part(found& file, const char* name, const located& place)
@@ -547,7 +466,7 @@ void find_tables(found& file, patterns& scanned)
     }
     read_dictionary(file);
     read_environment(file);
-    read_pointers_head(file);
+    find_shape_of_pointers(file);
     find_shifts(file);
     read_index(file);
     use_descriptions(file);
