@@ -279,6 +279,88 @@ TEST_P(contradiction, of_a_number_of_an_event_and_its_server_blocks_is_told_wher
     EXPECT_THAT(report.remarks, Contains(HasSubstr("number cannot be confirmed")));
 }
 
+// A channel of one record, with a name in the dictionary, in the sub-head and, in a slow record, in its value.
+class single_record : public testing::TestWithParam<tw::generation>
+{
+protected:
+    tr::report recover(bool is_described, int what, std::size_t flipped)
+    {
+        tw::file_options options;
+        options.replace_existing = true;
+        tw::file_writer file(path_, GetParam(), options);
+        tw::channel_settings settings;
+        settings.name = "T/ONE";
+        if (is_described) {
+            settings.description = tw::channel_description{};
+        }
+        const auto one = file.add_channel(settings);
+        settings.name = "T/ENV";
+        settings.key = 77;
+        settings.environment_index = 3;
+        const auto environment = file.add_channel(settings);
+        const time_stamp time{1700000000, 5};
+        file.begin_event({1, time, what == TROX_EV_UPD ? TROX_EV_UPD : TROX_EV_NORMAL});
+        file.begin_server_block({"ONE", {}, {}, 0, 0});
+        if (what == TROX_EV_UPD) {
+            file.add_record(one, tw::update_payload(GetParam(), "T/ONE", 1, time));
+        } else {
+            file.add_record(one, tw::spectrum_payload(GetParam(), TROX_BLOCK_GENERIC_SPECT, {1, 2, 3}));
+        }
+        file.end_event();
+        file.begin_event({2, time, TROX_EV_ENV});
+        file.begin_server_block({"ONE", {}, {}, 0, 0});
+        file.add_record(environment, tw::environment_payload(3, 1, time));
+        file.end_event();
+        map_ = file.finish();
+        original_ = parse(path_);
+        auto content = writer_test::read_file(path_);
+        const auto head = original_.records.at({"T/ONE", 1, static_cast<std::uint32_t>(what)}).record.head_position;
+        if (flipped != 0) {
+            content.at(head + flipped) ^= 1U;
+        } else {
+            content.at(map_.environment.position + map_.environment.length - 1) ^= 4U; // the index
+        }
+        write_bytes(damaged_, content);
+        tr::recover_options with_replacing;
+        with_replacing.replace_existing = true;
+        return tr::recover_file(damaged_, output_, with_replacing);
+    }
+
+    writer_test::scratch_directory directory_;
+    const std::string path_ = directory_.path("whole.raw");
+    const std::string damaged_ = directory_.path("damaged.raw");
+    const std::string output_ = directory_.path("recovered.raw");
+    tw::file_map map_;
+    full_file original_;
+};
+
+TEST_P(single_record, with_a_damaged_name_does_not_rename_its_channel)
+{
+    for (const bool is_described : {false, true}) {
+        for (const int what : {TROX_EV_NORMAL, TROX_EV_UPD}) {
+            const auto report = recover(is_described, what, 3);
+            EXPECT_EQ(report.end, tr::outcome::partial);
+            EXPECT_EQ(report.lost, 1U);
+            const auto now = parse(output_);
+            EXPECT_THAT(find_differences(original_, now), IsEmpty());
+            ASSERT_EQ(now.file.channels.size(), 2U);
+            EXPECT_EQ(now.file.channels[0].name, "T/ONE");
+        }
+    }
+}
+
+TEST_P(single_record, whose_index_contradicts_the_environment_dictionary_tells_the_index)
+{
+    const auto report = recover(true, TROX_EV_NORMAL, 0);
+    EXPECT_EQ(report.end, tr::outcome::partial);
+    EXPECT_EQ(report.lost, 0U);
+    EXPECT_THAT(report.remarks, Contains(HasSubstr("environment index")));
+    EXPECT_EQ(parse(output_).file.environment, original_.file.environment);
+}
+
+INSTANTIATE_TEST_SUITE_P(recover, single_record, testing::ValuesIn(generations),
+                         [](const auto& tested) { return generation_name(tested.param); });
+
 INSTANTIATE_TEST_SUITE_P(recover, contradiction,
                          testing::Values(trox_test::sample_generation::legacy, trox_test::sample_generation::g2010,
                                          trox_test::sample_generation::g2024));

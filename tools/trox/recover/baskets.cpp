@@ -457,13 +457,19 @@ private:
     // By the name that its first record carries; where that is damaged, by the rows that lead into it.
     std::uint32_t owner_of(std::uint64_t place)
     {
-        for (std::uint32_t i = 0; i < file_.channels.size(); ++i) {
-            if (file_.channels[i].basket == place && !file_.channels[i].name.empty()) {
-                return i;
-            }
+        const auto find = [&](std::uint64_t channel::*member) {
+            const auto& channels = file_.channels;
+            const auto known = std::find_if(channels.begin(), channels.end(), [&](const channel& one) {
+                return one.*member == place && !one.name.empty();
+            });
+            return known == channels.end() ? no_index : static_cast<std::uint32_t>(known - channels.begin());
+        };
+        if (const auto by_rows = find(&channel::basket); by_rows != no_index) {
+            return by_rows;
         }
         const auto first = place + file_.layout.sizes().table_head;
-        return names_.find(first, first + file_.layout.sizes().subhead);
+        const auto by_name = names_.find(first, first + file_.layout.sizes().subhead);
+        return by_name != no_index ? by_name : find(&channel::told_basket);
     }
 
     // Where baskets of other channels seem to begin within the announced end, and that end: it may be damaged.

@@ -22,6 +22,12 @@ namespace trox::recovery
 
 inline constexpr std::uint32_t no_index = std::numeric_limits<std::uint32_t>::max();
 
+/// "1 record", "2 records".
+inline std::string amount(std::uint64_t count, const char* one, const char* many)
+{
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
 /// A table or basket: its first byte, and bytes that may be used, head included.
 struct located {
     means how = means::lost;
@@ -73,15 +79,16 @@ struct channel {
     std::uint32_t dtype_mask = 0;
     std::int64_t count = -1; ///< records that the dictionary announces; -1 unknown
     std::optional<std::int32_t> environment_index{};
-    std::string server{};         ///< the only server it can belong to; empty: unknown
-    std::uint64_t entry = 0;      ///< position of its dictionary entry
-    std::uint64_t basket = 0;     ///< position, 0 unknown
-    std::uint64_t basket_end = 0; ///< 0 unknown
-    bool is_listed = true;        ///< in the dictionary of the file
-    bool is_described = false;    ///< under this name
-    std::string lost{};           ///< why it cannot be written
-    bool is_ordered = true;       ///< its records may lie in the order of the events
-    std::uint64_t holes = 0;      ///< stretches of its basket that hold no record that can be found
+    std::string server{};          ///< the only server it can belong to; empty: unknown
+    std::uint64_t entry = 0;       ///< position of its dictionary entry
+    std::uint64_t basket = 0;      ///< position, 0 unknown
+    std::uint64_t basket_end = 0;  ///< 0 unknown
+    std::uint64_t told_basket = 0; ///< where its rows lead, whether these are its records or not; 0 unknown
+    bool is_listed = true;         ///< in the dictionary of the file
+    bool is_described = false;     ///< under this name
+    std::string lost{};            ///< why it cannot be written
+    bool is_ordered = true;        ///< its records may lie in the order of the events
+    std::uint64_t holes = 0;       ///< stretches of its basket that hold no record that can be found
 };
 
 /// A record that was found and decodes, or one that is damaged but whose place is known.
@@ -166,6 +173,9 @@ struct found {
     void lose(std::string what)
     {
         has_loss = true;
+        if (result.other_loss.empty()) {
+            result.other_loss = what;
+        }
         result.remarks.push_back(std::move(what));
     }
     void advance(std::uint64_t bytes) const

@@ -126,9 +126,15 @@ void note_lost_tables(found& file)
     }
 }
 
-void recover_into(found& file, const std::string& output)
+// People know the file by its own name.
+std::string with_name_of(const std::string& made, const std::string& output, std::string text)
 {
-    output_file made(output);
+    const auto at = text.find(made);
+    return at == std::string::npos ? text : text.replace(at, made.size(), output);
+}
+
+void make_file(found& file, output_file& made)
+{
     const auto written = write_file(file, made.name());
     const auto wrong = verify_file(file, written, made.name());
     if (!wrong.empty()) {
@@ -137,6 +143,19 @@ void recover_into(found& file, const std::string& output)
     }
     made.put_in_place(file.options.replace_existing);
     complete_report(file, written);
+}
+
+void recover_into(found& file, const std::string& output)
+{
+    output_file made(output);
+    const auto name = made.name();
+    try {
+        make_file(file, made);
+    } catch (const std::system_error& error) {
+        file.result.failure = with_name_of(name, output, error.what());
+    } catch (const writer::error& error) {
+        file.result.failure = with_name_of(name, output, error.what());
+    }
 }
 
 void recover(source_file& input, const std::string& output, const recover_options& options, report& result)

@@ -102,10 +102,9 @@ private:
             rebuilt += one.is_rebuilt ? 1 : 0;
         }
         if (rebuilt > 0) {
-            file_.lose(
-                std::to_string(rebuilt) +
-                " event headers cannot be read: number, time and type are from the event index; trigger mask and "
-                "status are unknown, and written as 0");
+            file_.lose(amount(rebuilt, "event header", "event headers") +
+                       " cannot be read: number, time and type are from the event index; trigger mask and "
+                       "status are unknown, and written as 0");
         }
         std::uint64_t blocks = 0;
         for (const auto& one : file_.blocks) {
@@ -116,8 +115,8 @@ private:
             blocks += one.is_rebuilt ? 1 : 0;
         }
         if (blocks > 0) {
-            file_.lose(std::to_string(blocks) +
-                       " server block heads cannot be read: their records are in blocks without a name");
+            file_.lose(amount(blocks, "server block head", "server block heads") +
+                       " cannot be read: the records are in blocks without a name");
         }
         add_missing_blocks();
     }
@@ -202,7 +201,8 @@ private:
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
                 const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
                 lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
-                            std::to_string(missing) + " records that the dictionary counts cannot be found", missing);
+                            amount(missing, "record", "records") + " that the dictionary counts cannot be found",
+                            missing);
             }
         }
     }
@@ -214,10 +214,11 @@ private:
         for (const auto& one : file_.blocks) {
             counted += one.is_rebuilt ? 0 : records_of(one);
         }
+        counted = std::min(counted, file_.file.length() / file_.layout.sizes().subhead);
         const auto known = result_.records + count_lost();
         if (counted > known) {
             lose_record(no_index, no_index, 0,
-                        std::to_string(counted - known) + " records that the server blocks count cannot be found",
+                        amount(counted - known, "record", "records") + " that the server blocks count cannot be found",
                         counted - known);
         }
     }

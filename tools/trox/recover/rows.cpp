@@ -169,7 +169,7 @@ private:
         if (begin != 0 && std::any_of(rows.begin(), rows.end(), is_outside)) {
             end = file_.file.length(); // its length contradicts the rows
         }
-        owner.basket = begin;
+        owner.basket = owner.told_basket = begin;
         owner.basket_end = end;
         return end;
     }
