@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <unistd.h>
 #include <utility>
@@ -15,6 +16,15 @@ namespace trox_cli
 {
 namespace
 {
+
+// One name for all those that lead to a place, whether there is a file or not.
+std::filesystem::path place_of(const std::string& path)
+{
+    std::error_code failed;
+    const auto place =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(trox_base::resolve_links(path)), failed);
+    return failed ? std::filesystem::path(path) : place;
+}
 
 bool has_colors(color_use wanted, const output& out)
 {
@@ -74,7 +84,7 @@ void context::keep_inputs(const std::vector<std::string>& paths) const
         return;
     }
     const auto same = std::find_if(paths.begin(), paths.end(), [&](const std::string& path) {
-        return path == target || trox_base::is_same_file(path, target);
+        return path == target || trox_base::is_same_file(path, target) || place_of(path) == place_of(target);
     });
     if (same != paths.end()) {
         throw wrong_use("-o " + target + " would replace " + *same + ", which this command works on",
