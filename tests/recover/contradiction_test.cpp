@@ -249,6 +249,28 @@ TEST_P(contradiction, of_the_length_of_a_basket_and_those_behind_it_loses_none_o
     EXPECT_EQ(report.lost, before.lost);
 }
 
+TEST_P(contradiction, of_all_names_in_a_basket_and_the_dictionary_counts_every_record_of_the_basket)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    file.destroy(row_position(file, 0, 0) - 3 * file.word(), 2 * file.word(), 0x5A); // no rows
+    const auto& channels = file.original().file.channels;
+    const auto plain = std::find_if(channels.begin(), channels.end(), [](const auto& one) {
+        return one.records.size() > 5 && one.name.find("LLRF") != std::string::npos;
+    });
+    ASSERT_NE(plain, channels.end());
+    for (const auto& record : plain->records) {
+        file.content.at(record.head_position + 3) ^= 1U;
+    }
+    const auto report = file.recover();
+    EXPECT_THAT(find_differences(file.original(), file.recovered()), IsEmpty());
+    const auto unknown = std::find_if(report.lost_records.begin(), report.lost_records.end(), [](const auto& one) {
+        return one.reason.find("cannot be told") != std::string::npos && one.reason.find("basket") != std::string::npos;
+    });
+    ASSERT_NE(unknown, report.lost_records.end());
+    EXPECT_EQ(unknown->count, plain->records.size());
+    EXPECT_EQ(report.lost, missing_records(file.original(), file.recovered()).size());
+}
+
 TEST_P(contradiction, of_a_number_of_records_and_their_bytes_counts_no_record_that_is_none)
 {
     damaged_scenario file(sample(GetParam(), 0));

@@ -170,9 +170,10 @@ void find_shifts(found& file)
     for (const auto& one : file.shifts.places()) {
         if (before != nullptr && before->shift() != one.shift()) {
             const auto change = static_cast<std::int64_t>(one.shift() - before->shift());
-            file.lose(std::to_string(change < 0 ? -change : change) +
-                      (change < 0 ? " bytes are missing" : " bytes are too many") + " between " +
-                      std::to_string(before->found) + " and " + std::to_string(one.found));
+            const auto count = static_cast<std::uint64_t>(change < 0 ? -change : change);
+            file.lose((change < 0 ? amount(count, "byte is missing", "bytes are missing")
+                                  : amount(count, "byte is too many", "bytes are too many")) +
+                      " between " + std::to_string(before->found) + " and " + std::to_string(one.found));
         }
         before = &one;
     }
