@@ -380,6 +380,42 @@ TEST_P(single_record, whose_index_contradicts_the_environment_dictionary_tells_t
     EXPECT_EQ(parse(output_).file.environment, original_.file.environment);
 }
 
+// Records that have no head to be checked by, in no order.
+TEST_P(single_record, of_which_the_length_is_damaged_is_the_only_one_that_is_lost)
+{
+    for (const int change : {-8, 8}) {
+        tw::file_options options;
+        options.replace_existing = true;
+        options.layout.records = tw::arrangement::shuffled;
+        tw::file_writer file(path_, GetParam(), options);
+        const auto one = file.add_channel("T/A");
+        const auto other = file.add_channel("T/B");
+        for (std::uint64_t i = 0; i < 12; ++i) {
+            file.begin_event({100 + i, {1700000000, static_cast<std::uint32_t>(i * 1000)}});
+            file.begin_server_block({"ONE", {}, {}, 0, 0});
+            const tw::payload words{TROX_BLOCK_GENERIC_STRUCT, bytes(64, static_cast<unsigned char>(i))};
+            file.add_record(one, words);
+            file.add_record(other, words);
+            file.end_event();
+        }
+        file.finish();
+        original_ = parse(path_);
+        auto content = writer_test::read_file(path_);
+        const record_name name{"T/A", 105, TROX_EV_NORMAL};
+        const auto& record = original_.records.at(name).record;
+        const auto length = record.data_position - 4;
+        trox_detail::store_big_endian(&content.at(length), static_cast<std::int32_t>(record.ldata + change));
+        write_bytes(damaged_, content);
+        tr::recover_options with_replacing;
+        with_replacing.replace_existing = true;
+        const auto report = tr::recover_file(damaged_, output_, with_replacing);
+        EXPECT_EQ(report.lost, 1U) << change;
+        const auto now = parse(output_);
+        EXPECT_THAT(find_differences(original_, now), IsEmpty()) << change;
+        EXPECT_THAT(missing_records(original_, now), testing::ElementsAre(name)) << change;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(recover, single_record, testing::ValuesIn(generations),
                          [](const auto& tested) { return generation_name(tested.param); });
 

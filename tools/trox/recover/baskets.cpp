@@ -534,6 +534,7 @@ private:
         lost.offset = place;
         lost.reason = "a basket of which the channel cannot be told";
         lost.count = std::max<std::uint64_t>(count, 1);
+        file_.in_unknown_baskets += lost.count;
         file_.result.lost_records.push_back(std::move(lost));
     }
 

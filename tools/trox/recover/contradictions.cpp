@@ -1,6 +1,7 @@
 #include "match.h"
 
 #include <algorithm>
+#include <set>
 #include <unordered_map>
 
 namespace trox::recovery
@@ -38,6 +39,7 @@ public:
         if (is_any_doubtful) {
             count_bytes_behind_values();
             clear_explained();
+            find_wrong_lengths();
             take_out();
         }
     }
@@ -76,8 +78,7 @@ private:
         }
     }
 
-    // The length of the event counts what its rows lead to: then the length of the block is what is damaged. Likewise
-    // where the block's length misses what one record announces wrongly, see account().
+    // The length of the event counts what its rows lead to: then the length of the block is what is damaged.
     void clear_explained()
     {
         struct sum {
@@ -102,6 +103,39 @@ private:
             if (known != events.end() &&
                 known->second.bytes + head == static_cast<std::int64_t>(file_.events[one.event].head.length)) {
                 one.is_doubtful = false;
+            }
+        }
+    }
+
+    // Where the block misses, or has too many, exactly the bytes between one of its records and the next in the basket,
+    // the length of that record is what is damaged.
+    void find_wrong_lengths()
+    {
+        std::unordered_map<std::uint32_t, std::set<std::uint64_t>> begins;
+        for (const auto& one : file_.records) {
+            begins[one.channel].insert(one.subhead);
+        }
+        std::unordered_map<std::uint32_t, std::vector<record*>> wrong;
+        for (auto& one : file_.records) {
+            const auto& its_block = file_.blocks[one.block];
+            if (!its_block.is_doubtful || one.is_slow || !one.damage.empty() ||
+                its_block.head.nchan != tallies_[one.block].records) {
+                continue;
+            }
+            const auto& known = begins[one.channel];
+            const auto next = known.upper_bound(one.subhead);
+            const auto end = next == known.end() ? file_.channels[one.channel].basket_end : *next;
+            const auto gap = static_cast<std::int64_t>(end) - static_cast<std::int64_t>(one.subhead + one.length);
+            const auto left = its_block.head.ltotal - static_cast<std::int64_t>(file_.layout.sizes().server_head) -
+                              tallies_[one.block].bytes;
+            if (gap == left) {
+                wrong[one.block].push_back(&one);
+            }
+        }
+        for (const auto& [which, records] : wrong) {
+            if (records.size() == 1) {
+                records.front()->damage = "its length contradicts its server block";
+                file_.blocks[which].is_doubtful = false;
             }
         }
     }

@@ -168,7 +168,8 @@ struct found {
     std::vector<bad_row> bad_rows{};
     /// Sub-heads that have lost their mark of compression: what follows them proves that they had it.
     std::unordered_set<std::uint64_t> unmarked{};
-    bool has_loss = false; ///< something else than events and records is lost
+    std::uint64_t in_unknown_baskets = 0; ///< records of no channel that can be told; they are listed as lost
+    bool has_loss = false;                ///< something else than events and records is lost
     /// Notes a loss of something else.
     void lose(std::string what)
     {

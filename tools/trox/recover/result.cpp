@@ -195,11 +195,18 @@ private:
         if (pointers.is_there() && !pointers.cut && file_.columns >= file_.listed) {
             return;
         }
+        auto listed = file_.in_unknown_baskets; // as records of no channel
         for (std::size_t i = 0; i < file_.listed; ++i) {
             const auto& known = results_[i];
             const auto have = known.by_row + known.by_match + known.by_order + known.lost;
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
-                const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
+                auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
+                const auto explained = std::min(missing, listed);
+                missing -= explained;
+                listed -= explained;
+                if (missing == 0) {
+                    continue;
+                }
                 lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
                             amount(missing, "record", "records") + " that the dictionary counts cannot be found",
                             missing);
