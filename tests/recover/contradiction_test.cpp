@@ -285,6 +285,29 @@ TEST_P(contradiction, of_a_number_of_records_and_their_bytes_counts_no_record_th
     EXPECT_EQ(report.lost, 0U);
 }
 
+TEST_P(contradiction, of_a_time_of_an_event_and_its_server_blocks_is_told_where_its_index_entry_is_lost)
+{
+    damaged_scenario file(sample(GetParam(), 0));
+    const auto& one = *file.original().records.begin();
+    const auto event = one.second.record.event_position;
+    bytes entry(2 * file.word()); // number and position
+    if (file.word() == 8) {
+        trox_detail::store_big_endian(entry.data(), one.second.event.number);
+        trox_detail::store_big_endian(&entry[8], event);
+    } else {
+        trox_detail::store_big_endian(entry.data(), static_cast<std::uint32_t>(one.second.event.number));
+        trox_detail::store_big_endian(&entry[4], static_cast<std::uint32_t>(event));
+    }
+    const auto at = std::search(file.content.begin(), file.content.end(), entry.begin(), entry.end());
+    ASSERT_NE(at, file.content.end());
+    std::fill(at, at + static_cast<std::ptrdiff_t>(entry.size()), static_cast<unsigned char>(0));
+    EXPECT_THAT(file.recover().remarks, testing::Not(Contains(HasSubstr("cannot be confirmed"))));
+    file.content.at(event + (file.word() == 8 ? 31 : 23)) ^= 1U; // microseconds
+    const auto report = file.recover();
+    EXPECT_EQ(report.end, tr::outcome::partial);
+    EXPECT_THAT(report.remarks, Contains(HasSubstr("time cannot be confirmed")));
+}
+
 TEST_P(contradiction, of_a_number_of_an_event_and_its_server_blocks_is_told_where_the_index_is_lost)
 {
     damaged_scenario file(sample(GetParam(), 0));

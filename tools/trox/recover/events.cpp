@@ -137,8 +137,8 @@ private:
     // Events of the index without a header; those that disagree with theirs are settled later.
     void rebuild()
     {
-        std::multimap<std::uint64_t, const event*> numbers;
-        for (const auto& [position, known] : events_) {
+        std::multimap<std::uint64_t, event*> numbers;
+        for (auto& [position, known] : events_) {
             numbers.emplace(known.head.number, &known);
         }
         std::unordered_set<const event*> confirmed;
@@ -148,6 +148,7 @@ private:
             const auto same = std::find_if(
                 first, last, [&](const auto& known) { return is_equal(file_.index[i], known.second->head); });
             if (same != last) {
+                same->second->is_indexed = true;
                 confirmed.insert(same->second); // wherever the entry's offset leads to
             } else {
                 left.push_back(i);
@@ -157,6 +158,7 @@ private:
             const auto at = events_.find(file_.index[i].info.offset);
             if (at != events_.end() && confirmed.count(&at->second) == 0) {
                 at->second.index_entry = i;
+                at->second.is_indexed = true;
             } else {
                 rebuild_event(file_.index[i]);
             }
@@ -281,8 +283,8 @@ void settle(found& file, std::uint32_t which, const std::vector<std::uint32_t>& 
     }
 }
 
-// Without the index: events whose number, or time, none of their server blocks has, although the blocks of such a
-// server mostly do.
+// Events that the index does not tell of, and whose number, or time, none of their server blocks has, although the
+// blocks of such a server mostly do.
 void doubt_events(found& file, const std::unordered_map<std::uint32_t, std::vector<std::uint32_t>>& blocks)
 {
     const auto doubt = [&](const char* what, auto agrees) {
@@ -294,7 +296,7 @@ void doubt_events(found& file, const std::unordered_map<std::uint32_t, std::vect
         }
         for (std::uint32_t i = 0; i < file.events.size(); ++i) {
             const auto known = blocks.find(i);
-            if (known == blocks.end() || known->second.empty()) {
+            if (file.events[i].is_indexed || file.events[i].is_rebuilt || known == blocks.end()) {
                 continue;
             }
             const auto contradicts = [&](std::uint32_t which) {
@@ -302,8 +304,9 @@ void doubt_events(found& file, const std::unordered_map<std::uint32_t, std::vect
                 return agreement[head.server.text] > 0 && !agrees(head, file.events[i].head);
             };
             if (std::all_of(known->second.begin(), known->second.end(), contradicts)) {
-                file.lose("event " + std::to_string(file.events[i].head.number) + ": its " + what +
-                          " cannot be confirmed; its server blocks have another, and there is no event index");
+                file.lose(
+                    "event " + std::to_string(file.events[i].head.number) + ": its " + what +
+                    " cannot be confirmed; its server blocks have another, and the event index does not tell of it");
             }
         }
     };
@@ -355,9 +358,7 @@ void settle_events(found& file)
             settle(file, i, blocks[i]);
         }
     }
-    if (!file.table(item::event_index).is_there()) {
-        doubt_events(file, blocks);
-    }
+    doubt_events(file, blocks);
 }
 
 } // namespace trox::recovery

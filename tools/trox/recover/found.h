@@ -48,6 +48,7 @@ struct located {
 struct event {
     std::uint64_t position = 0; ///< of its header
     event_values head{};
+    bool is_indexed = false;              ///< the event index tells of it, the same or something else
     bool is_rebuilt = false;              ///< from the event index; its header cannot be read
     std::uint32_t index_entry = no_index; ///< what the event index says of it, when that differs
     std::uint32_t first_block = no_index;
