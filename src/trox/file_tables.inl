@@ -72,7 +72,7 @@ template <class G> void load_small_tables(const std::string& path, loaded_file<G
     };
     typename G::file_reference_table* reference = nullptr;
     expect_table(traits::read_reference_table(tail.data(), tail_length, length, file.fd, &reference),
-                 "no data file, or its end is damaged: the file reference table", path);
+                 "no data file, or its end is damaged (see trox recover): the file reference table", path);
     file.ref_tbl.reset(reference);
     read(traits::read_event_index, file.eit_tab, "the event index table");
     read(traits::read_dictionary, file.cdt_tab, "the channel dictionary");

@@ -3,6 +3,7 @@
 #include "sample_files.h"
 #include "temp_directory.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -81,6 +82,7 @@ TEST_P(recover, refuses_to_write_over_a_file_unless_told_so)
     const auto result = run_trox({"recover", sample(), output_});
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.err, HasSubstr("exists"));
+    EXPECT_THAT(result.err, HasSubstr("hint: --replace"));
     EXPECT_EQ(std::filesystem::file_size(output_), 4U);
     EXPECT_EQ(run_trox({"recover", sample(), output_, "--replace"}).code, 0);
     EXPECT_EQ(run_trox({"recover", output_, output_, "--replace"}).code, 1);
@@ -95,6 +97,54 @@ TEST_P(recover, of_what_is_no_data_file_fails)
     EXPECT_THAT(result.err, HasSubstr("nothing tells of which generation it is"));
     EXPECT_FALSE(std::filesystem::exists(output_));
     EXPECT_EQ(run_trox({"recover", path}).code, 2);
+}
+
+TEST_P(recover, does_not_replace_the_new_file_by_its_report_whatever_their_names)
+{
+    const auto link = directory_.file("link.raw");
+    std::filesystem::create_symlink(output_, link);
+    const auto roundabout = std::filesystem::path(output_).parent_path() / "." / "recovered.raw";
+    for (const auto& report : {output_, link, roundabout.string()}) {
+        EXPECT_EQ(run_trox({"recover", sample(), output_, "-o", report}).code, 2) << report;
+        EXPECT_FALSE(std::filesystem::exists(output_)) << report;
+    }
+}
+
+TEST_P(recover, that_cannot_tell_of_it_says_that_the_new_file_is_in_place)
+{
+    trox_test::run_options options;
+    options.closed = {1};
+    const auto result = run_trox({"recover", sample(), output_}, options);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.err, HasSubstr(output_ + " is in place"));
+    EXPECT_TRUE(std::filesystem::exists(output_));
+}
+
+TEST_P(recover, on_a_full_disk_names_the_new_file)
+{
+    trox_test::run_options options;
+    options.largest_file = 4096;
+    const auto result = run_trox({"recover", sample(), output_}, options);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.err, HasSubstr(output_));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr(output_ + ".")));
+    EXPECT_FALSE(std::filesystem::exists(output_));
+}
+
+TEST_P(recover, names_what_is_lost_where_it_is_no_record)
+{
+    const auto path = cut_sample(0);
+    auto bytes = trox_test::read_bytes(path);
+    const unsigned char pattern[] = {0xEA, 0xAE, 0xAA, 0xF3}; // of the environment dictionary
+    const auto at = std::search(bytes.begin(), bytes.end(), std::begin(pattern), std::end(pattern));
+    ASSERT_NE(at, bytes.end());
+    std::fill(at, at + 16, 0x5A);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    const auto result = run_trox({"recover", path, output_});
+    EXPECT_EQ(result.code, 3);
+    EXPECT_THAT(result.err, HasSubstr("environment"));
+    EXPECT_THAT(result.err, testing::Not(HasSubstr("0 records")));
 }
 
 INSTANTIATE_TEST_SUITE_P(generations, recover,

@@ -296,7 +296,7 @@ TEST_P(damage, of_an_event_header_takes_the_event_from_the_index)
     what.event_fields = false;
     EXPECT_THAT(find_differences(file_.original(), file_.recovered(), what), IsEmpty());
     EXPECT_THAT(missing_records(file_.original(), file_.recovered()), IsEmpty());
-    EXPECT_THAT(report.remarks, Each(HasSubstr("1 event headers cannot be read")));
+    EXPECT_THAT(report.remarks, Each(HasSubstr("1 event header cannot be read")));
 }
 
 TEST_P(damage, of_an_event_header_without_index_loses_the_event)

@@ -129,13 +129,13 @@ both extended_image(tw::generation, int i)
 {
     const auto bytes = pixels(i, 12);
     trox_image_ext_frame_head head{};
-    head.width = 4;
-    head.height = 3;
+    head.width = head.aoi_width = 4;
+    head.height = head.aoi_height = 3;
     head.bpp = 1;
     head.scale_x = 0.125F;
     head.ispare4 = -1;
     be_bytes file;
-    file.i32(4).i32(3).zeros(16).i32(1).zeros(28).f32(0.125F).zeros(32).i32(-1).i32(12).raw(bytes);
+    file.i32(4).i32(3).i32(4).i32(3).zeros(8).i32(1).zeros(28).f32(0.125F).zeros(32).i32(-1).i32(12).raw(bytes);
     return {tw::image_payload(head, bytes), file.bytes()};
 }
 

@@ -302,6 +302,11 @@ template <class G> void file_check<G>::record_check::settle_payload(const payloa
         }
         add(fault.code, row_->subhead, fault.found, fault.expected);
     }
+    constexpr int type_mask = 0xFFFF;
+    const int type = head_.dtype & type_mask;
+    if (may_lie_apart<G>(type) && size >= slow_value_size<G>(type)) { // a compressed one
+        check_value(head);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -38,10 +38,11 @@ struct doctor_options {
 /// One channel of the dictionary. checked = good + damaged + unchecked.
 struct channel_report {
     std::string name{};
-    std::uint64_t position = 0;  ///< of its basket; 0 without one
-    std::uint64_t length = 0;    ///< of its basket
-    std::uint64_t announced = 0; ///< records by the dictionary
-    std::uint64_t checked = 0;   ///< rows in use
+    std::uint64_t position = 0; ///< of its basket; 0 without one
+    std::uint64_t length = 0;   ///< of its basket
+    /// Records by the dictionary; nothing where there is none, and the basket was found by its pattern.
+    std::optional<std::uint64_t> announced{};
+    std::uint64_t checked = 0; ///< rows in use
     std::uint64_t good = 0;
     std::uint64_t damaged = 0;   ///< something of the record is lost
     std::uint64_t unchecked = 0; ///< could not be decompressed by this build

@@ -15,7 +15,7 @@ constexpr auto warning = severity::warning;
 constexpr auto note = severity::note;
 
 constexpr const char* everything = "everything";
-constexpr const char* nothing_by_tables = "nothing through the tables; the baskets by their patterns";
+constexpr const char* nothing_by_tables = "nothing through the tables; records by trox recover";
 constexpr const char* all_others = "all other records";
 constexpr const char* all_channels_else = "all other channels; of this one, the records by a search of its basket";
 constexpr const char* all_but_record = "all records but this one";

@@ -69,8 +69,8 @@ void drop_empty_rows(found& file)
     const auto kept =
         std::remove_if(file.bad_rows.begin(), file.bad_rows.end(), [](const bad_row& one) { return one.is_empty; });
     if (kept != file.bad_rows.end()) {
-        file.result.remarks.push_back("channel dictionary: counts " + std::to_string(file.bad_rows.end() - kept) +
-                                      " records that are none");
+        file.result.remarks.push_back("channel dictionary: records that it counts, and that are none: " +
+                                      std::to_string(file.bad_rows.end() - kept));
         file.bad_rows.erase(kept, file.bad_rows.end());
     }
 }

@@ -105,7 +105,8 @@ private:
         }
         for (const auto& one : file_.records) {
             const auto known = found_ones.find(one.channel);
-            if (known != found_ones.end() && one.block < file_.walked_blocks) {
+            // A row of a block that does not add up may be wrong: no other record's place is told from it.
+            if (known != found_ones.end() && one.block < file_.walked_blocks && !file_.blocks[one.block].is_doubtful) {
                 known->second.items.push_back({one.data, no_orphan, one.block});
             }
         }

@@ -64,9 +64,10 @@ class basket_walker
 {
 public:
     basket_walker(found& file, record_checker& checker, const std::unordered_set<std::uint64_t>& claimed,
-                  std::uint32_t owner, std::uint64_t begin, std::uint64_t end)
-        : file_(file), checker_(checker), claimed_(claimed), owner_(owner), end_(end),
-          position_(begin + file.layout.sizes().table_head), names_(file.file, file.channels[owner].subhead, end)
+                  std::uint32_t owner, std::uint64_t begin, std::vector<std::uint64_t> ends)
+        : file_(file), checker_(checker), claimed_(claimed), owner_(owner), ends_(std::move(ends)), end_(ends_.front()),
+          position_(begin + file.layout.sizes().table_head),
+          names_(file.file, file.channels[owner].subhead, ends_.back())
     {
     }
 
@@ -120,6 +121,9 @@ private:
         }
         const auto size = file_.layout.sizes().subhead;
         auto checked = checker_.check(owner(), position_, position_ + size, end_);
+        if (!checked.damage.empty() && end_ < ends_.back()) {
+            checked = look_beyond(std::move(checked));
+        }
         const auto announced = std::max<std::uint64_t>(static_cast<std::uint64_t>(head.ldata), size);
         const auto length =
             checked.length != 0 && (checked.damage.empty() || !head.is_zipped()) ? checked.length : announced;
@@ -134,11 +138,23 @@ private:
         return true;
     }
 
+    // What seems to begin another basket may be bytes of a record, which then decodes.
+    checked_record look_beyond(checked_record checked)
+    {
+        auto beyond = checker_.check(owner(), position_, position_ + file_.layout.sizes().subhead, ends_.back());
+        if (!beyond.damage.empty() || !beyond.fault.empty()) {
+            return checked;
+        }
+        end_ = *std::lower_bound(ends_.begin(), ends_.end() - 1, position_ + beyond.length);
+        return beyond;
+    }
+
     void add(std::uint64_t subhead, std::uint64_t data, const checked_record& checked)
     {
         if (claimed_.count(checked.is_slow ? data : subhead) == 0) {
             file_.orphans.push_back({owner_, no_index, no_index, checked.stored, subhead, data, checked.length,
                                      checked.is_slow, true, false, checked.damage});
+            file_.orphans.back().fault = checked.fault;
         }
     }
 
@@ -315,9 +331,23 @@ private:
         }
     }
 
+    // Where the file has lost or gained bytes, a plain record that no other follows may have done so.
+    void doubt_last()
+    {
+        if (file_.orphans.size() > first_orphan_) {
+            auto& one = file_.orphans.back();
+            if (one.damage.empty() && one.data + one.stored == position_) {
+                one.damage = "bytes are missing, or too many, in it or behind it";
+            }
+        }
+    }
+
     // To the next place that carries the channel's name.
     void leap()
     {
+        if (file_.shifts.is_uncertain(position_)) {
+            doubt_last();
+        }
         const auto next = std::max(position_ + 1, names_.find(position_ + 1));
         if (next - position_ >= file_.layout.sizes().subhead) {
             ++file_.channels[owner_].holes; // a record may have been here
@@ -332,6 +362,7 @@ private:
     const std::unordered_set<std::uint64_t>& claimed_;
     std::uint32_t owner_;
     std::size_t first_orphan_ = file_.orphans.size();
+    std::vector<std::uint64_t> ends_; // where the basket may end, the last as it says itself
     std::uint64_t end_;
     std::uint64_t position_;
     name_finder names_;
@@ -375,9 +406,11 @@ public:
         places_.erase(
             std::remove_if(places_.begin(), places_.end(), [&](std::uint64_t at) { return !begins_basket(at); }),
             places_.end());
-        for (const auto& one : file.records) {
-            claimed_.insert(one.data);
-            claimed_.insert(one.subhead);
+        for (const auto* list : {&file.records, &file.orphans}) {
+            for (const auto& one : *list) {
+                claimed_.insert(one.data);
+                claimed_.insert(one.subhead);
+            }
         }
     }
 
@@ -390,9 +423,9 @@ public:
                 continue; // inside a basket or table: the pattern is chance
             }
             const auto first = places_[i] + file_.layout.sizes().table_head;
-            const auto owner = names_.find(first, first + file_.layout.sizes().subhead);
+            const auto owner = owner_of(places_[i]);
             if (owner == no_index) {
-                note_unknown(places_[i], first);
+                note_unknown(places_[i], i);
                 continue;
             }
             auto& its_channel = file_.channels[owner];
@@ -404,10 +437,11 @@ public:
             }
             std::uint64_t begin = 0;
             const auto whole = basket_end(file_, first, begin);
-            const auto end = whole < file_.file.length() ? whole : next_place(i);
+            auto ends = whole < file_.file.length() ? places_of_others(i, owner, whole) : std::vector{next_place(i)};
+            const bool is_told = whole < file_.file.length() && ends.size() == 1;
             its_channel.basket = places_[i];
-            done = basket_walker(file_, checker_, claimed_, owner, places_[i], end).run();
-            done = whole < file_.file.length() ? whole : done;
+            done = basket_walker(file_, checker_, claimed_, owner, places_[i], std::move(ends)).run();
+            done = is_told ? whole : done;
         }
         walk_the_headless(walked);
     }
@@ -418,6 +452,38 @@ private:
         return std::any_of(file_.tables.begin(), file_.tables.end(), [&](const located& table) {
             return table.is_there() && !table.cut && position >= table.position && position < table.end();
         });
+    }
+
+    // By the name that its first record carries; where that is damaged, by the rows that lead into it.
+    std::uint32_t owner_of(std::uint64_t place)
+    {
+        const auto find = [&](std::uint64_t channel::*member) {
+            const auto& channels = file_.channels;
+            const auto known = std::find_if(channels.begin(), channels.end(), [&](const channel& one) {
+                return one.*member == place && !one.name.empty();
+            });
+            return known == channels.end() ? no_index : static_cast<std::uint32_t>(known - channels.begin());
+        };
+        if (const auto by_rows = find(&channel::basket); by_rows != no_index) {
+            return by_rows;
+        }
+        const auto first = place + file_.layout.sizes().table_head;
+        const auto by_name = names_.find(first, first + file_.layout.sizes().subhead);
+        return by_name != no_index ? by_name : find(&channel::told_basket);
+    }
+
+    // Where baskets of other channels seem to begin within the announced end, and that end: it may be damaged.
+    std::vector<std::uint64_t> places_of_others(std::size_t i, std::uint32_t owner, std::uint64_t end)
+    {
+        std::vector<std::uint64_t> ends;
+        for (auto k = i + 1; k < places_.size() && places_[k] < end; ++k) {
+            const auto other = is_in_table(places_[k]) ? owner : owner_of(places_[k]);
+            if (other != owner && other != no_index) {
+                ends.push_back(places_[k]);
+            }
+        }
+        ends.push_back(end);
+        return ends;
     }
 
     // Where the next basket or table begins.
@@ -442,29 +508,53 @@ private:
         return checker_.read_subhead(place + file_.layout.sizes().table_head, head) && looks_like_subhead(head);
     }
 
-    void note_unknown(std::uint64_t place, std::uint64_t first)
+    void note_unknown(std::uint64_t place, std::size_t i)
     {
+        const auto size = file_.layout.sizes().subhead;
+        const auto first = place + file_.layout.sizes().table_head;
         subhead_values head;
         checker_.read_subhead(first, head);
-        file_.result.lost_records.push_back(
-            {head.name.text, std::nullopt, place, "a basket of which the channel cannot be told"});
+        const auto name = head.name.text;
+        std::uint64_t begin = 0;
+        const auto whole = basket_end(file_, first, begin);
+        const auto end = std::min(whole, next_place(i));
+        std::uint64_t count = 0;
+        for (auto at = first; at < end && size <= end - at && checker_.read_subhead(at, head);) {
+            const auto length = static_cast<std::uint64_t>(std::max(head.ldata, 0));
+            if (!looks_like_subhead(head) || head.name.text != name || length > end - at) {
+                ++at;
+                continue;
+            }
+            const bool is_shared = checker_.is_slow(head) && length > size;
+            count += is_shared ? std::max<std::uint64_t>((length - size) / checker_.slow_size(head), 1) : 1;
+            at += std::max<std::uint64_t>(length, size);
+        }
+        lost_record lost;
+        lost.channel = name;
+        lost.offset = place;
+        lost.reason = "a basket of which the channel cannot be told";
+        lost.count = std::max<std::uint64_t>(count, 1);
+        file_.in_unknown_baskets += lost.count;
+        file_.result.lost_records.push_back(std::move(lost));
     }
 
     // Channels whose basket has no head any more: from the first record that a row leads to.
     void walk_the_headless(const std::unordered_set<std::uint32_t>& walked)
     {
         std::unordered_map<std::uint32_t, std::pair<std::uint64_t, std::uint64_t>> spans;
-        for (const auto& one : file_.records) {
-            if (walked.count(one.channel) == 0) {
-                auto& span = spans.emplace(one.channel, std::pair(one.subhead, one.subhead)).first->second;
-                span.first = std::min(span.first, one.subhead);
-                span.second = std::max(span.second, one.data + one.stored);
+        for (const auto* list : {&file_.records, &file_.orphans}) {
+            for (const auto& one : *list) {
+                if (walked.count(one.channel) == 0) {
+                    auto& span = spans.emplace(one.channel, std::pair(one.subhead, one.subhead)).first->second;
+                    span.first = std::min(span.first, one.subhead);
+                    span.second = std::max(span.second, one.data + one.stored);
+                }
             }
         }
         const auto head = file_.layout.sizes().table_head;
         for (const auto& [owner, span] : spans) {
             if (span.first >= head) {
-                basket_walker(file_, checker_, claimed_, owner, span.first - head, span.second).run();
+                basket_walker(file_, checker_, claimed_, owner, span.first - head, {span.second}).run();
             }
         }
     }

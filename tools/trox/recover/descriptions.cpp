@@ -51,6 +51,7 @@ void apply_descriptions(found& file, const std::vector<described_channel>& descr
         if (known != names.end()) {
             file.channels[known->second].server = one.server;
             file.channels[known->second].described_key = one.key;
+            file.channels[known->second].is_described = true;
             continue;
         }
         // One that the dictionary lacks may stand there under a damaged name.
@@ -63,6 +64,7 @@ void apply_descriptions(found& file, const std::vector<described_channel>& descr
         added.event_mask = one.event_mask;
         added.server = one.server;
         added.is_listed = false;
+        added.is_described = true;
         added.described_key = one.key;
         if (one.key != 0 && keys.insert(one.key).second) {
             added.key = one.key;

@@ -137,8 +137,8 @@ private:
     // Events of the index without a header; those that disagree with theirs are settled later.
     void rebuild()
     {
-        std::multimap<std::uint64_t, const event*> numbers;
-        for (const auto& [position, known] : events_) {
+        std::multimap<std::uint64_t, event*> numbers;
+        for (auto& [position, known] : events_) {
             numbers.emplace(known.head.number, &known);
         }
         std::unordered_set<const event*> confirmed;
@@ -148,6 +148,7 @@ private:
             const auto same = std::find_if(
                 first, last, [&](const auto& known) { return is_equal(file_.index[i], known.second->head); });
             if (same != last) {
+                same->second->is_indexed = true;
                 confirmed.insert(same->second); // wherever the entry's offset leads to
             } else {
                 left.push_back(i);
@@ -157,6 +158,7 @@ private:
             const auto at = events_.find(file_.index[i].info.offset);
             if (at != events_.end() && confirmed.count(&at->second) == 0) {
                 at->second.index_entry = i;
+                at->second.is_indexed = true;
             } else {
                 rebuild_event(file_.index[i]);
             }
@@ -281,6 +283,38 @@ void settle(found& file, std::uint32_t which, const std::vector<std::uint32_t>& 
     }
 }
 
+// Events that the index does not tell of, and whose number, or time, none of their server blocks has, although the
+// blocks of such a server mostly do.
+void doubt_events(found& file, const std::unordered_map<std::uint32_t, std::vector<std::uint32_t>>& blocks)
+{
+    const auto doubt = [&](const char* what, auto agrees) {
+        std::unordered_map<std::string, std::int64_t> agreement; // blocks that agree, less those that do not
+        for (const auto& one : file.blocks) {
+            if (one.event != no_index && !one.is_rebuilt) {
+                agreement[one.head.server.text] += agrees(one.head, file.events[one.event].head) ? 1 : -1;
+            }
+        }
+        for (std::uint32_t i = 0; i < file.events.size(); ++i) {
+            const auto known = blocks.find(i);
+            if (file.events[i].is_indexed || file.events[i].is_rebuilt || known == blocks.end()) {
+                continue;
+            }
+            const auto contradicts = [&](std::uint32_t which) {
+                const auto& head = file.blocks[which].head;
+                return agreement[head.server.text] > 0 && !agrees(head, file.events[i].head);
+            };
+            if (std::all_of(known->second.begin(), known->second.end(), contradicts)) {
+                file.lose(
+                    "event " + std::to_string(file.events[i].head.number) + ": its " + what +
+                    " cannot be confirmed; its server blocks have another, and the event index does not tell of it");
+            }
+        }
+    };
+    doubt("number",
+          [](const block_values& of, const event_values& event) { return is_pulse_of(of.mpulse, event.number); });
+    doubt("time", [](const block_values& of, const event_values& event) { return same_time(of.time, event.time); });
+}
+
 template <class List> std::uint32_t at_position(const List& list, std::size_t count, std::uint64_t position) noexcept
 {
     const auto end = list.begin() + static_cast<std::ptrdiff_t>(count);
@@ -314,19 +348,17 @@ void find_events(found& file, patterns& scanned)
 void settle_events(found& file)
 {
     std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> blocks;
+    for (std::uint32_t i = 0; i < file.blocks.size(); ++i) {
+        if (file.blocks[i].event != no_index && !file.blocks[i].is_rebuilt) {
+            blocks[file.blocks[i].event].push_back(i);
+        }
+    }
     for (std::uint32_t i = 0; i < file.events.size(); ++i) {
         if (file.events[i].index_entry != no_index) {
-            blocks[i];
+            settle(file, i, blocks[i]);
         }
     }
-    for (std::uint32_t i = 0; i < file.blocks.size(); ++i) {
-        if (const auto of = blocks.find(file.blocks[i].event); of != blocks.end() && !file.blocks[i].is_rebuilt) {
-            of->second.push_back(i);
-        }
-    }
-    for (const auto& [which, its_blocks] : blocks) {
-        settle(file, which, its_blocks);
-    }
+    doubt_events(file, blocks);
 }
 
 } // namespace trox::recovery

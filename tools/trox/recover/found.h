@@ -4,6 +4,7 @@
 
 #include "file_layout.h"
 #include "recover.h"
+#include "shifts.h"
 #include "source_file.h"
 
 #include <array>
@@ -13,12 +14,19 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace trox::recovery
 {
 
 inline constexpr std::uint32_t no_index = std::numeric_limits<std::uint32_t>::max();
+
+/// "1 record", "2 records".
+inline std::string amount(std::uint64_t count, const char* one, const char* many)
+{
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
 
 /// A table or basket: its first byte, and bytes that may be used, head included.
 struct located {
@@ -40,6 +48,7 @@ struct located {
 struct event {
     std::uint64_t position = 0; ///< of its header
     event_values head{};
+    bool is_indexed = false;              ///< the event index tells of it, the same or something else
     bool is_rebuilt = false;              ///< from the event index; its header cannot be read
     std::uint32_t index_entry = no_index; ///< what the event index says of it, when that differs
     std::uint32_t first_block = no_index;
@@ -55,6 +64,7 @@ struct block {
     bool is_by_order = false; ///< bound to its event by the events' counts
     bool is_rebuilt = false;  ///< its head cannot be read
     bool is_countable = true; ///< what is left is known
+    bool is_doubtful = false; ///< its counts do not agree with the records that rows lead to
     std::int64_t records_left = 0;
     std::int64_t bytes_left = 0; ///< what its ltotal counts beyond the records known
 };
@@ -70,14 +80,16 @@ struct channel {
     std::uint32_t dtype_mask = 0;
     std::int64_t count = -1; ///< records that the dictionary announces; -1 unknown
     std::optional<std::int32_t> environment_index{};
-    std::string server{};         ///< the only server it can belong to; empty: unknown
-    std::uint64_t entry = 0;      ///< position of its dictionary entry
-    std::uint64_t basket = 0;     ///< position, 0 unknown
-    std::uint64_t basket_end = 0; ///< 0 unknown
-    bool is_listed = true;        ///< in the dictionary of the file
-    std::string lost{};           ///< why it cannot be written
-    bool is_ordered = true;       ///< its records may lie in the order of the events
-    std::uint64_t holes = 0;      ///< stretches of its basket that hold no record that can be found
+    std::string server{};          ///< the only server it can belong to; empty: unknown
+    std::uint64_t entry = 0;       ///< position of its dictionary entry
+    std::uint64_t basket = 0;      ///< position, 0 unknown
+    std::uint64_t basket_end = 0;  ///< 0 unknown
+    std::uint64_t told_basket = 0; ///< where its rows lead, whether these are its records or not; 0 unknown
+    bool is_listed = true;         ///< in the dictionary of the file
+    bool is_described = false;     ///< under this name
+    std::string lost{};            ///< why it cannot be written
+    bool is_ordered = true;        ///< its records may lie in the order of the events
+    std::uint64_t holes = 0;       ///< stretches of its basket that hold no record that can be found
 };
 
 /// A record that was found and decodes, or one that is damaged but whose place is known.
@@ -94,6 +106,7 @@ struct record {
     bool is_doubtful = false; ///< passes the announced end of its basket
     std::string damage{};     ///< why it cannot be recovered
     bool is_assumed = false;  ///< its event is a guess that was asked for
+    std::string fault{};      ///< its payload is not as its heads say
 };
 
 /// A row that could not be followed to a record.
@@ -137,6 +150,7 @@ struct found {
         return tables[static_cast<std::size_t>(what)];
     }
 
+    shift_map shifts{}; ///< of positions in rows and index
     std::vector<index_entry> index{};
     std::vector<event> events{};   ///< by position
     std::vector<block> blocks{};   ///< by position, then the rebuilt ones
@@ -153,11 +167,17 @@ struct found {
     std::vector<record> records{}; ///< assigned to events
     std::vector<record> orphans{}; ///< walked, not pointed at by a good row
     std::vector<bad_row> bad_rows{};
-    bool has_loss = false; ///< something else than events and records is lost
+    /// Sub-heads that have lost their mark of compression: what follows them proves that they had it.
+    std::unordered_set<std::uint64_t> unmarked{};
+    std::uint64_t in_unknown_baskets = 0; ///< records of no channel that can be told; they are listed as lost
+    bool has_loss = false;                ///< something else than events and records is lost
     /// Notes a loss of something else.
     void lose(std::string what)
     {
         has_loss = true;
+        if (result.other_loss.empty()) {
+            result.other_loss = what;
+        }
         result.remarks.push_back(std::move(what));
     }
     void advance(std::uint64_t bytes) const

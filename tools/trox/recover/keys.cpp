@@ -116,9 +116,9 @@ private:
         for (const auto& one : file_.records) {
             subhead_values head;
             unsigned char index[sizeof(std::int32_t)];
-            if (one.is_slow && one.damage.empty() && is_kept(file_.channels[one.channel]) &&
-                looked_at[one.channel]++ < enough && checker_.read_subhead(one.subhead, head) &&
-                !file_.layout.is_update_type(head.dtype) && file_.file.read(one.data, index, sizeof index)) {
+            if (one.damage.empty() && is_kept(file_.channels[one.channel]) && looked_at[one.channel]++ < enough &&
+                checker_.read_subhead(one.subhead, head) && block_type(head.dtype) == TROX_ENV_BLOCK &&
+                checker_.read_value(head, one.subhead, one.data, index, sizeof index)) {
                 carried[one.channel].insert(trox_detail::load_big_endian<std::int32_t>(index));
             }
         }

@@ -76,8 +76,8 @@ private:
         }
         for (const auto& [channel, count] : assumed) {
             if (count > 0) {
-                file_.lose("channel " + file_.channels[channel].name + ": the events of " + std::to_string(count) +
-                           " records are assumed from their order");
+                file_.lose("channel " + file_.channels[channel].name + ": assumed from their order are the events of " +
+                           amount(count, "record", "records"));
             }
         }
     }

@@ -8,6 +8,15 @@
 namespace trox::recovery
 {
 
+/// Calls damaged the records whose payload is not as its heads say, unless this holds for all records of the channel:
+/// then its writer fills the heads in a way of its own.
+void judge_faults(found& file);
+
+/// Moves to `orphans` the records of server blocks whose counts their rows contradict: rows that lead to records of
+/// other lengths than the block counts do not tell which records are its own. Where nothing confirms the block's own
+/// length, or contradicts it, this is noted as a loss.
+void doubt_rows(found& file, record_checker& checker);
+
 /// Takes what is known of the blocks' counts, and marks records whose own length contradicts them.
 void account(found& file);
 

@@ -5,6 +5,7 @@
 #include "found.h"
 #include "record_check.h"
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -28,14 +29,24 @@ public:
     /// none, or that of another channel.
     bool name_channel(std::uint32_t nameless, std::uint64_t subhead, std::uint64_t data);
 
-    /// Corrects the name of a dictionary entry when the first records of its column all carry another, one that no
-    /// channel of the dictionary has; its environment index likewise. The count of such an entry is not to be trusted.
+    /// Corrects the name of a dictionary entry when the first records of its column, two at least, all carry another,
+    /// one that no channel of the dictionary has; of one record that is believed when the descriptions have its name.
+    /// A name that is described is only given up for one that is, too. The environment index likewise, by what all
+    /// records carry. The count of a corrected entry is not to be trusted.
     void correct(std::uint32_t listed, const std::vector<row_values>& rows);
 
 private:
     void correct_index(std::uint32_t listed, const std::vector<row_values>& rows);
     void take_over(std::uint32_t listed, std::uint32_t described);
-    bool read_names(std::uint64_t subhead, std::uint64_t data, std::string& short_name, std::string& full_name);
+    struct carried_names {
+        std::string subhead{};
+        std::string full{}; ///< in the value of a slow record, when it fits the one in the sub-head
+        text_field value{}; ///< whether it fits or not
+    };
+    std::optional<carried_names> read_names(std::uint64_t subhead, std::uint64_t data);
+    std::uint32_t find_described(const std::string& short_name, const std::string& full_name) const;
+    void rename(std::uint32_t listed, const std::string& short_name, const std::string& full_name,
+                std::uint32_t described);
 
     found& file_;
     record_checker& checker_;

@@ -72,12 +72,60 @@ bool record_checker::read_subhead(std::uint64_t position, subhead_values& head)
         return false;
     }
     head = found_.layout.subhead(bytes_.data());
+    if (!head.is_zipped() && (found_.unmarked.count(position) > 0 || proves_mark(position, head))) {
+        found_.unmarked.insert(position);
+        head.error |= TROX_CHAN_ZIP_FLAG;
+    }
     return true;
+}
+
+bool record_checker::read_zip_header(std::uint64_t position, trox_zip_header& zip)
+{
+    unsigned char head[sizeof(trox_zip_header)];
+    if (!found_.file.read(position, head, sizeof head)) {
+        return false;
+    }
+    zip.zip_flags = trox_detail::load_big_endian<std::uint32_t>(head);
+    zip.orig_length = trox_detail::load_big_endian<std::uint32_t>(head + 4);
+    zip.zipp_length = trox_detail::load_big_endian<std::uint32_t>(head + 8);
+    return true;
+}
+
+// A plain payload that begins with a zip header of exactly its length, and decompresses to what its type demands, is
+// a compressed one.
+bool record_checker::proves_mark(std::uint64_t position, const subhead_values& head)
+{
+    const auto size = found_.layout.sizes().subhead;
+    const auto skipped = size + sizeof(trox_zip_header);
+    checked_record record;
+    if (head.ldata < 0 || static_cast<std::uint64_t>(head.ldata) <= skipped ||
+        static_cast<std::uint64_t>(head.ldata) > found_.file.rest(position) ||
+        !read_zip_header(position + size, record.zip) ||
+        record.zip.zipp_length != static_cast<std::uint64_t>(head.ldata) - skipped ||
+        (record.zip.zip_flags != trox_zip_zlib && record.zip.zip_flags != trox_zip_lzo) ||
+        proven_plain_.count(position) > 0) {
+        return false;
+    }
+    record.head = head;
+    record.data = position + skipped;
+    record.stored = record.zip.zipp_length;
+    record.length = skipped + record.stored;
+    unpack(record);
+    const bool is_proof = record.damage.empty() && record.fault.empty();
+    if (!is_proof) {
+        proven_plain_.insert(position);
+    }
+    return is_proof;
+}
+
+bool record_checker::has_value(const subhead_values& head) const noexcept
+{
+    return found_.layout.is_update_type(head.dtype) || block_type(head.dtype) == TROX_ENV_BLOCK;
 }
 
 bool record_checker::is_slow(const subhead_values& head) const noexcept
 {
-    return !head.is_zipped() && (found_.layout.is_update_type(head.dtype) || block_type(head.dtype) == TROX_ENV_BLOCK);
+    return !head.is_zipped() && has_value(head);
 }
 
 std::size_t record_checker::slow_size(const subhead_values& head) const noexcept
@@ -108,14 +156,20 @@ std::string record_checker::check_slow(const channel& of, const subhead_values& 
     if (!found_.file.read(data, bytes_.data(), size)) {
         return "its data lie outside the file, or cannot be read";
     }
+    return check_value(of, head, bytes_.data());
+}
+
+// Name or index of the channel in the value of a slow record.
+std::string record_checker::check_value(const channel& of, const subhead_values& head, const unsigned char* value) const
+{
     if (found_.layout.is_update_type(head.dtype)) {
-        const auto update = found_.layout.update(bytes_.data());
+        const auto update = found_.layout.update(value);
         if (!of.name.empty() && update.name.text != of.name) {
             return "its data carry the name of another channel";
         }
         return {};
     }
-    const auto index = trox_detail::load_big_endian<std::int32_t>(bytes_.data());
+    const auto index = trox_detail::load_big_endian<std::int32_t>(value);
     if (of.environment_index && index != *of.environment_index) {
         return "its data carry the index of another channel";
     }
@@ -154,7 +208,7 @@ checked_record record_checker::check(const channel& of, std::uint64_t subhead, s
     }
     record.data = subhead + size;
     if (record.head.is_zipped()) {
-        check_zipped(record, room);
+        check_zipped(of, record, room);
     } else {
         check_plain(record);
     }
@@ -174,37 +228,69 @@ void record_checker::check_type(checked_record& record, std::uint64_t payload) c
     }
 }
 
-void record_checker::check_plain(checked_record& record) const
+// Whether the payload has the length that its heads announce; its begin is at hand.
+void record_checker::check_payload(checked_record& record, std::uint64_t payload) const
+{
+    check_type(record, payload);
+    if (!record.damage.empty()) {
+        return;
+    }
+    const auto faults = found_.layout.generation() == writer::generation::legacy
+                            ? inspect::check_payload<trox_spect_head>(record.head.dtype, begin_, payload)
+                            : inspect::check_payload<trox_spect_head_2010>(record.head.dtype, begin_, payload);
+    for (const auto& fault : faults) {
+        if (inspect::info_of(fault.code).level == inspect::severity::error) {
+            record.fault = "its payload has " + fault.found + ", and its heads demand " + fault.expected;
+            return;
+        }
+    }
+}
+
+void record_checker::check_plain(checked_record& record)
 {
     const auto size = found_.layout.sizes().subhead;
     const auto length = static_cast<std::uint64_t>(record.head.ldata);
     record.stored = static_cast<std::uint32_t>(length > size ? length - size : 0);
     record.length = size + record.stored;
-    if (record.stored > 0) {
-        check_type(record, record.stored);
+    if (record.stored == 0) {
+        check_type(record, 0);
+        return;
     }
+    begin_.fill(0);
+    if (!found_.file.read(record.data, begin_.data(), std::min<std::size_t>(begin_.size(), record.stored))) {
+        record.damage = "its payload cannot be read";
+        return;
+    }
+    check_payload(record, record.stored);
 }
 
-void record_checker::check_zipped(checked_record& record, std::uint64_t room)
+void record_checker::check_zipped(const channel& of, checked_record& record, std::uint64_t room)
 {
-    unsigned char head[sizeof(trox_zip_header)];
-    if (sizeof head > room || !found_.file.read(record.data, head, sizeof head)) {
+    constexpr auto skipped = sizeof(trox_zip_header);
+    if (skipped > room || !read_zip_header(record.data, record.zip)) {
         record.damage = "its zip header passes the end of the basket";
         return;
     }
-    record.zip.zip_flags = trox_detail::load_big_endian<std::uint32_t>(head);
-    record.zip.orig_length = trox_detail::load_big_endian<std::uint32_t>(head + 4);
-    record.zip.zipp_length = trox_detail::load_big_endian<std::uint32_t>(head + 8);
-    record.data += sizeof head;
+    record.data += skipped;
     record.stored = record.zip.zipp_length;
-    const bool zlib = (record.zip.zip_flags & trox_zip_zlib) != 0;
-    const bool lzo = !zlib && (record.zip.zip_flags & trox_zip_lzo) != 0;
-    if (record.zip.zipp_length > room - sizeof head) {
+    if (record.zip.zipp_length > room - skipped) {
         record.damage = "its compressed bytes pass the end of the basket";
         return;
     }
+    record.length = found_.layout.sizes().subhead + skipped + record.stored;
+    unpack(record);
+    if (record.damage.empty() && has_value(record.head)) {
+        record.damage = check_value(of, record.head, begin_.data());
+    }
+}
+
+// Decompresses to see that it works, and looks at what comes out.
+void record_checker::unpack(checked_record& record)
+{
     const auto size = found_.layout.sizes().subhead;
-    record.length = size + sizeof head + record.stored;
+    const bool zlib = (record.zip.zip_flags & trox_zip_zlib) != 0;
+    const bool lzo = !zlib && (record.zip.zip_flags & trox_zip_lzo) != 0;
+    begin_.fill(0);
     if (record.stored == 0 || record.zip.orig_length == 0) {
         record.damage = "it is compressed, and empty";
     } else if (!zlib && !lzo) {
@@ -219,11 +305,11 @@ void record_checker::check_zipped(checked_record& record, std::uint64_t room)
         record.damage = zlib ? unpack_zlib(record) : unpack_lzo(record);
     }
     if (record.damage.empty()) {
-        check_type(record, record.zip.orig_length);
+        check_payload(record, record.zip.orig_length);
     }
 }
 
-// Inflates into nowhere: only whether it works, and the length, are asked for.
+// Inflates into nowhere: only whether it works, the length, and the begin are asked for.
 std::string record_checker::unpack_zlib(const checked_record& record)
 {
     constexpr std::size_t piece = std::size_t{64} << 10;
@@ -252,7 +338,11 @@ std::string record_checker::unpack_zlib(const checked_record& record)
             zlib.next_out = out;
             zlib.avail_out = piece;
             state = inflate(&zlib, Z_NO_FLUSH);
-            produced += piece - zlib.avail_out;
+            const auto more = piece - zlib.avail_out;
+            if (produced < begin_.size()) {
+                std::copy_n(out, std::min<std::uint64_t>(more, begin_.size() - produced), begin_.data() + produced);
+            }
+            produced += more;
         } while (state == Z_OK && (zlib.avail_in > 0 || zlib.avail_out == 0) && produced <= record.zip.orig_length);
         if (state == Z_BUF_ERROR && left > 0) {
             state = Z_OK; // wants more
@@ -289,8 +379,12 @@ std::string record_checker::unpack_lzo([[maybe_unused]] const checked_record& re
 #ifdef TROX_WITH_LZO
     std::vector<unsigned char> memory;
     try {
-        return expand_lzo(record.data, record.stored, record.zip.orig_length, memory) ? std::string()
-                                                                                      : "it does not decompress";
+        if (!expand_lzo(record.data, record.stored, record.zip.orig_length, memory)) {
+            return "it does not decompress";
+        }
+        std::copy_n(memory.data() + record.stored, std::min<std::size_t>(begin_.size(), record.zip.orig_length),
+                    begin_.data());
+        return {};
     } catch (const std::bad_alloc&) {
         return "no memory to decompress it";
     }
@@ -346,6 +440,23 @@ bool record_checker::read_payload(const record& one, const subhead_values& head,
     }
     std::memcpy(out, memory.data() + one.stored, size);
     return true;
+}
+
+bool record_checker::read_value(const subhead_values& head, std::uint64_t subhead, std::uint64_t data,
+                                unsigned char* out, std::size_t size)
+{
+    if (!head.is_zipped()) {
+        return found_.file.read(data, out, size);
+    }
+    trox_zip_header zip{};
+    record one;
+    one.data = subhead + found_.layout.sizes().subhead + sizeof zip;
+    if (!read_zip_header(one.data - sizeof zip, zip) || zip.zipp_length > found_.file.rest(one.data)) {
+        return false;
+    }
+    one.stored = zip.zipp_length;
+    return can_expand_to(zip.zipp_length, zip.orig_length, (zip.zip_flags & trox_zip_zlib) == 0) &&
+           read_payload(one, head, out, size);
 }
 
 } // namespace trox::recovery

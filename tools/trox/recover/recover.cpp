@@ -92,8 +92,11 @@ void find_records(found& file, patterns& scanned)
     channel_names names(file, checker);
     follow_rows(file, names, checker);
     settle_events(file);
+    judge_faults(file);
+    doubt_rows(file, checker);
     if (needs_walk(file)) {
         walk_baskets(file, scanned, names, checker);
+        judge_faults(file);
     }
     account(file);
     match_orphans(file, checker);
@@ -114,15 +117,24 @@ void note_lost_tables(found& file)
             file.result.remarks.push_back(text + "; the file may have none");
         }
     }
+    if (file.table(item::event_index).how == means::lost) {
+        file.result.remarks.push_back("event index: not found; the event headers tell what the new one says");
+    }
     const auto& dictionary = file.table(item::dictionary);
     if (!dictionary.is_there() || dictionary.cut) {
         file.lose("channel dictionary: not found whole; channels are those of the descriptions and of the records");
     }
 }
 
-void recover_into(found& file, const std::string& output)
+// People know the file by its own name.
+std::string with_name_of(const std::string& made, const std::string& output, std::string text)
 {
-    output_file made(output);
+    const auto at = text.find(made);
+    return at == std::string::npos ? text : text.replace(at, made.size(), output);
+}
+
+void make_file(found& file, output_file& made)
+{
     const auto written = write_file(file, made.name());
     const auto wrong = verify_file(file, written, made.name());
     if (!wrong.empty()) {
@@ -131,6 +143,19 @@ void recover_into(found& file, const std::string& output)
     }
     made.put_in_place(file.options.replace_existing);
     complete_report(file, written);
+}
+
+void recover_into(found& file, const std::string& output)
+{
+    output_file made(output);
+    const auto name = made.name();
+    try {
+        make_file(file, made);
+    } catch (const std::system_error& error) {
+        file.result.failure = with_name_of(name, output, error.what());
+    } catch (const writer::error& error) {
+        file.result.failure = with_name_of(name, output, error.what());
+    }
 }
 
 void recover(source_file& input, const std::string& output, const recover_options& options, report& result)

@@ -84,7 +84,8 @@ struct report {
     std::vector<channel_result> channels{};
     std::vector<lost_event> lost_events{};
     std::vector<lost_record> lost_records{};
-    std::uint64_t lost = 0; ///< records of all of them, those of unknown channels too
+    std::uint64_t lost = 0;   ///< records of all of them, those of unknown channels too
+    std::string other_loss{}; ///< the first of the remarks that tell of a loss
     /// What else differs from the undamaged file: fields that are unknown, keys that were given anew.
     std::vector<std::string> remarks{};
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <unordered_set>
 
 namespace trox::recovery
@@ -32,6 +33,14 @@ public:
                 result_.channels.push_back(results_[i]);
             }
         }
+        for (const auto channel : faulty_) {
+            result_.remarks.push_back("channel " + file_.channels[channel].name +
+                                      ": no payload is as long as its heads say; all are kept");
+        }
+        if (!file_.unmarked.empty()) {
+            result_.remarks.push_back("compressed records whose mark of compression is lost, and set again: " +
+                                      std::to_string(file_.unmarked.size()));
+        }
         const bool is_complete = result_.lost_events.empty() && result_.lost_records.empty() && !file_.has_loss;
         result_.end = is_complete ? outcome::complete : outcome::partial;
     }
@@ -52,6 +61,9 @@ private:
                 auto& known = results_[one.channel];
                 ++(one.is_assumed ? known.by_order : one.by_match ? known.by_match : known.by_row);
                 ++result_.records;
+                if (!one.fault.empty()) {
+                    faulty_.insert(one.channel);
+                }
             }
         }
     }
@@ -90,10 +102,9 @@ private:
             rebuilt += one.is_rebuilt ? 1 : 0;
         }
         if (rebuilt > 0) {
-            file_.lose(
-                std::to_string(rebuilt) +
-                " event headers cannot be read: number, time and type are from the event index; trigger mask and "
-                "status are unknown, and written as 0");
+            file_.lose(amount(rebuilt, "event header", "event headers") +
+                       " cannot be read: number, time and type are from the event index; trigger mask and "
+                       "status are unknown, and written as 0");
         }
         std::uint64_t blocks = 0;
         for (const auto& one : file_.blocks) {
@@ -104,8 +115,8 @@ private:
             blocks += one.is_rebuilt ? 1 : 0;
         }
         if (blocks > 0) {
-            file_.lose(std::to_string(blocks) +
-                       " server block heads cannot be read: their records are in blocks without a name");
+            file_.lose(amount(blocks, "server block head", "server block heads") +
+                       " cannot be read: the records are in blocks without a name");
         }
         add_missing_blocks();
     }
@@ -184,13 +195,21 @@ private:
         if (pointers.is_there() && !pointers.cut && file_.columns >= file_.listed) {
             return;
         }
+        auto listed = file_.in_unknown_baskets; // as records of no channel
         for (std::size_t i = 0; i < file_.listed; ++i) {
             const auto& known = results_[i];
             const auto have = known.by_row + known.by_match + known.by_order + known.lost;
             if (file_.channels[i].count > 0 && static_cast<std::uint64_t>(file_.channels[i].count) > have) {
-                const auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
+                auto missing = static_cast<std::uint64_t>(file_.channels[i].count) - have;
+                const auto explained = std::min(missing, listed);
+                missing -= explained;
+                listed -= explained;
+                if (missing == 0) {
+                    continue;
+                }
                 lose_record(static_cast<std::uint32_t>(i), no_index, file_.channels[i].entry,
-                            std::to_string(missing) + " records that the dictionary counts cannot be found", missing);
+                            amount(missing, "record", "records") + " that the dictionary counts cannot be found",
+                            missing);
             }
         }
     }
@@ -200,14 +219,27 @@ private:
     {
         std::uint64_t counted = 0;
         for (const auto& one : file_.blocks) {
-            counted += one.is_rebuilt || one.head.nchan < 0 ? 0 : static_cast<std::uint64_t>(one.head.nchan);
+            counted += one.is_rebuilt ? 0 : records_of(one);
         }
+        counted = std::min(counted, file_.file.length() / file_.layout.sizes().subhead);
         const auto known = result_.records + count_lost();
         if (counted > known) {
             lose_record(no_index, no_index, 0,
-                        std::to_string(counted - known) + " records that the server blocks count cannot be found",
+                        amount(counted - known, "record", "records") + " that the server blocks count cannot be found",
                         counted - known);
         }
+    }
+
+    // A count that cannot be, and one of a block of which no byte is missing, is damaged.
+    std::uint64_t records_of(const block& one) const
+    {
+        const auto& sizes = file_.layout.sizes();
+        const auto most =
+            (one.head.ltotal - static_cast<std::int64_t>(sizes.server_head)) / static_cast<std::int64_t>(sizes.subhead);
+        const auto count = std::min<std::int64_t>(one.head.nchan, std::max<std::int64_t>(most, 0));
+        const bool is_whole = one.bytes_left == 0 && one.event != no_index;
+        return static_cast<std::uint64_t>(
+            std::max<std::int64_t>(is_whole ? one.head.nchan - one.records_left : count, 0));
     }
 
     std::uint64_t count_lost() const
@@ -223,6 +255,7 @@ private:
     const written_file& written_;
     report& result_;
     std::vector<channel_result> results_;
+    std::set<std::uint32_t> faulty_;                      // channels whose payloads are not as their heads say
     std::unordered_set<std::uint64_t> recovered_;         // channel and event
     std::map<std::uint32_t, std::uint64_t> matched_lost_; // records found without their rows, and lost, per channel
 };

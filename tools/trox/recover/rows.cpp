@@ -37,7 +37,7 @@ public:
         for (const auto* piece = &stream.next(); !piece->empty(); piece = &stream.next()) {
             // Pieces are a multiple of any row's size, but for the last one.
             for (std::size_t at = 0; sizes.row <= piece->size() - at; at += sizes.row) {
-                result.push_back(file_.layout.row(piece->data() + at));
+                result.push_back(translate(file_.layout.row(piece->data() + at)));
                 if (!result.back().is_empty()) {
                     used = result.size();
                 }
@@ -49,6 +49,12 @@ public:
     }
 
 private:
+    row_values translate(const row_values& row) const
+    {
+        const auto& shifts = file_.shifts;
+        return {shifts.find(row.evhd), shifts.find(row.sbhd), shifts.find(row.chhd), shifts.find(row.data)};
+    }
+
     found& file_;
 };
 
@@ -107,7 +113,9 @@ private:
         const auto channel = channel_of(column, rows);
         if (channel == no_index) {
             for (std::uint64_t row = 0; row < rows.size(); ++row) {
-                add_bad(no_index, column, row, no_index, no_index, "no channel can be told for it");
+                if (!rows[row].is_empty()) {
+                    add_bad(no_index, column, row, no_index, no_index, "no channel can be told for it");
+                }
             }
             return;
         }
@@ -161,7 +169,7 @@ private:
         if (begin != 0 && std::any_of(rows.begin(), rows.end(), is_outside)) {
             end = file_.file.length(); // its length contradicts the rows
         }
-        owner.basket = begin;
+        owner.basket = owner.told_basket = begin;
         owner.basket_end = end;
         return end;
     }
@@ -206,6 +214,7 @@ private:
         found_one.is_weak = !checked.is_slow && at.data != at.chhd + file_.layout.sizes().subhead;
         found_one.found_record = {channel,        event,           block, checked.stored, at.chhd,       checked.data,
                                   checked.length, checked.is_slow, false, is_doubtful,    checked.damage};
+        found_one.found_record.fault = checked.fault;
         candidates.push_back(std::move(found_one));
     }
 

@@ -2,6 +2,7 @@
 
 #include "descriptions.h"
 #include "detail/big_endian.h"
+#include "pointers.h"
 
 #include <algorithm>
 #include <set>
@@ -43,7 +44,7 @@ public:
         result.position = position;
         result.cut = what != item::event_index && !fits;
         result.usable = what == item::event_index || fits ? std::min(second, rest) : rest;
-        if (!measure(what, second, result) || (!needs_pattern && !is_convincing(what, result))) {
+        if (!measure(what, second, needs_pattern, result) || (!needs_pattern && !is_convincing(what, result))) {
             return {};
         }
         result.how = means::reference;
@@ -52,15 +53,15 @@ public:
 
 private:
     // Corrects what can be used; false when the content is not what it should be.
-    bool measure(item what, std::uint64_t second, located& at)
+    bool measure(item what, std::uint64_t second, bool has_pattern, located& at)
     {
         switch (what) {
         case item::event_index:
-            return measure_index(second, at);
+            return measure_index(second, has_pattern, at);
         case item::dictionary:
             return measure_dictionary(at);
         case item::pointers:
-            return measure_pointers(at);
+            return measure_pointers(has_pattern, at);
         case item::environment:
             return !at.cut && (at.usable - sizes_.table_head) % environment_entry == 0;
         case item::descriptions:
@@ -95,7 +96,7 @@ public:
     }
 
 private:
-    bool measure_index(std::uint64_t types, located& at)
+    bool measure_index(std::uint64_t types, bool has_pattern, located& at)
     {
         auto end = at.position + sizes_.table_head;
         std::vector<unsigned char> head(sizes_.index_head);
@@ -114,7 +115,7 @@ private:
         }
         at.usable = end - at.position;
         at.cut = at.cut || entries < types;
-        return types == 0 || entries > 0;
+        return (types == 0 && has_pattern) || entries > 0;
     }
 
     bool measure_dictionary(located& at)
@@ -146,20 +147,18 @@ private:
         return entry.name.is_printable && entry.name.is_padded && entry.count >= 0;
     }
 
-    bool measure_pointers(located& at)
+    // What its head says of its shape may be damaged: behind its pattern any may be, see find_shape_of_pointers().
+    bool measure_pointers(bool has_pattern, const located& at)
     {
-        if (at.usable < sizes_.pointers_head) {
-            return false;
+        if (at.usable < sizes_.pointers_head || has_pattern) {
+            return at.usable >= sizes_.pointers_head;
         }
         std::vector<unsigned char> head(sizes_.pointers_head);
         file_.read(at.position, head.data(), head.size());
         const auto rows = layout_.word(head.data() + 2 * sizes_.word);
         const auto body = at.usable - sizes_.pointers_head;
-        if (rows == 0) {
-            return body == 0;
-        }
-        if (rows > file_.length() / sizes_.row) {
-            return false;
+        if (rows == 0 || rows > file_.length() / sizes_.row) {
+            return rows == 0 && body == 0;
         }
         return at.cut || body % (rows * sizes_.row) == 0;
     }
@@ -320,7 +319,9 @@ void read_index(found& file)
         for (auto info = at + sizes.index_head; info < end && sizes.index_info <= end - info;
              info += sizes.index_info) {
             if (file.file.read(info, bytes.data(), sizes.index_info)) {
-                file.index.push_back({file.layout.index_info(bytes.data()), static_cast<std::int32_t>(head.type), at});
+                auto values = file.layout.index_info(bytes.data());
+                values.offset = file.shifts.find(values.offset);
+                file.index.push_back({values, static_cast<std::int32_t>(head.type), at});
             }
         }
         at = end;
@@ -397,19 +398,6 @@ void apply_environment(found& file)
     }
 }
 
-void read_pointers_head(found& file)
-{
-    const auto& place = file.table(item::pointers);
-    const auto& sizes = file.layout.sizes();
-    std::vector<unsigned char> head(sizes.pointers_head);
-    if (!place.is_there() || !file.file.read(place.position, head.data(), head.size())) {
-        return;
-    }
-    file.rows_per_column = file.layout.word(head.data() + 2 * sizes.word);
-    const auto column = file.rows_per_column * sizes.row;
-    file.columns = column == 0 ? 0 : (place.usable - sizes.pointers_head + column - 1) / column;
-}
-
 // Names, keys and servers from the descriptions, where the dictionary has none.
 void use_descriptions(found& file)
 {
@@ -476,10 +464,11 @@ void find_tables(found& file, patterns& scanned)
         find_table(file, scanned, static_cast<item>(i));
         add_part(file, name_of(static_cast<item>(i)), file.tables[i]);
     }
-    read_index(file);
     read_dictionary(file);
     read_environment(file);
-    read_pointers_head(file);
+    find_shape_of_pointers(file);
+    find_shifts(file);
+    read_index(file);
     use_descriptions(file);
     apply_environment(file);
 }

@@ -163,6 +163,9 @@ private:
             return false;
         }
         head = file_.layout.subhead(bytes_.data());
+        if (&from == &file_.file && file_.unmarked.count(position) > 0) {
+            head.error |= TROX_CHAN_ZIP_FLAG;
+        }
         return true;
     }
 

@@ -52,7 +52,7 @@ public:
     {
         source_.declare_files(app);
         add_integer(app, "--findings", kept_, 0, most_kept,
-                    "How many findings of each code are told; all of them are counted")
+                    "How many findings of each code are told (20); all of them are counted")
             ->type_name("N")
             ->default_str(std::to_string(kept_));
         common.declare_rendering(app);
@@ -193,7 +193,11 @@ private:
     /// Tables for people have the damaged channels only, unless all is asked for.
     static void tell_channels(report& result, const std::vector<check_report>& all, const common_options& options)
     {
-        const bool damaged_only = is_short(options);
+        const auto is_searched = [](const channel_report& channel) { return !channel.announced; };
+        const bool damaged_only =
+            is_short(options) && std::none_of(all.begin(), all.end(), [&](const check_report& one) {
+                return std::any_of(one.channels.begin(), one.channels.end(), is_searched);
+            });
         result.begin_table({"channels", damaged_only ? "Damaged channels" : "Channels"},
                            {{"file", column_type::text, column_view::exact},
                             {"channel"},
@@ -206,7 +210,7 @@ private:
                             {"size", column_type::bytes, column_view::exact}});
         for (const check_report& one : all) {
             for (const channel_report& channel : one.channels) {
-                if (damaged_only && channel.damaged == 0 && channel.announced == channel.checked) {
+                if (is_short(options) && channel.damaged == 0 && channel.announced == channel.checked) {
                     continue;
                 }
                 result.row({one.path, channel.name, channel.announced, channel.checked, channel.good,
@@ -232,7 +236,8 @@ const verb_entry doctor_entry{
     "Ends with 0 when no error was found (warnings and notes are none), with 3 when data are lost or wrong, and with 1 "
     "when a file cannot be opened or is no data file.\n\n"
     "--memory bounds what one LZO record may take; larger ones are not decompressed. Tables for people show damaged "
-    "channels only; --long and the other formats show all.",
+    "channels only, and all that were found of a file without tables; --long and the other formats show all.\n\n"
+    "What can be read of a damaged file goes into a new one with \"trox recover\".",
     {{"trox doctor /data/linac_main_run7_file1_20240305T120000.raw", "Checks a file."},
      {"trox doctor /data --json | jq '.findings[] | select(.code == \"record-stream\")'",
       "Checks all files of a directory, and picks the streams that are broken."}},

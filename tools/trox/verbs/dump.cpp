@@ -58,7 +58,7 @@ public:
             ->group(group_);
         app.add_option_function<std::string>(
                "--rows", [this](const std::string& text) { take_rows(text); },
-               "Entries of each table, rows of each column and records of each basket: a number, or all")
+               "Entries of each table, rows of each column and records of each basket: a number (8), or all")
             ->type_name("N|all")
             ->default_str(std::to_string(usual_rows))
             ->group(group_);

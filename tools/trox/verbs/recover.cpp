@@ -55,17 +55,43 @@ public:
         context.keep_inputs({damaged_, recovered_});
         const auto result = recover(context);
         if (result.end == tr::outcome::nothing) {
-            throw failure(result.failure);
+            const bool is_there = !options_.replace_existing && result.failure.ends_with(" exists");
+            throw failure(result.failure, is_there ? "--replace replaces it" : "");
         }
-        tell(context, result);
+        try {
+            context.keep_inputs({damaged_, recovered_}); // now that there is one of that name
+            tell(context, result);
+        } catch (const wrong_use& why) {
+            throw wrong_use(std::string(why.what()) + "; " + recovered_ + " is in place", why.hint());
+        } catch (const failure& why) {
+            throw failure(std::string(why.what()) + "; " + recovered_ + " is in place", why.hint());
+        }
         if (result.end == tr::outcome::partial) {
-            context.data_lost(damaged_ + ": " + std::to_string(result.lost) + " records and " +
-                              std::to_string(result.lost_events.size()) + " events or server blocks are lost");
+            context.data_lost(damaged_ + ": " + losses(result));
         }
         return exit_code::done;
     }
 
 private:
+    static std::string losses(const tr::report& result)
+    {
+        const auto amount = [](std::uint64_t count, const char* one, const char* many) {
+            return std::to_string(count) + " " + (count == 1 ? one : many);
+        };
+        const auto events = result.lost_events.size();
+        std::string text;
+        if (result.lost > 0) {
+            text = amount(result.lost, "record", "records");
+        }
+        if (events > 0) {
+            text += (text.empty() ? "" : " and ") + amount(events, "event or server block", "events or server blocks");
+        }
+        if (text.empty()) {
+            return result.other_loss;
+        }
+        return text + (result.lost + events == 1 ? " is lost" : " are lost");
+    }
+
     tr::report recover(context& context)
     {
         constexpr std::uint64_t passes = 3; // records are looked at, written and compared
