@@ -175,6 +175,26 @@ private:
     std::vector<std::thread> workers_;
 };
 
+/// Takes the batches of a channel that are not kept, but for those that are being decoded, out of its list and out of
+/// the queue. Under the mutex; what is returned ends without it.
+template <class Keeps> auto record_store::take_out(channel_state& state, Keeps keeps) noexcept -> batch_list
+{
+    batch_list taken;
+    for (auto at = state.batches.begin(); at != state.batches.end();) {
+        const auto batch = at++;
+        if (keeps(*batch) || (*batch)->state == record_batch::stage::decoding) {
+            continue;
+        }
+        if ((*batch)->state == record_batch::stage::waiting) {
+            queue_.remove(*batch);
+            reserved_ -= (*batch)->grant;
+            --under_way_;
+        }
+        taken.splice(taken.end(), state.batches, batch);
+    }
+    return taken;
+}
+
 } // namespace trox::detail
 
 #endif
