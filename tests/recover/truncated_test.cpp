@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <set>
+#include <vector>
 
 using namespace recover_test;
 using testing::Each;
@@ -38,6 +39,15 @@ public:
             begin = channel.records.empty() ? begin : std::max(begin, first);
         }
         return begin - 2 * file_.word();
+    }
+    /// Where the event headers begin, in the order of the file.
+    std::vector<std::uint64_t> event_headers() const
+    {
+        std::vector<std::uint64_t> positions;
+        for (const auto& [position, event] : file_.original().file.events) {
+            positions.push_back(position);
+        }
+        return positions;
     }
     void cut(std::uint64_t length)
     {
@@ -98,6 +108,12 @@ private:
     full_file recovered_;
 };
 
+bool has_remark(const tr::report& report, const std::string& begin)
+{
+    return std::any_of(report.remarks.begin(), report.remarks.end(),
+                       [&](const std::string& one) { return one.compare(0, begin.size(), begin) == 0; });
+}
+
 class truncated_sample : public testing::TestWithParam<trox_test::sample_generation>
 {
 protected:
@@ -107,9 +123,9 @@ protected:
             GTEST_SKIP() << "the sample files hold LZO records";
         }
     }
-    static std::string path()
+    static std::string path(std::size_t file = 0)
     {
-        return trox_test::sample_directory(GetParam()) + trox_test::sample_names(GetParam()).at(0);
+        return trox_test::sample_directory(GetParam()) + trox_test::sample_names(GetParam()).at(file);
     }
 };
 
@@ -164,6 +180,36 @@ TEST_P(truncated_sample, that_does_not_show_its_order_gives_back_records_only_wh
         marked += channel.by_order;
     }
     EXPECT_EQ(marked, assumed.records);
+}
+
+// In the third files the event headers are behind all records and server blocks. A record may be of an event whose
+// header is gone: that the others have one place for it proves nothing.
+TEST_P(truncated_sample, that_ends_within_its_event_headers_gives_no_record_to_another_event)
+{
+    const auto headers = truncated(path(2)).event_headers();
+    ASSERT_GT(headers.size(), 60U);
+    for (std::size_t left = 1; left < headers.size(); ++left) {
+        for (const std::uint64_t more : {0U, 20U}) {
+            truncated file(path(2));
+            file.cut(headers[left] + more);
+            const auto report = file.recover();
+            EXPECT_EQ(report.end, tr::outcome::partial) << left;
+            EXPECT_THAT(file.differences(), IsEmpty()) << left << " + " << more;
+            // Server blocks that are left over tell of it, too.
+            EXPECT_TRUE(!report.lost_events.empty() || has_remark(report, "event headers: some may be lost")) << left;
+        }
+    }
+}
+
+TEST_P(truncated_sample, that_ends_behind_its_event_headers_gives_back_its_records)
+{
+    truncated file(path(2));
+    const auto headers = file.event_headers();
+    file.cut(headers.back() + (headers.back() - headers[headers.size() - 2]));
+    const auto report = file.recover();
+    EXPECT_THAT(file.differences(), IsEmpty());
+    EXPECT_GE(report.records, 302U);
+    EXPECT_FALSE(has_remark(report, "event headers: some may be lost"));
 }
 
 INSTANTIATE_TEST_SUITE_P(recover, truncated_sample,

@@ -59,10 +59,10 @@ void check_lengths(found& file)
 // Where all blocks have all of their records, empty rows are none that are missing: the dictionary's count is damaged.
 void drop_empty_rows(found& file)
 {
-    const bool is_all_there =
-        file.are_blocks_whole && std::all_of(file.blocks.begin(), file.blocks.end(), [](const block& one) {
-            return one.is_countable && one.records_left == 0 && one.bytes_left == 0;
-        });
+    const bool is_all_there = file.are_blocks_whole && file.are_events_whole &&
+                              std::all_of(file.blocks.begin(), file.blocks.end(), [](const block& one) {
+                                  return one.is_countable && one.records_left == 0 && one.bytes_left == 0;
+                              });
     if (!is_all_there) {
         return;
     }

@@ -213,6 +213,37 @@ private:
     found& file_;
 };
 
+// The blocks of events that are lost would follow.
+bool do_blocks_fill_their_basket(const found& file)
+{
+    const auto& basket = file.table(item::server_blocks);
+    return basket.is_there() && !basket.cut && file.are_blocks_whole && !file.blocks.empty() &&
+           file.blocks.back().position + file.layout.sizes().server_head == basket.end();
+}
+
+bool do_headers_fill_their_basket(const found& file)
+{
+    const auto& basket = file.table(item::event_headers);
+    if (!basket.is_there() || basket.cut) {
+        return false;
+    }
+    auto position = basket.position + file.layout.sizes().table_head;
+    for (const auto& one : file.events) {
+        if (one.position != position) {
+            return false;
+        }
+        position += file.layout.sizes().event_header;
+    }
+    return position >= basket.end();
+}
+
+bool does_index_tell_of_all(const found& file)
+{
+    const auto& index = file.table(item::event_index);
+    return index.is_there() && !index.cut && file.index.size() == file.events.size() &&
+           std::all_of(file.events.begin(), file.events.end(), [](const event& one) { return one.is_indexed; });
+}
+
 } // namespace
 
 void find_blocks(found& file)
@@ -220,6 +251,8 @@ void find_blocks(found& file)
     block_finder(file).run();
     file.walked_blocks = file.blocks.size();
     block_binder(file).run();
+    file.are_events_whole =
+        do_blocks_fill_their_basket(file) || do_headers_fill_their_basket(file) || does_index_tell_of_all(file);
 }
 
 } // namespace trox::recovery

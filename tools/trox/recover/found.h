@@ -156,6 +156,7 @@ struct found {
     std::vector<block> blocks{};   ///< by position, then the rebuilt ones
     std::size_t walked_blocks = 0; ///< of them by position
     bool are_blocks_whole = false; ///< every event has all of its blocks
+    bool are_events_whole = false; ///< there are no events but these, as far as blocks, headers or index tell
     std::vector<channel> channels{};
     bool is_dictionary_whole = false; ///< all of its entries have a name
     std::size_t listed = 0;           ///< channels that stand in the dictionary, in its order; they come first

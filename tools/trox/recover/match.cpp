@@ -20,6 +20,24 @@ public:
 
     void run()
     {
+        if (file_.are_events_whole) {
+            take_proven_places();
+        } else {
+            // The place of a record may be in an event that is lost: that there is one other only proves nothing.
+            file_.result.remarks.push_back(
+                "event headers: some may be lost; records that no row leads to are given to no event");
+        }
+        if (file_.options.in_order) {
+            assume_order();
+        }
+        move_assigned();
+    }
+
+private:
+    static constexpr std::uint64_t enough_for_order = 3;
+
+    void take_proven_places()
+    {
         take_single_places();
         if (places_.against_order == 0) {
             if (is_in_order()) {
@@ -33,14 +51,7 @@ public:
             }
             take_single_places();
         }
-        if (file_.options.in_order) {
-            assume_order();
-        }
-        move_assigned();
     }
-
-private:
-    static constexpr std::uint64_t enough_for_order = 3;
 
     bool is_in_order() const
     {

@@ -27,8 +27,8 @@ void account(found& file);
 ///   - the file keeps records in order, and all ways to lay those of its channel into the blocks of its server agree,
 ///   or
 ///   - the records of all channels of its server fill the server's blocks, in order, in one way.
-/// All of it only while every server block is known. With the option `in_order` what is left goes to the first blocks
-/// that take it, in order, and is marked.
+/// All of it only while every event and server block is known. With the option `in_order` what is left goes to the
+/// first blocks that take it, in order, and is marked.
 void match_orphans(found& file, record_checker& checker);
 
 } // namespace trox::recovery
